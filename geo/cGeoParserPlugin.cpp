@@ -1,0 +1,293 @@
+#include "geo/cGeoParserPlugin.h"
+
+#include <cmath>
+#include <cstring>
+#include <iterator>
+#include <memory>
+
+
+// The templates as a whole, so that members which this plug-in doesn't call compile all the same.
+template class cOxWpPlugin<cGeoParserFile>;
+template class cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
+
+namespace {
+
+constexpr double secondsPerMicrosecond = 1e-6;
+
+int answerInteger(_ox_wp_prop_type& property, std::int32_t identifier, std::int64_t value) {
+  property.identifier = identifier;
+  property.type = ox_wp_type_integer;
+  property.integer_value = value;
+  return 0;
+}
+
+int answerDouble(_ox_wp_prop_type& property, std::int32_t identifier, double value) {
+  property.identifier = identifier;
+  property.type = ox_wp_type_double;
+  property.double_value = value;
+  return 0;
+}
+
+// `text` is owned by the file, so that the pointer stays good.
+int answerText(_ox_wp_prop_type& property, std::int32_t identifier, const std::string& text) {
+  property.identifier = identifier;
+  property.type = ox_wp_type_string;
+  property.string_value = text.c_str();
+  return 0;
+}
+
+int answerNothing(_ox_wp_prop_type& property) {
+  property.identifier = ox_wp_prop_none;
+  return 1;
+}
+
+// The time axis, in seconds.
+
+double start(const cGeoParserVariable& variable) {
+  return variable.startTime * secondsPerMicrosecond;
+}
+
+double interval(const cGeoParserVariable& variable) {
+  return variable.sampleRate == 0 ? 0 : 1 / variable.sampleRate;
+}
+
+// Just after the last sample, rounded once.
+double end(const cGeoParserVariable& variable) {
+  return std::fma(static_cast<double>(variable.sampleCount), interval(variable), start(variable));
+}
+
+// Every copy ends here: 0 when the dispatcher is content, else 1.
+int copySamples(cGeoParserFile&, cGeoParserSection&, int, double*, int) {
+  return 1; // no reader delivers samples yet
+}
+
+int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable,
+                ox_wp_data_type type, void* buffer, int bytes) {
+  if (type != ox_wp_type_double)
+    return 1;
+  constexpr int bytesToDoubles = 3; // as a shift: a negative size stays negative
+  return copySamples(file, section, variable, static_cast<double*>(buffer),
+                     bytes >> bytesToDoubles);
+}
+
+} // namespace
+
+int cGeoParserSection::getSectionProperty(int index, _ox_wp_prop_type* property) {
+  switch (index) {
+  case 0:
+    return answerInteger(*property, ox_wp_prop_section_kind, 0);
+  case 1:
+    return answerInteger(*property, ox_wp_prop_variable_count, std::ssize(variables));
+  case 2:
+    unitText = "time stamp";
+    return answerText(*property, ox_wp_prop_section_x_label, unitText);
+  default:
+    return answerNothing(*property);
+  }
+}
+
+int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_type* property) {
+  if (variable < 0 || !hasVariable(variable))
+    return answerNothing(*property);
+
+  const cGeoParserVariable& asked = variables[static_cast<std::size_t>(variable)];
+  switch (index) {
+  case 0:
+    return answerText(*property, ox_wp_prop_variable_name, asked.name);
+  case 1:
+    return answerInteger(*property, ox_wp_prop_variable_kind, 0);
+  case 2:
+    return answerInteger(*property, ox_wp_prop_variable_data_type, asked.dataType);
+  case 3:
+    return answerInteger(*property, ox_wp_prop_sample_count,
+                         static_cast<std::int64_t>(asked.sampleCount));
+  case 4:
+    unitText = "time stamp";
+    return answerText(*property, ox_wp_prop_variable_x_label, unitText);
+  case 5:
+    unitText = "count";
+    return answerText(*property, ox_wp_prop_variable_y_label, unitText);
+  case 6:
+    return answerDouble(*property, ox_wp_prop_x_start, start(asked));
+  case 7:
+    return answerDouble(*property, ox_wp_prop_x_step, interval(asked));
+  case 8:
+    return answerDouble(*property, ox_wp_prop_x_end, end(asked));
+  default:
+    return answerNothing(*property);
+  }
+}
+
+// A negative number passes: the reader refuses it.
+bool cGeoParserSection::hasVariable(int variable) const noexcept {
+  return variable < std::ssize(variables);
+}
+
+int cGeoParserSection::copyVariableDataDouble(int variable, double* buffer, int count) {
+  return hasVariable(variable) ? copySamples(*file, *this, variable, buffer, count) : 1;
+}
+
+int cGeoParserSection::copyVariableData(int variable, ox_wp_data_type type, void* buffer,
+                                        int bytes) {
+  return hasVariable(variable) ? copySamples(*file, *this, variable, type, buffer, bytes) : 1;
+}
+
+int cGeoParserFile::getFileProperty(int index, _ox_wp_prop_type* property) {
+  switch (index) {
+  case 0:
+    return answerInteger(*property, ox_wp_prop_file_kind, 0);
+  case 1:
+    return answerInteger(*property, ox_wp_prop_section_count, std::ssize(sections()));
+  case 2:
+    return answerInteger(*property, ox_wp_prop_file_changed, checkFileChanged());
+  default:
+    return answerNothing(*property);
+  }
+}
+
+int cGeoParserFile::copyVariableDataDouble(cGeoParserSection& section, int variable, double* buffer,
+                                           int count) {
+  return copySamples(*this, section, variable, buffer, count);
+}
+
+int cGeoParserFile::copyVariableData(cGeoParserSection& section, int variable, ox_wp_data_type type,
+                                     void* buffer, int bytes) {
+  return copySamples(*this, section, variable, type, buffer, bytes);
+}
+
+cGeoParserPlugin::cGeoParserPlugin() {
+  registerFileExtension("*"); // files of any name: the dispatcher looks at the extension itself
+}
+
+cGeoParserFile* cGeoParserPlugin::parseFile(const char*) { return nullptr; } // no reader yet
+
+int cGeoParserPlugin::copyVariableDataDouble(cGeoParserFile& file, cGeoParserSection& section,
+                                             int variable, double* buffer, int count) {
+  return copySamples(file, section, variable, buffer, count);
+}
+
+int cGeoParserPlugin::copyVariableData(cGeoParserFile& file, cGeoParserSection& section,
+                                       int variable, ox_wp_data_type type, void* buffer,
+                                       int bytes) {
+  return copySamples(file, section, variable, type, buffer, bytes);
+}
+
+// The functions behind the table's slots: check the pointers, then ask the object.
+
+namespace {
+
+cGeoParserPlugin* asPlugin(ox_wp_plugin_handle handle) {
+  return static_cast<cGeoParserPlugin*>(handle);
+}
+
+cGeoParserFile* asFile(ox_wp_file_handle handle) {
+  return static_cast<cGeoParserFile*>(handle);
+}
+
+cGeoParserSection* asSection(ox_wp_section_handle handle) {
+  return static_cast<cGeoParserSection*>(handle);
+}
+
+} // namespace
+
+extern "C" {
+
+static int ox_wp_plugin_geo_get_plugin_property(ox_wp_plugin_handle plugin, int index,
+                                                _ox_wp_prop_type* property) {
+  if (plugin)
+    asPlugin(plugin)->getPluginProperty(index, property);
+  return 0;
+}
+
+static void ox_wp_plugin_geo_release(ox_wp_plugin_handle plugin) {
+  delete asPlugin(plugin);
+}
+
+static const char* ox_wp_plugin_geo_get_error_message(ox_wp_plugin_handle plugin) {
+  return plugin ? asPlugin(plugin)->getErrorMessage() : nullptr;
+}
+
+static ox_wp_file_handle ox_wp_plugin_geo_parser_parse_file(ox_wp_plugin_handle plugin,
+                                                            const char* path) {
+  return plugin ? asPlugin(plugin)->parseFile(path) : nullptr;
+}
+
+static int ox_wp_plugin_geo_parser_release_file(ox_wp_plugin_handle, ox_wp_file_handle) {
+  return 1; // by design: files live until all of them are released
+}
+
+static int ox_wp_plugin_geo_parser_release_all_files(ox_wp_plugin_handle plugin) {
+  return plugin ? asPlugin(plugin)->releaseAllFiles() : 0;
+}
+
+static int ox_wp_plugin_geo_parser_get_file_property(ox_wp_plugin_handle, ox_wp_file_handle file,
+                                                     int index, _ox_wp_prop_type* property) {
+  if (!property)
+    return 1;
+  property->identifier = ox_wp_prop_none;
+  return file ? asFile(file)->getFileProperty(index, property) : 1;
+}
+
+static ox_wp_section_handle ox_wp_plugin_geo_get_section_handle(ox_wp_plugin_handle plugin,
+                                                                ox_wp_file_handle file, int index) {
+  return plugin && file ? asFile(file)->getSectionHandle(index) : nullptr;
+}
+
+static int ox_wp_plugin_geo_get_section_property(ox_wp_plugin_handle, ox_wp_file_handle,
+                                                 ox_wp_section_handle section, int index,
+                                                 _ox_wp_prop_type* property) {
+  if (!property)
+    return 1;
+  property->identifier = ox_wp_prop_none;
+  return section ? asSection(section)->getSectionProperty(index, property) : 1;
+}
+
+static int ox_wp_plugin_geo_get_variable_property(ox_wp_plugin_handle, ox_wp_file_handle,
+                                                  ox_wp_section_handle section, int variable,
+                                                  int index, _ox_wp_prop_type* property) {
+  if (!property)
+    return 1;
+  property->identifier = ox_wp_prop_none;
+  return section ? asSection(section)->getVariableProperty(variable, index, property) : 1;
+}
+
+static int ox_wp_plugin_geo_copy_variable_data(ox_wp_plugin_handle, ox_wp_file_handle,
+                                               ox_wp_section_handle section, int variable,
+                                               ox_wp_data_type type, void* buffer, int size) {
+  return section ? asSection(section)->copyVariableData(variable, type, buffer, size) : 1;
+}
+
+// Not in the table.
+void ox_wp_plugin_geo_copy_variable_data_double(ox_wp_section_handle section, int variable,
+                                                double* buffer, int count) {
+  if (section)
+    asSection(section)->copyVariableDataDouble(variable, buffer, count);
+}
+
+int ox_wp_plugin_geo_initialize(_ox_wp_plugin_functions_type* table) {
+  if (!table || table->version < OX_WP_PLUGIN_VERSION)
+    return 1;
+  std::memset(table, 0, sizeof *table);
+  table->version = OX_WP_PLUGIN_VERSION;
+
+  auto plugin = std::make_unique<cGeoParserPlugin>();
+  table->get_plugin_property = ox_wp_plugin_geo_get_plugin_property;
+  table->release = ox_wp_plugin_geo_release;
+  table->get_error_message = ox_wp_plugin_geo_get_error_message;
+  table->parse_file = ox_wp_plugin_geo_parser_parse_file;
+  table->release_file = ox_wp_plugin_geo_parser_release_file;
+  table->release_all_files = ox_wp_plugin_geo_parser_release_all_files;
+  table->get_file_property = ox_wp_plugin_geo_parser_get_file_property;
+  table->get_section_handle = ox_wp_plugin_geo_get_section_handle;
+  table->get_section_property = ox_wp_plugin_geo_get_section_property;
+  table->get_variable_property = ox_wp_plugin_geo_get_variable_property;
+  table->copy_variable_data = ox_wp_plugin_geo_copy_variable_data;
+  table->plugin = plugin.release(); // the host's from here on
+  return 0;
+}
+
+int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
+  return ox_wp_plugin_geo_initialize(table);
+}
+
+} // extern "C"

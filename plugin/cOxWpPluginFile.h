@@ -1,0 +1,159 @@
+// The record of one parsed file: its path, what the disk said of it, its sections and properties.
+#pragma once
+
+#include <cstdint>
+#include <iterator>
+#include <list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include "plugin/cOxWpPluginProperty.h"
+#include "plugin/ox_wp_plugin.h"
+
+// Sections are held by value and never move: a section's address is its handle.
+template<class Plugin, class Section>
+class cOxWpPluginFile {
+public:
+  explicit cOxWpPluginFile(Plugin& plugin) : plugin_(&plugin) {}
+  cOxWpPluginFile(const cOxWpPluginFile&) = delete;
+  cOxWpPluginFile& operator=(const cOxWpPluginFile&) = delete;
+
+  Plugin& plugin() noexcept { return *plugin_; }
+  const Plugin& plugin() const noexcept { return *plugin_; }
+  std::list<Section>& sections() noexcept { return sections_; }
+  const std::list<Section>& sections() const noexcept { return sections_; }
+  const std::string& fileName() const noexcept { return fileName_; }
+
+  // In bytes; 0 for an empty name and for one that can't be examined.
+  unsigned long getFileSize(const std::string& name) const;
+
+  // In whole seconds since 1970-01-01 UTC; 0 for an empty name and for one that can't be examined.
+  long getLastWriteTime(const std::string& name) const;
+
+  // Takes the name and what the disk says of it; does nothing when it is the name already held.
+  void setFileName(const std::string& name);
+  void setFileName(const char* name) { setFileName(std::string(name ? name : "")); }
+
+  // True when size or time differ from those held, which are then replaced: a change is reported
+  // once. An empty or vanished file counts with time 0.
+  bool checkFileChanged();
+
+  // Null for an index out of range.
+  Section* getSectionHandle(int index) noexcept;
+  const Section* getSectionHandle(int index) const noexcept;
+
+  // Index 0 is the number of sections, the stored properties follow.
+  int getFileProperty(int index, _ox_wp_prop_type* property) const;
+
+  void pushProperty(const cOxWpPluginProperty& property) { properties.push_back(property); }
+  void pushProperty(const _ox_wp_prop_type& record) { properties.emplace_back(record); }
+
+  // Replaces the first property of the same identifier and label, or appends.
+  void setProperty(const cOxWpPluginProperty& property);
+
+  void clearProperties() noexcept { properties.clear(); }
+
+  // Removes the last section, if any.
+  void popSection();
+
+  void setErrorMessage(const std::string& message) { plugin_->setErrorMessage(message); }
+  void queueErrorMessage(int code, const std::string& text) {
+    plugin_->queueErrorMessage(code, text);
+  }
+
+private:
+  std::string fileName_;
+  std::uint64_t fileSize = 0;     // as setFileName or checkFileChanged last saw it
+  std::int64_t lastWriteTime = 0; // likewise
+  std::vector<cOxWpPluginProperty> properties;
+  Plugin* plugin_;
+  std::list<Section> sections_; // in the order of the reader
+};
+
+template<class Plugin, class Section>
+unsigned long cOxWpPluginFile<Plugin, Section>::getFileSize(const std::string& name) const {
+  struct stat status = {};
+  if (name.empty() || stat(name.c_str(), &status) != 0)
+    return 0;
+  return static_cast<unsigned long>(status.st_size);
+}
+
+template<class Plugin, class Section>
+long cOxWpPluginFile<Plugin, Section>::getLastWriteTime(const std::string& name) const {
+  struct stat status = {};
+  if (name.empty() || stat(name.c_str(), &status) != 0)
+    return 0;
+  return status.st_mtime;
+}
+
+template<class Plugin, class Section>
+void cOxWpPluginFile<Plugin, Section>::setFileName(const std::string& name) {
+  if (name == fileName_)
+    return;
+  fileName_ = name;
+  fileSize = getFileSize(name);
+  lastWriteTime = getLastWriteTime(name);
+}
+
+template<class Plugin, class Section>
+bool cOxWpPluginFile<Plugin, Section>::checkFileChanged() {
+  const std::uint64_t size = getFileSize(fileName_);
+  const std::int64_t time = size == 0 ? 0 : getLastWriteTime(fileName_);
+  if (size == fileSize && time == lastWriteTime)
+    return false;
+  fileSize = size;
+  lastWriteTime = time;
+  return true;
+}
+
+template<class Plugin, class Section>
+Section* cOxWpPluginFile<Plugin, Section>::getSectionHandle(int index) noexcept {
+  return const_cast<Section*>(std::as_const(*this).getSectionHandle(index));
+}
+
+template<class Plugin, class Section>
+const Section* cOxWpPluginFile<Plugin, Section>::getSectionHandle(int index) const noexcept {
+  if (index < 0)
+    return nullptr;
+  for (const Section& section : sections_)
+    if (index-- == 0)
+      return &section;
+  return nullptr;
+}
+
+template<class Plugin, class Section>
+int cOxWpPluginFile<Plugin, Section>::getFileProperty(int index, _ox_wp_prop_type* property) const {
+  if (index == 0) {
+    property->identifier = ox_wp_prop_section_count;
+    property->type = ox_wp_type_integer;
+    property->integer_value = std::ssize(sections_);
+    return 0;
+  }
+  if (index < 1 || index > std::ssize(properties)) {
+    property->identifier = ox_wp_prop_none;
+    return 1;
+  }
+  *property = properties[static_cast<std::size_t>(index) - 1].delivered();
+  return 0;
+}
+
+template<class Plugin, class Section>
+void cOxWpPluginFile<Plugin, Section>::setProperty(const cOxWpPluginProperty& property) {
+  for (cOxWpPluginProperty& held : properties) {
+    if (held.labelText == property.labelText &&
+        held.record.identifier == property.record.identifier) {
+      held = property;
+      return;
+    }
+  }
+  properties.push_back(property);
+}
+
+template<class Plugin, class Section>
+void cOxWpPluginFile<Plugin, Section>::popSection() {
+  if (!sections_.empty())
+    sections_.pop_back();
+}

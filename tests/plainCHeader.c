@@ -1,0 +1,1 @@
+#include "plugin/ox_wp_plugin.h"

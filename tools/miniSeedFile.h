@@ -1,0 +1,49 @@
+// Makes miniSEED: for tests, benchmarks, fuzzing, and for a look at the plug-in where there is no
+// recording at hand.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace miniSeedFile {
+
+// How the records of one stream are written.
+struct stream {
+  std::string network = "XX";
+  std::string station = "TEST";
+  std::string location = {};
+  std::string channel = "BHZ";
+  char quality = 'D';
+  double sampleRate = 100;    // Hz
+  bool exactRate = false;     // adds the blockette that holds the rate as a float
+  std::int64_t startTime = 0; // microseconds since 1970
+  int encoding = 11;          // SEED's number: 0, 1, 3, 4, 5, 10 or 11
+  int recordLength = 512;     // bytes, a power of 2 from 128 on
+  bool bigEndian = true;
+};
+
+// Encodings 1, 3, 10 and 11 take integers, 4 floats, 5 doubles, 0 text.
+using samples =
+    std::variant<std::vector<std::int32_t>, std::vector<float>, std::vector<double>, std::string>;
+
+// Where to damage a record: offsets in its header.
+constexpr std::size_t sampleCountOffset = 30; // 2 bytes
+constexpr std::size_t dataOffsetOffset = 44;  // 2 bytes
+constexpr std::size_t encodingOffset = 52;    // 1 byte; only without exactRate
+
+// The bytes of as many records as the samples need. Throws std::runtime_error when libmseed can't
+// write them.
+std::string pack(const stream& stream, const samples& data);
+
+// Records of several streams in turn, as a data logger writes them.
+std::string interleave(const std::vector<std::string>& streams, std::size_t recordLength);
+
+// Something to look at: a decaying oscillation of `count` samples, different for each `seed`.
+std::vector<std::int32_t> wave(std::size_t count, int seed);
+
+// Throws std::system_error when the file can't be written.
+void write(const std::string& path, const std::string& bytes);
+
+} // namespace miniSeedFile
