@@ -1,0 +1,66 @@
+#include "support/cOxString.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string_view>
+
+namespace ox3 {
+
+namespace oxString {
+
+void to_lower(std::string& s) {
+  std::transform(s.begin(), s.end(), s.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+}
+
+void trim(std::string& s) {
+  constexpr std::string_view whiteSpace = "\t\n\r ";
+  constexpr std::string_view whiteSpaceOrNul("\t\n\r \0", 5);
+
+  const std::size_t start = s.find_first_not_of(whiteSpace);
+  if (start == std::string::npos || s[start] == '\0') {
+    s.clear();
+    return;
+  }
+  s.erase(s.find_last_not_of(whiteSpaceOrNul) + 1);
+  s.erase(0, start);
+}
+
+void replace_string_all(std::string& s, const std::string& from, const std::string& to) {
+  if (from.empty() && to.empty())
+    return;
+  // An empty text is found again where the last one was: step over one byte of the input.
+  const std::size_t step = to.size() + (from.empty() ? 1 : 0);
+  for (std::size_t p = s.find(from); p != std::string::npos; p = s.find(from, p + step))
+    s.replace(p, from.size(), to);
+}
+
+void replace_string_first(std::string& s, const std::string& from, const std::string& to) {
+  const std::size_t p = s.find(from);
+  if (p != std::string::npos)
+    s.replace(p, from.size(), to);
+}
+
+void remove_string_all(std::string& s, char c) {
+  std::erase(s, c);
+}
+
+} // namespace oxString
+
+void cOxString::replaceAll(const std::string& from, const std::string& to) {
+  if (from.size() == 1 && to.size() == 1)
+    std::replace(begin(), end(), from.front(), to.front());
+  else if (from.size() == 1 && to.empty())
+    removeAll(from.front());
+  else
+    oxString::replace_string_all(*this, from, to);
+}
+
+void cOxString::replaceNewlineBySpace() {
+  oxString::replace_string_all(*this, "\r\n", " ");
+  oxString::replace_string_all(*this, "\n\r", " ");
+  replaceAll("\n", " ");
+  replaceAll("\r", " ");
+}
+
+} // namespace ox3
