@@ -1,13 +1,18 @@
 // Strings, logger, paths, environment and status codes: the letters matter.
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "support/cOxFilePath.h"
 #include "support/cOxLogger.h"
 #include "support/cOxString.h"
+#include "support/dateAndTime.h"
+#include "tests/temporaryFolder.h"
 
 using namespace std::string_literals;
+using ox3::cOxFilePath;
 using ox3::cOxLogger;
 using ox3::cOxString;
 
@@ -29,6 +34,24 @@ struct notes : ox3::cOxLoggerCallBack {
 };
 
 using lines = std::vector<std::string>;
+
+// A variable of the environment for the length of a test; null unsets it.
+class environment {
+public:
+  environment(const char* variable, const char* value) : name(variable) {
+    if (const char* before = std::getenv(variable))
+      old = before;
+    set(value);
+  }
+  ~environment() { set(old.empty() ? nullptr : old.c_str()); }
+  environment(const environment&) = delete;
+  environment& operator=(const environment&) = delete;
+
+private:
+  void set(const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
+  const char* name;
+  std::string old;
+};
 
 } // namespace
 
@@ -152,3 +175,177 @@ TEST(logger, rawTextAndInterruption) {
   EXPECT_TRUE(seen.interrupted);
 }
 
+TEST(paths, areNormalised) {
+  const environment home("HOME", "/home/u");
+  const environment one("OX_ONE", "one");
+  const environment empty("OX_EMPTY", "");
+  const environment unset("OX_UNSET", nullptr);
+  const environment nested("OX_NESTED", "x$OX_ONE");
+  const struct {
+    const char *text, *name, *last, *extension;
+  } cases[] = {
+      {"  /a/./b//c/../d.TXT  ", "/a/b/d.TXT", "d.TXT", ".txt"},
+      {"../../x", "../../x", "x", ""},
+      {"a/../../x", "../x", "x", ""},
+      {"/..", "/..", "..", "."},
+      {"C:\\dir\\f.seg2", "C:/dir/f.seg2", "f.seg2", ".seg2"},
+      {"\\dir\\f", "dir/f", "f", ""},
+      {"a^b", "a/b", "b", ""},
+      {"^data^x", "/data/x", "x", ""},
+      {"~/data", "/home/u/data", "data", ""},
+      {"~", "/home/u", "u", ""},
+      {"a~", "a~", "a~", ""},
+      {"$HOME/x", "/home/u/x", "x", ""},
+      {"${HOME}x", "/home/ux", "ux", ""},
+      {"x/$HOME", "x/$HOME", "$HOME", ""},
+      {"$OX_ONE\\$OX_ONE/y", "one/one/y", "y", ""},
+      {"$OX_ONE/${OX_ONE}", "one/one", "one", ""},
+      {"$OX_UNSET/${OX_EMPTY}/z", "$OX_UNSET/${OX_EMPTY}/z", "z", ""},
+      {"$OX_NESTED/z", "xone/z", "z", ""},
+      {"a/${OX_ONE", "a/${OX_ONE", "${OX_ONE", ""},
+      {"$/a", "$/a", "a", ""},
+      {".profile", ".profile", ".profile", ".profile"},
+      {"archive.tar.GZ", "archive.tar.GZ", "archive.tar.GZ", ".gz"},
+      {"a.b/c", "a.b/c", "c", ""},
+      {"/", "/", "", ""},
+      {"  ", "", "", ""},
+      {"", "", "", ""},
+  };
+  for (const auto& c : cases) {
+    cOxFilePath path(c.text);
+    EXPECT_EQ(path.name(), c.name) << c.text;
+    EXPECT_EQ(path.fileName(), c.last) << c.text;
+    EXPECT_EQ(path.extensionLowerCase(), c.extension) << c.text;
+  }
+  EXPECT_EQ(cOxFilePath("/a/b").combinePathImpl("|"), "/a|b");
+  EXPECT_EQ(cOxFilePath(static_cast<const char*>(nullptr)).name(), "");
+}
+
+TEST(paths, areRebuiltAndForgetTheirName) {
+  cOxFilePath path("/a/b");
+  EXPECT_EQ(path.name(), "/a/b");
+  path.pushToPath("c");
+  EXPECT_EQ(path.name(), "/a/b/c");
+  path.pushToPath("..");
+  EXPECT_EQ(path.name(), "/a/b");
+  path.splitPath("x/y");
+  EXPECT_EQ(path.name(), "/x/y"); // a split leaves the root as it was
+  path.setPath("z");
+  EXPECT_EQ(path.name(), "z");
+}
+
+TEST(paths, existForWhateverTheFileSystemHas) {
+  const temporaryFolder folder;
+  const std::string file = folder.write("f", "");
+  std::filesystem::create_symlink("nowhere", folder / "dangling");
+  std::filesystem::create_symlink("f", folder / "link");
+  for (const std::string& there : {file, folder / ".", folder / "link"})
+    EXPECT_TRUE(cOxFilePath(there).exists()) << there;
+  for (const std::string& missing : {folder / "g", folder / "dangling", file + "/x", ""s})
+    EXPECT_FALSE(cOxFilePath(missing).exists()) << missing;
+}
+
+TEST(paths, reportWhatTheyCannotResolve) {
+  const environment home("HOME", nullptr);
+  const environment unset("OX_UNSET", nullptr);
+  const environment empty("OX_EMPTY", "");
+  const environment endless("OX_ENDLESS", "b$OX_ENDLESS/");
+  const struct {
+    const char* text;
+    lines messages;
+  } cases[] = {
+      {"${OX_UNSET}/a",
+       {"7:Could not resolve system variable \"OX_UNSET\" .",
+        "3:Could not resolve system variable \"${OX_UNSET}\" in file path."}},
+      {"$OX_EMPTY/a", {"3:Could not resolve system variable \"$OX_EMPTY\" in file path."}},
+      {"~/a", {"7:Could not resolve system variable \"HOME\" ."}},
+      {"$OX_ENDLESS/a",
+       {"7:cOxFilePath caught exception : a system variable makes the path too long"}},
+  };
+  for (const auto& c : cases) {
+    // A level above the default one comes only with a copy: assign a louder logger's state.
+    cOxFilePath path("");
+    static_cast<cOxLogger&>(path) = cOxLogger(7);
+    notes seen;
+    path.setLoggerCallBack(&seen);
+    path.setPath(c.text);
+    EXPECT_EQ(seen.all, c.messages) << c.text;
+  }
+  EXPECT_EQ(cOxFilePath("~/a").name(), "~/a");
+  EXPECT_EQ(cOxFilePath("$OX_ENDLESS/a").name(), "");
+}
+
+TEST(environmentVariables, specialPathIsNotThePathClass) {
+  notes seen;
+  cOxLogger logger(7);
+  logger.setLoggerCallBack(&seen);
+  {
+    const environment home("HOME", "/h");
+    EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), "/hx~");
+    EXPECT_EQ(ox3::evaluateSpecialPath("x~", logger), "x~");
+    EXPECT_EQ(ox3::evaluateSpecialPath("", logger), "");
+  }
+  const environment home("HOME", nullptr);
+  EXPECT_EQ(ox3::evaluateSpecialPath("~", logger), "");
+  EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME", nullptr), "");
+  EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME"), "");
+  EXPECT_EQ(ox3::evaluateEnvironmentVariableImpl("HOME", &logger), "");
+  EXPECT_EQ(seen.all, lines(2, "7:Could not resolve system variable \"HOME\" ."));
+}
+
+TEST(statusCodes, texts) {
+  const lines returnTexts = {"ok",
+                             "partially ok",
+                             "incompatible",
+                             "failed",
+                             "file not found",
+                             "parser error",
+                             "convergence",
+                             "no convergence",
+                             "divergence",
+                             "nothing to do",
+                             "done",
+                             "could not open file",
+                             "not found",
+                             "bad file format",
+                             "db access failed",
+                             "partly parsed",
+                             "file format recognized",
+                             "",
+                             "undefined status",
+                             "timeout",
+                             "deserialization failed",
+                             "serialization failed",
+                             "encodeing failed",
+                             "decoding failed",
+                             "partial transmission",
+                             "checksum error",
+                             "action interrupted",
+                             "queued",
+                             "bad function arguments",
+                             ""};
+  for (int code = -1; code < 30; ++code) {
+    const std::string expected = code < 0 ? "" : returnTexts[static_cast<std::size_t>(code)];
+    EXPECT_EQ(ox3::convert_return_code_to_string(static_cast<ox3::returnCode>(code)), expected);
+  }
+  const lines statusTexts = {"OK",
+                             "ERROR",
+                             "FILE NOT FOUND",
+                             "PARSE FAILED",
+                             "-",
+                             "BAD PARSER INDEX",
+                             "BAD NAME",
+                             "BAD SELECTION",
+                             "BAD INDEX",
+                             "BAD FUNCTION ARGUMENTS",
+                             "TIMEOUT",
+                             "QUEUED",
+                             "BAD POINTER",
+                             "THREAD ERROR",
+                             "INTERRUPTED",
+                             "-"};
+  for (int code = -1; code < 16; ++code) {
+    const std::string expected = code < 0 ? "-" : statusTexts[static_cast<std::size_t>(code)];
+    EXPECT_EQ(ox3::convert_ox_return_code_to_string(code), expected);
+  }
+}

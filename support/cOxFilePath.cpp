@@ -1,0 +1,155 @@
+#include "support/cOxFilePath.h"
+
+#include <algorithm>
+#include <exception>
+#include <stdexcept>
+
+#include <sys/stat.h>
+
+#include "support/dateAndTime.h"
+
+namespace ox3 {
+
+namespace {
+
+constexpr const char* separators = "/\\";
+
+// Far beyond what the file system takes. A variable whose value holds its own name would otherwise
+// make the text grow for ever.
+constexpr std::size_t longestExpansion = 65536;
+
+// A "$NAME" or "${NAME}" in a text; both empty where there is none.
+struct variableReference {
+  std::string token;
+  std::string name;
+};
+
+// The reference whose "$" stands at `start`. A name without braces ends at a separator: one at the
+// very end of a path is none.
+variableReference referenceAt(const std::string& text, std::size_t start) {
+  if (text.compare(start, 2, "${") == 0) {
+    const std::size_t brace = text.find('}', start);
+    if (brace == std::string::npos)
+      return {};
+    return {text.substr(start, brace + 1 - start), text.substr(start + 2, brace - start - 2)};
+  }
+  const std::size_t separator = text.find_first_of(separators, start);
+  if (separator == std::string::npos)
+    return {};
+  return {text.substr(start, separator - start), text.substr(start + 1, separator - start - 1)};
+}
+
+// Where there is no memory for the message either, it is the message that is given up.
+void reportException(cOxLogger& logger, const std::exception& failure) noexcept {
+  try {
+    logger.noclMsg(std::string("cOxFilePath caught exception : ") + failure.what());
+  } catch (const std::exception&) {
+    return;
+  }
+}
+
+} // namespace
+
+void cOxFilePath::setPath(const std::string& text) {
+  try {
+    cOxString path(text);
+    path.trim();
+    components.clear();
+    name_.clear();
+    absolute = false;
+
+    evaluateSystemVariables(path);
+    if (path.empty())
+      return;
+    absolute = path.starts_with('/');
+    splitPath(path);
+  } catch (const std::exception& failure) {
+    reportException(*this, failure);
+  }
+}
+
+void cOxFilePath::splitPath(const cOxString& text) {
+  components.clear();
+  name_.clear();
+  std::size_t start = 0;
+  while (start < text.size()) {
+    const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
+    pushToPath(text.substr(start, end - start));
+    start = end + 1;
+  }
+}
+
+void cOxFilePath::pushToPath(const std::string& component) {
+  if (component.empty() || component == ".")
+    return;
+  name_.clear();
+  if (component == ".." && !components.empty() && components.back() != "..")
+    components.pop_back();
+  else
+    components.push_back(component);
+}
+
+void cOxFilePath::evaluateSystemVariables(cOxString& text) {
+  if (text.starts_with('~')) {
+    const std::string home = getHomeFolder();
+    if (!home.empty())
+      text.replaceFirst("~", home + "/");
+  }
+
+  for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
+    const auto [token, variable] = referenceAt(text, p);
+    if (token.empty())
+      continue;
+    const std::string value = evaluateEnvironmentVariable(variable, this);
+    if (value.empty()) {
+      errorMsg("Could not resolve system variable \"" + token + "\" in file path.");
+      continue;
+    }
+    text.replaceAll(token, value);
+    if (text.size() > longestExpansion)
+      throw std::length_error("a system variable makes the path too long");
+  }
+
+  text.replaceAll("^", "/");
+}
+
+std::string cOxFilePath::getHomeFolder() const {
+  return evaluateEnvironmentVariable("HOME", this);
+}
+
+std::string cOxFilePath::combinePathImpl(const std::string& separator) const {
+  std::string result = absolute ? "/" : "";
+  for (const std::string& component : components) {
+    if (&component != &components.front())
+      result += separator;
+    result += component;
+  }
+  return result;
+}
+
+const std::string& cOxFilePath::name() {
+  if (name_.empty())
+    name_ = combinePathImpl("/");
+  return name_;
+}
+
+std::string cOxFilePath::fileName() const {
+  return components.empty() ? "" : components.back();
+}
+
+std::string cOxFilePath::extensionLowerCase() const {
+  const std::string last = fileName();
+  const std::size_t dot = last.rfind('.');
+  if (dot == std::string::npos)
+    return "";
+  std::string extension = last.substr(dot);
+  oxString::to_lower(extension);
+  return extension;
+}
+
+bool cOxFilePath::exists() {
+  struct stat status = {};
+  return stat(name().c_str(), &status) == 0;
+}
+
+} // namespace ox3
