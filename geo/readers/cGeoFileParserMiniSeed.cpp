@@ -1,0 +1,278 @@
+#include "geo/readers/cGeoFileParserMiniSeed.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <utility>
+
+#include <fcntl.h>
+#include <libmseed.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/cOxString.h"
+
+namespace {
+
+constexpr double microsecondsPerSecond = 1000000.0;
+
+void discard(char* /*message*/) {}
+
+// A file held open for reading, whatever else happens to its name.
+class openFile {
+public:
+  explicit openFile(const std::string& name)
+      : descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+  ~openFile() { close(); }
+  openFile(const openFile&) = delete;
+  openFile& operator=(const openFile&) = delete;
+
+  void close() noexcept {
+    if (descriptor >= 0)
+      ::close(std::exchange(descriptor, -1));
+  }
+
+  // A regular file that holds as many bytes as the system says. Some don't, under /sys for one, and
+  // the library would wait for the missing ones for ever.
+  bool isComplete() const noexcept {
+    struct stat status = {};
+    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+      return false;
+    char last = 0;
+    return status.st_size == 0 || pread(descriptor, &last, 1, status.st_size - 1) == 1;
+  }
+
+  // Another name of the same file, good until it is closed.
+  std::string otherName() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+private:
+  int descriptor;
+};
+
+// The library knows a file by the part of its name that fits its own buffer, and reads standard
+// input for "-": with a longer name it starts over for ever, with "-" it reads and closes what
+// belongs to the host.
+bool isSafeName(const std::string& name) {
+  return name.size() < sizeof(MSFileParam::filename) && name != "-";
+}
+
+// The records of a file, front to back. The library keeps the file open and a reading state for the
+// whole process meanwhile: both end with this object.
+class recordStream {
+public:
+  enum class samples : flag { skipped = 0, decoded = 1 };
+
+  recordStream(const std::string& name, samples wanted) : opened(name), dataFlag(wanted) {
+    // The library prints unless told otherwise, and can't be asked what it was told before.
+    ms_loginit(discard, nullptr, discard, nullptr);
+    if (!opened.isComplete())
+      return;
+    if (isSafeName(name)) {
+      readName = name;
+      opened.close();
+    } else {
+      readName = opened.otherName();
+    }
+    result = MS_NOERROR;
+  }
+
+  ~recordStream() { ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0); }
+  recordStream(const recordStream&) = delete;
+  recordStream& operator=(const recordStream&) = delete;
+
+  // The next record, good until the next call; null at the end and at an error.
+  MSRecord* next() {
+    if (result != MS_NOERROR)
+      return nullptr;
+    constexpr int detectLength = -1;
+    constexpr flag skipNonData = 1;
+    result = ms_readmsr(&record, readName.c_str(), detectLength, nullptr, nullptr, skipNonData,
+                        static_cast<flag>(dataFlag), 0);
+    // A damaged record can claim a negative length: the library would step back by it and never
+    // find the end.
+    if (result == MS_NOERROR && record->reclen < 0)
+      result = MS_OUTOFRANGE;
+    return result == MS_NOERROR ? record : nullptr;
+  }
+
+  // After next() gave null: whether that was the end and no error.
+  bool reachedEnd() const noexcept { return result == MS_ENDOFFILE; }
+
+private:
+  openFile opened;
+  std::string readName;
+  samples dataFlag;
+  MSRecord* record = nullptr;
+  int result = MS_GENERROR;
+};
+
+// A record's network, station, location and channel, joined by underscores.
+class sourceName {
+public:
+  explicit sourceName(MSRecord& record) noexcept {
+    constexpr flag withoutQuality = 0;
+    msr_srcname(&record, text, withoutQuality);
+  }
+  const char* c_str() const noexcept { return text; }
+
+private:
+  // Four codes, each with the byte that follows it.
+  char text[sizeof(MSRecord::network) + sizeof(MSRecord::station) + sizeof(MSRecord::location) +
+            sizeof(MSRecord::channel)] = "";
+};
+
+std::int32_t lowBits(std::int64_t value) noexcept {
+  return static_cast<std::int32_t>(value);
+}
+
+// Toward zero. What 64 bits can't hold, NaN included, becomes the lowest value, as the processor
+// has it: files can hold any sample rate.
+std::int64_t truncated(double value) noexcept {
+  constexpr double limit = 9223372036854775808.0; // 2^63
+  if (value >= -limit && value < limit)
+    return static_cast<std::int64_t>(value);
+  return std::numeric_limits<std::int64_t>::min();
+}
+
+std::uint32_t magnitude(std::int32_t value) noexcept {
+  const auto bits = static_cast<std::uint32_t>(value);
+  return value < 0 ? 0 - bits : bits;
+}
+
+bool isConvertible(int encoding) noexcept {
+  switch (encoding) {
+  case DE_ASCII:
+  case DE_INT16:
+  case DE_INT32:
+  case DE_FLOAT32:
+  case DE_FLOAT64:
+  case DE_STEIM1:
+  case DE_STEIM2:
+    return true;
+  default:
+    return false;
+  }
+}
+
+cGeoParserVariable variableFor(const std::string& name, const MSRecord& first) {
+  cGeoParserVariable variable;
+  variable.name = name;
+  variable.dataType = isConvertible(first.encoding) ? ox_wp_type_double : ox_wp_type_none;
+  variable.sampleRate = first.samprate;
+  variable.startTime = lowBits(first.starttime);
+  variable.nextStartTime = variable.startTime;
+  return variable;
+}
+
+void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
+  variable.sampleCount += static_cast<std::uint64_t>(record.samplecnt);
+  if (variable.sampleRate == 0)
+    return;
+
+  // The marks are what they are by agreement: the distance is divided by the rate, and the next
+  // start is one sample on, not one record.
+  const auto distance = static_cast<double>(record.starttime - variable.nextStartTime);
+  const std::int32_t gap =
+      lowBits(truncated(distance / (variable.sampleRate * microsecondsPerSecond)));
+  variable.gapSum =
+      static_cast<std::int32_t>(static_cast<std::uint32_t>(variable.gapSum) + magnitude(gap));
+  variable.nextStartTime = lowBits(truncated(static_cast<double>(record.starttime) +
+                                             microsecondsPerSecond / variable.sampleRate));
+}
+
+template<class Sample>
+double* convert(const void* source, std::int64_t count, double* target) {
+  return std::copy_n(static_cast<const Sample*>(source), count, target);
+}
+
+// Stores the record's first `count` samples; returns where the next ones go.
+double* storeSamples(const MSRecord& record, std::int64_t count, double* target) {
+  switch (record.sampletype) {
+  case 'a':
+    return convert<unsigned char>(record.datasamples, count, target);
+  case 'i':
+    return convert<std::int32_t>(record.datasamples, count, target);
+  case 'f':
+    return convert<float>(record.datasamples, count, target);
+  case 'd':
+    return convert<double>(record.datasamples, count, target);
+  default:
+    return target;
+  }
+}
+
+} // namespace
+
+int cGeoFileParserMiniSeed::fillSection(cGeoParserSection& section) {
+  if (!checkFileHeader() || !parseHeader(section))
+    return ox3::rcFailed;
+  if (section.variables.empty())
+    return ox3::rcFileFormatRecognized;
+  file.fileType = geoFileParser::geo_file_miniseed;
+  return ox3::rcOk;
+}
+
+bool cGeoFileParserMiniSeed::checkFileHeader() {
+  std::ifstream stream;
+  open(stream, fileName);
+  if (!stream.is_open())
+    return false;
+
+  // Sequence number, quality, station, location, channel and network are text. A file that is
+  // shorter is judged by its last byte again.
+  constexpr int textSize = 20;
+  char byte = 0;
+  for (int i = 0; i < textSize; ++i) {
+    stream.read(&byte, 1);
+    const bool isText =
+        (byte >= 0x20 && byte <= 0x7E) || byte == '\r' || byte == '\t' || byte == '\n';
+    if (!isText)
+      return false;
+  }
+  return true;
+}
+
+bool cGeoFileParserMiniSeed::parseHeader(cGeoParserSection& section) {
+  std::map<std::string, unsigned long> indexes; // of the variables, by source name
+  ox3::cOxString name;                          // of the current record
+  unsigned long index = 0;
+
+  recordStream records(fileName, recordStream::samples::skipped);
+  while (MSRecord* record = records.next()) {
+    const sourceName source(*record);
+    if (name != source.c_str()) { // else: the stream of the record before
+      name = source.c_str();
+      const auto [entry, isNew] = indexes.try_emplace(name, section.variables.size());
+      index = entry->second;
+      if (isNew)
+        section.variables.push_back(variableFor(name, *record));
+    }
+    addRecord(section.variables[index], *record);
+  }
+  return records.reachedEnd();
+}
+
+bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, int variable,
+                                                    double* samples, int count) {
+  if (variable < 0 || variable >= std::ssize(section.variables))
+    return false;
+  if (!samples && count > 0)
+    return false;
+
+  fileName = file.fileName();
+  const std::string& name = section.variables[static_cast<std::size_t>(variable)].name;
+  std::int64_t copied = 0;
+
+  recordStream records(fileName, recordStream::samples::decoded);
+  while (MSRecord* record = records.next()) {
+    if (name != sourceName(*record).c_str() || !record->datasamples)
+      continue;
+    const std::int64_t n = std::min(record->samplecnt, count - copied);
+    copied += n;
+    if (n > 0)
+      samples = storeSamples(*record, n, samples);
+  }
+  return records.reachedEnd() && copied == count;
+}
