@@ -5,6 +5,9 @@
 #include <iterator>
 #include <memory>
 
+#include "geo/readers/cGeoFileParser.h"
+#include "support/cOxFilePath.h"
+#include "support/dateAndTime.h"
 
 // The templates as a whole, so that members which this plug-in doesn't call compile all the same.
 template class cOxWpPlugin<cGeoParserFile>;
@@ -57,8 +60,10 @@ double end(const cGeoParserVariable& variable) {
 }
 
 // Every copy ends here: 0 when the dispatcher is content, else 1.
-int copySamples(cGeoParserFile&, cGeoParserSection&, int, double*, int) {
-  return 1; // no reader delivers samples yet
+int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable, double* buffer,
+                int count) {
+  cGeoFileParser parser;
+  return parser.copyVariableDataDouble(file, section, variable, buffer, count) > ox3::rcPartiallyOk;
 }
 
 int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable,
@@ -159,7 +164,23 @@ cGeoParserPlugin::cGeoParserPlugin() {
   registerFileExtension("*"); // files of any name: the dispatcher looks at the extension itself
 }
 
-cGeoParserFile* cGeoParserPlugin::parseFile(const char*) { return nullptr; } // no reader yet
+cGeoParserFile* cGeoParserPlugin::parseFile(const char* path) {
+  ox3::cOxFilePath filePath(path);
+  const std::string name = filePath.name();
+
+  files().emplace_back(*this);
+  try {
+    cGeoFileParser parser;
+    const int code = parser.parse(files().back(), name, geoFileParser::geo_file_undefined);
+    if (code <= ox3::rcPartiallyOk)
+      return &files().back();
+  } catch (...) {
+    popFile();
+    throw;
+  }
+  popFile();
+  return nullptr;
+}
 
 int cGeoParserPlugin::copyVariableDataDouble(cGeoParserFile& file, cGeoParserSection& section,
                                              int variable, double* buffer, int count) {

@@ -223,3 +223,42 @@ TEST(timeAxis, isComputedFromRateStartAndCount) {
   }
 }
 
+TEST(entryPoints, outsideTheTable) {
+  _ox_wp_plugin_functions_type table = {};
+  EXPECT_EQ(ox_wp_plugin_geo_initialize(&table), 1);
+  table.version = 2;
+  ASSERT_EQ(ox_wp_plugin_geo_initialize(&table), 0);
+
+  const temporaryFolder folder;
+  const std::string bytes = miniSeedFile::pack({.encoding = 3}, std::vector<std::int32_t>{1, 2, 3});
+  auto* const file = static_cast<cGeoParserFile*>(
+      table.parse_file(table.plugin, folder.write("a.mseed", bytes).c_str()));
+  ASSERT_NE(file, nullptr);
+  cGeoParserSection& section = *file->getSectionHandle(0);
+  auto& plugin = *static_cast<cGeoParserPlugin*>(table.plugin);
+
+  // Each way to a copy, with room for two of the three samples; then what each refuses.
+  constexpr int bytesForTwo = 23;
+  const std::vector<double> two = {1, 2, 0};
+  std::vector<std::vector<double>> copies(7, std::vector<double>(3));
+  ox_wp_plugin_geo_copy_variable_data_double(&section, 0, copies[0].data(), 2);
+  EXPECT_EQ(section.copyVariableDataDouble(0, copies[1].data(), 2), 0);
+  EXPECT_EQ(section.copyVariableData(0, ox_wp_type_double, copies[2].data(), bytesForTwo), 0);
+  EXPECT_EQ(file->copyVariableDataDouble(section, 0, copies[3].data(), 2), 0);
+  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_double, copies[4].data(), bytesForTwo),
+            0);
+  EXPECT_EQ(plugin.copyVariableDataDouble(*file, section, 0, copies[5].data(), 2), 0);
+  EXPECT_EQ(
+      plugin.copyVariableData(*file, section, 0, ox_wp_type_double, copies[6].data(), bytesForTwo),
+      0);
+  EXPECT_EQ(copies, std::vector(7, two));
+
+  double* const untouched = nullptr;
+  ox_wp_plugin_geo_copy_variable_data_double(nullptr, 0, untouched, 2);
+  ox_wp_plugin_geo_copy_variable_data_double(&section, 1, untouched, 2);
+  EXPECT_EQ(section.copyVariableDataDouble(1, untouched, 0), 1);
+  EXPECT_EQ(file->copyVariableDataDouble(section, 1, untouched, 0), 1);
+  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_integer, untouched, 0), 1);
+  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, ox_wp_type_none, untouched, 0), 1);
+  table.release(table.plugin);
+}

@@ -1,0 +1,100 @@
+#include "geo/readers/cGeoFileParser.h"
+
+#include <span>
+
+#include "geo/readers/cGeoFileParserGeopsySignal.h"
+#include "geo/readers/cGeoFileParserMiniSeed.h"
+#include "geo/readers/cGeoFileParserSeg2.h"
+#include "support/cOxFilePath.h"
+
+namespace {
+
+// One attempt: a reader made for it and gone after it.
+using attempt = int (*)(cGeoParserFile&, const std::string&);
+
+template<class Reader>
+int with(cGeoParserFile& file, const std::string& name) {
+  return Reader(file).parseFile(name);
+}
+
+constexpr attempt seg2 = with<cGeoFileParserSeg2>;
+constexpr attempt geopsySignal = with<cGeoFileParserGeopsySignal>;
+constexpr attempt miniSeed = with<cGeoFileParserMiniSeed>;
+
+// In order. Uneven on purpose: what is named like SEG-2 is never read as miniSEED, and what is
+// named like miniSEED gets a second chance at the end.
+constexpr attempt seg2First[] = {seg2, geopsySignal};
+constexpr attempt miniSeedFirst[] = {miniSeed, geopsySignal, seg2, miniSeed};
+constexpr attempt geopsySignalFirst[] = {geopsySignal, seg2, miniSeed};
+
+std::span<const attempt> attemptsFor(geoFileParser::geo_file_type type,
+                                     const std::string& extension) {
+  if (type == geoFileParser::geo_file_seg2 || extension == ".seg2" || extension == ".dat")
+    return seg2First;
+  if (extension == ".mseed" || extension == ".msd")
+    return miniSeedFirst;
+  return geopsySignalFirst;
+}
+
+std::string successMessage(const std::string& name) {
+  return "The file \"" + name + "\" was parsed succesfully.";
+}
+
+std::string partialMessage(const std::string& name) {
+  return "The file \"" + name + "\" was parsed only partially .";
+}
+
+std::string failureMessage(const std::string& name) {
+  return "Failed to parse the file \"" + name + "\".";
+}
+
+std::string missingFileMessage(const std::string& name) {
+  return "The file \"" + name + "\" does not exist.";
+}
+
+} // namespace
+
+int cGeoFileParser::parse(cGeoParserFile& file, std::string name,
+                          geoFileParser::geo_file_type type) {
+  ox3::cOxFilePath path(name);
+  if (!path.exists()) {
+    message_ = missingFileMessage(name);
+    return ox3::rcFileNotFound;
+  }
+  name = path.name();
+  file.setFileName(name);
+
+  for (const attempt parseFile : attemptsFor(type, path.extensionLowerCase())) {
+    auto code = static_cast<ox3::returnCode>(parseFile(file, name));
+    if (printErrorMessageAndQuit(name, code))
+      return code;
+  }
+  message_ = failureMessage(name);
+  return ox3::rcFailed;
+}
+
+bool cGeoFileParser::printErrorMessageAndQuit(const std::string& name, ox3::returnCode& code) {
+  switch (code) {
+  case ox3::rcOk:
+    message_ = successMessage(name);
+    return true;
+  case ox3::rcPartlyParsed:
+    message_ = partialMessage(name);
+    return true;
+  case ox3::rcFileFormatRecognized:
+    message_ = failureMessage(name);
+    code = ox3::rcFailed;
+    return true;
+  default:
+    return false; // not the reader's format: the next one may try
+  }
+}
+
+int cGeoFileParser::copyVariableDataDouble(cGeoParserFile& file, cGeoParserSection& section,
+                                           int variable, double* buffer, int count) {
+  if (file.fileType != geoFileParser::geo_file_miniseed)
+    return ox3::rcFailed;
+  cGeoFileParserMiniSeed reader(file);
+  return reader.copyVariableDataDouble(section, variable, buffer, count) ? ox3::rcOk
+                                                                         : ox3::rcFailed;
+}
