@@ -31,7 +31,7 @@ int answerDouble(_ox_wp_prop_type& property, std::int32_t identifier, double val
   return 0;
 }
 
-// `text` is owned by the file, so that the pointer stays good.
+// `text` is the section's or one of its variables', so that the pointer stays good.
 int answerText(_ox_wp_prop_type& property, std::int32_t identifier, const std::string& text) {
   property.identifier = identifier;
   property.type = ox_wp_type_string;
@@ -92,7 +92,7 @@ int cGeoParserSection::getSectionProperty(int index, _ox_wp_prop_type* property)
 }
 
 int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_type* property) {
-  if (variable < 0 || !hasVariable(variable))
+  if (variable < 0 || variable >= std::ssize(variables))
     return answerNothing(*property);
 
   const cGeoParserVariable& asked = variables[static_cast<std::size_t>(variable)];
@@ -123,18 +123,19 @@ int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_
   }
 }
 
-// A negative number passes: the reader refuses it.
-bool cGeoParserSection::hasVariable(int variable) const noexcept {
-  return variable < std::ssize(variables);
-}
+// In both copies a negative number passes here: the reader refuses it.
 
 int cGeoParserSection::copyVariableDataDouble(int variable, double* buffer, int count) {
-  return hasVariable(variable) ? copySamples(*file, *this, variable, buffer, count) : 1;
+  if (variable >= std::ssize(variables))
+    return 1;
+  return copySamples(*file, *this, variable, buffer, count);
 }
 
 int cGeoParserSection::copyVariableData(int variable, ox_wp_data_type type, void* buffer,
                                         int bytes) {
-  return hasVariable(variable) ? copySamples(*file, *this, variable, type, buffer, bytes) : 1;
+  if (variable >= std::ssize(variables))
+    return 1;
+  return copySamples(*file, *this, variable, type, buffer, bytes);
 }
 
 int cGeoParserFile::getFileProperty(int index, _ox_wp_prop_type* property) {
@@ -278,7 +279,6 @@ static int ox_wp_plugin_geo_copy_variable_data(ox_wp_plugin_handle, ox_wp_file_h
   return section ? asSection(section)->copyVariableData(variable, type, buffer, size) : 1;
 }
 
-// Not in the table.
 void ox_wp_plugin_geo_copy_variable_data_double(ox_wp_section_handle section, int variable,
                                                 double* buffer, int count) {
   if (section)
@@ -286,7 +286,8 @@ void ox_wp_plugin_geo_copy_variable_data_double(ox_wp_section_handle section, in
 }
 
 int ox_wp_plugin_geo_initialize(_ox_wp_plugin_functions_type* table) {
-  if (!table || table->version < OX_WP_PLUGIN_VERSION)
+  constexpr int oldestHost = 1;
+  if (!table || table->version < oldestHost)
     return 1;
   std::memset(table, 0, sizeof *table);
   table->version = OX_WP_PLUGIN_VERSION;

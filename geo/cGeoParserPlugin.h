@@ -51,9 +51,6 @@ struct cGeoParserSection {
   std::vector<cGeoParserVariable> variables;
   std::int64_t tag = 0;
   std::string unitText; // the axis label asked for last: the host's record points here
-
-private:
-  bool hasVariable(int variable) const noexcept;
 };
 
 // A parsed file.

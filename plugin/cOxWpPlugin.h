@@ -1,6 +1,7 @@
 // The plug-in object of the framework: its files, its self-description and its message queue.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <string>
@@ -49,7 +50,8 @@ public:
   int releaseAllFiles() noexcept;
 
   // Answers property number `index` of the sequence that the host walks: extensions, exporters,
-  // name, version, queued messages. Asking past the end clears the queue.
+  // name, version, queued messages. Asking past the end clears the queue. A negative index gives
+  // identifier 0 and nothing else; a null record, nothing.
   void getPluginProperty(int index, _ox_wp_prop_type* property);
 
   void queueErrorMessage(int code, const std::string& text) { errorQueue.emplace_back(code, text); }

@@ -45,7 +45,9 @@ public:
   Section* getSectionHandle(int index) noexcept;
   const Section* getSectionHandle(int index) const noexcept;
 
-  // Index 0 is the number of sections, the stored properties follow.
+  // Index 0 is the number of sections, the stored properties follow. 0 on success; 1 with
+  // identifier 0 for an index out of range. `property` is not null; its texts live until the
+  // properties change.
   int getFileProperty(int index, _ox_wp_prop_type* property) const;
 
   void pushProperty(const cOxWpPluginProperty& property) { properties.push_back(property); }
@@ -69,7 +71,7 @@ private:
   std::uint64_t fileSize = 0;     // as setFileName or checkFileChanged last saw it
   std::int64_t lastWriteTime = 0; // likewise
   std::vector<cOxWpPluginProperty> properties;
-  Plugin* plugin_;
+  Plugin* plugin_;              // not owned; outlives the file
   std::list<Section> sections_; // in the order of the reader
 };
 

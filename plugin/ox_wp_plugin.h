@@ -18,11 +18,15 @@
  *   never two calls at once, even for different plug-in objects: the library that decodes records
  *   keeps one reading state per process.
  * - Output. A plug-in prints nothing.
+ * - libmseed. parse_file and copy_variable_data give that library log handlers that discard, for
+ * the whole process, and use the one reading state behind ms_readmsr. A host that uses it too sets
+ * its own handlers again and has no file half read across these calls.
  * - Status. An int result is 0 for success and 1 for failure, unless the function says otherwise.
  * - Null. Null arguments are refused as each function says; a handle that is neither null nor valid
  *   is undefined behaviour.
  * - Exceptions. None leaves a function in normal operation. Where memory runs out, a C++
- *   std::bad_alloc may pass through initialize and parse_file; a host written in C ends there.
+ *   std::bad_alloc may pass through initialize, parse_file and copy_variable_data; a host written
+ * in C ends there. A table that was given to an initialize that failed so holds no function.
  * - Texts are NUL-terminated bytes in the encoding of the file they come from; the plug-in owns
  *   them. How long they live is told at string_value.
  */
@@ -79,7 +83,8 @@ enum ox_wp_prop_identifier {
   ox_wp_prop_file_changed = 11,  /* file 2, integer: 1 if the file on disk changed since the last
                                     time this was asked (at first: since it was parsed), else 0;
                                     a change is reported once, and is seen by size and by
-                                    modification time in whole seconds */
+                                    modification time in whole seconds; a file that vanished
+                                    has changed */
 
   ox_wp_prop_x_start = 34, /* variable 6, double: start time in seconds; only the low 32 bits of
                               the microseconds since 1970 are kept, so it lies within -2147.483648
@@ -117,7 +122,8 @@ enum ox_wp_prop_identifier {
  * A property function writes identifier, and on success type and the value fields that belong to
  * that type; all other fields keep what the caller put there.
  *
- * Each level is walked by index: ask 0, 1, 2, ... until identifier comes back 0.
+ * Each level is walked by index: ask 0, 1, 2, ... until identifier comes back 0 (for files,
+ * sections and variables the function then also returns 1).
  */
 typedef struct _ox_wp_prop_type {
   int32_t identifier; /* an ox_wp_prop_identifier; ox_wp_prop_none: no property was delivered */
@@ -149,7 +155,7 @@ typedef struct _ox_wp_plugin_functions_type {
   /*
    * Reads property number `index` (from 0) of the plug-in: its file name patterns, its exporters,
    * its name and its version (each only if it has one), then the queued messages, oldest first.
-   * The first index past the end clears the queue, so that a full walk delivers every message
+   * An index past the end, whichever it is, clears the queue: a full walk delivers every message
    * once; a walk that stops early leaves all of them queued.
    *
    * The result means nothing: look at property->identifier. Does nothing when `plugin` or
@@ -168,13 +174,14 @@ typedef struct _ox_wp_plugin_functions_type {
   /*
    * Parses a file and keeps it: the names, sizes and times of its streams, not their samples.
    *
-   * `path` is absolute or relative to the working directory. White space around it is dropped;
+   * `path` is absolute, or relative to the working directory of this call and of every later copy
+   * and change question alike. White space around it is dropped;
    * "/", "\" and "^" separate; "." and ".." are resolved by text; a leading "~" stands for $HOME;
    * ${NAME}, and $NAME where a "/" or "\" follows, stand for environment variables.
    *
-   * Returns a new file handle at each call, also for a path parsed before; null when `plugin` is
-   * null or when the file is missing, can't be read or holds nothing that the plug-in delivers.
-   * Earlier files are not touched either way.
+   * Returns a new file handle at each call, also for a path parsed before; null when `plugin` or
+   * `path` is null or when the file is missing, can't be read or holds nothing that the plug-in
+   * delivers. Earlier files are not touched either way.
    */
   ox_wp_file_handle (*parse_file)(ox_wp_plugin_handle plugin, const char* path);
 
@@ -219,9 +226,9 @@ typedef struct _ox_wp_plugin_functions_type {
                                _ox_wp_prop_type* property);
 
   /*
-   * Copies samples of a variable, from its first one on, into `buffer` as doubles. The file is read
-   * again for it, each time. Samples come in file order and without a hole: gaps in time are not
-   * filled.
+   * Copies samples of a variable, from its first one on, into `buffer` (aligned for doubles). The
+   * whole file, as it is now, is read for it each time, however small the buffer: ask the change
+   * flag first. Samples come in file order and without a hole: gaps in time are not filled.
    *
    * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples; it
    * is rounded down to whole doubles, so that one call delivers at most 268,435,455 samples.

@@ -14,9 +14,9 @@ namespace {
 
 constexpr const char* separators = "/\\";
 
-// Far beyond what the file system takes. A variable whose value holds its own name would otherwise
-// make the text grow for ever.
-constexpr std::size_t longestExpansion = 65536;
+// How much longer variables may make a text: far more than any path takes. One whose value holds
+// its own name would otherwise never end.
+constexpr std::size_t largestGrowth = 65536;
 
 // A "$NAME" or "${NAME}" in a text; both empty where there is none.
 struct variableReference {
@@ -33,14 +33,14 @@ variableReference referenceAt(const std::string& text, std::size_t start) {
       return {};
     return {text.substr(start, brace + 1 - start), text.substr(start + 2, brace - start - 2)};
   }
-  const std::size_t separator = text.find_first_of(separators, start);
+  const std::size_t separator = std::min(text.find('/', start), text.find('\\', start));
   if (separator == std::string::npos)
     return {};
   return {text.substr(start, separator - start), text.substr(start + 1, separator - start - 1)};
 }
 
 // Where there is no memory for the message either, it is the message that is given up.
-void reportException(cOxLogger& logger, const std::exception& failure) noexcept {
+void reportException(cOxLogger& logger, const std::exception& failure) {
   try {
     logger.noclMsg(std::string("cOxFilePath caught exception : ") + failure.what());
   } catch (const std::exception&) {
@@ -82,11 +82,11 @@ void cOxFilePath::splitPath(const cOxString& text) {
 void cOxFilePath::pushToPath(const std::string& component) {
   if (component.empty() || component == ".")
     return;
-  name_.clear();
   if (component == ".." && !components.empty() && components.back() != "..")
     components.pop_back();
   else
     components.push_back(component);
+  name_.clear(); // last: `component` may be the name itself
 }
 
 void cOxFilePath::evaluateSystemVariables(cOxString& text) {
@@ -96,6 +96,7 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       text.replaceFirst("~", home + "/");
   }
 
+  const std::size_t longest = text.size() + largestGrowth;
   for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
     const auto [token, variable] = referenceAt(text, p);
     if (token.empty())
@@ -106,7 +107,7 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       continue;
     }
     text.replaceAll(token, value);
-    if (text.size() > longestExpansion)
+    if (text.size() > longest)
       throw std::length_error("a system variable makes the path too long");
   }
 

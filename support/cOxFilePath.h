@@ -27,7 +27,8 @@ public:
   void pushToPath(const std::string& component);
 
   // Expands, in place: a leading "~" to $HOME; ${NAME}, and $NAME where a separator follows, to the
-  // variable's value; every "^" to "/". What can't be resolved stays.
+  // variable's value; every "^" to "/". What can't be resolved stays. Throws std::length_error when
+  // variables make the text more than 64 KiB longer.
   void evaluateSystemVariables(cOxString& text);
 
   // $HOME, or empty.

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "support/cOxString.h"
+
 namespace ox3 {
 
 namespace {
@@ -40,9 +42,10 @@ void cOxLogger::disableBuffer() {
 void cOxLogger::handleBuffer() {
   if (!bufferEnabled || !callBack)
     return;
-  for (const oxLogger::cBufferedMessages& held : bufferedMessages)
-    callBack->message(held.code, held.text);
-  bufferedMessages.clear();
+  // The callback may do as it likes with this logger meanwhile.
+  cOxLoggerCallBack& receiver = *callBack;
+  for (const oxLogger::cBufferedMessages& held : std::exchange(bufferedMessages, {}))
+    receiver.message(held.code, held.text);
 }
 
 void cOxLogger::setLoggerCallBack(cOxLoggerCallBack* receiver) {

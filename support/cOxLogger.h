@@ -7,8 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "support/cOxString.h"
-
 namespace ox3 {
 
 // Implemented by whoever wants the messages.
@@ -87,7 +85,7 @@ public:
 
   // Raw text: neither filtered, nor cleaned, nor buffered.
   cOxLogger& operator<<(const std::string& text);
-  // Any manipulator is a line feed.
+  // std::endl, std::flush: whichever it is, it becomes a line feed.
   cOxLogger& operator<<(std::ostream& (*manipulator)(std::ostream&));
   // A long, int, short (or the unsigned of these), const char*, char, double, bool or cOxString,
   // as a stream formats it.

@@ -27,12 +27,15 @@ void trim(std::string& s) {
 }
 
 void replace_string_all(std::string& s, const std::string& from, const std::string& to) {
-  if (from.empty() && to.empty())
-    return;
-  // An empty text is found again where the last one was: step over one byte of the input.
-  const std::size_t step = to.size() + (from.empty() ? 1 : 0);
-  for (std::size_t p = s.find(from); p != std::string::npos; p = s.find(from, p + step))
-    s.replace(p, from.size(), to);
+  // An empty text is found again where the last one was: step over one byte.
+  const std::size_t step = std::max<std::size_t>(from.size(), 1);
+  std::string result;
+  std::size_t kept = 0;
+  for (std::size_t p = s.find(from); p != std::string::npos; p = s.find(from, p + step)) {
+    result.append(s, kept, p - kept).append(to);
+    kept = p + from.size();
+  }
+  s = result.append(s, kept);
 }
 
 void replace_string_first(std::string& s, const std::string& from, const std::string& to) {

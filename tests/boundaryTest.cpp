@@ -457,7 +457,9 @@ TEST_F(boundary, badInputLeavesNoTrace) {
                                   good.substr(0, 47),
                                   "000001D " + std::string(1000, '\0'),
                                   std::string("\0\0\0\0", 4),
-                                  "PED0000000" + std::string(500, '9')};
+                                  "PED0000000" + std::string(500, '9'),
+                                  "PLS-------Q--BHZ -70366596694017" + good.substr(0, 64) +
+                                      std::string(64, 'z')};
   for (const std::string& content : contents)
     for (const char* extension : {".mseed", ".msd", ".seg2", ".dat", ".sg", ""})
       paths.push_back(folder.write("junk" + std::to_string(paths.size()) + extension, content));

@@ -93,8 +93,13 @@ std::vector<std::int32_t> wave(std::size_t count, int seed) {
 }
 
 void write(const std::string& path, const std::string& bytes) {
+  repeat(path, bytes, 1);
+}
+
+void repeat(const std::string& path, const std::string& bytes, std::size_t times) {
   std::ofstream file(path, std::ios::binary);
-  file << bytes;
+  for (std::size_t i = 0; i < times; ++i)
+    file << bytes;
   file.close();
   if (!file)
     throw std::system_error(errno, std::generic_category(), path);

@@ -43,7 +43,8 @@ std::string interleave(const std::vector<std::string>& streams, std::size_t reco
 // Something to look at: a decaying oscillation of `count` samples, different for each `seed`.
 std::vector<std::int32_t> wave(std::size_t count, int seed);
 
-// Throws std::system_error when the file can't be written.
+// Both throw std::system_error when the file can't be written.
 void write(const std::string& path, const std::string& bytes);
+void repeat(const std::string& path, const std::string& bytes, std::size_t times);
 
 } // namespace miniSeedFile

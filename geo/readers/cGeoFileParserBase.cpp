@@ -2,11 +2,13 @@
 
 #include <sys/stat.h>
 
-void cGeoFileParserState::open(std::ifstream& stream, const std::string& name) {
+bool isDataFile(const std::string& name) {
   struct stat status = {};
-  const bool openable =
-      stat(name.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISDIR(status.st_mode));
-  if (openable)
+  return stat(name.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0;
+}
+
+void cGeoFileParserState::open(std::ifstream& stream, const std::string& name) {
+  if (isDataFile(name))
     stream.open(name, std::ios::in | std::ios::binary);
   else
     stream.setstate(std::ios::failbit);

@@ -12,12 +12,15 @@
 #include "geo/readers/zeroPageAllocator.h"
 #include "support/dateAndTime.h"
 
+// A regular file that holds something. A pipe would keep the host waiting for a writer, a device
+// for its data, and so can what only looks like a file and says that it is empty, under /proc.
+bool isDataFile(const std::string& name);
+
 class cGeoFileParserState {
 protected:
   explicit cGeoFileParserState(cGeoParserFile& record) : file(record) {}
 
-  // Opens a data file for binary input. What is neither a regular file nor a folder counts as one
-  // that can't be opened: a pipe would keep the host waiting for a writer, a device for its data.
+  // Opens a data file for binary input; anything else counts as a file that can't be opened.
   static void open(std::ifstream& stream, const std::string& name);
 
   bool reloadFlag = false; // set by reloadFile; no reader reads it
@@ -39,7 +42,8 @@ class cGeoFileParserBase : protected cGeoFileParserState {
 public:
   // Returns an ox3::returnCode: rcFailed when the file is not of the reader's format or can't be
   // read, rcFileFormatRecognized when it is but gives nothing, rcOk when the file record has one
-  // more section. Any other result leaves the record's sections as they were.
+  // more section. Any other result leaves the record's sections as they were, unless there was no
+  // memory for one more: the last one is then gone, by intention.
   int parseFile(const std::string& name) {
     fileName = name;
     int code = ox3::rcFailed;
@@ -50,7 +54,7 @@ public:
       code = ox3::rcFailed;
     }
     if (code != ox3::rcOk)
-      file.popSection(); // by intention also where the appending itself failed
+      file.popSection();
     return code;
   }
 

@@ -5,6 +5,7 @@
 #include <iterator>
 #include <limits>
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -20,11 +21,11 @@ constexpr double microsecondsPerSecond = 1000000.0;
 
 void discard(char* /*message*/) {}
 
-// A file held open for reading, whatever else happens to its name.
+// A data file held open for reading, whatever else happens to its name.
 class openFile {
 public:
   explicit openFile(const std::string& name)
-      : descriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)) {}
+      : descriptor(isDataFile(name) ? ::open(name.c_str(), O_RDONLY | O_CLOEXEC) : -1) {}
   ~openFile() { close(); }
   openFile(const openFile&) = delete;
   openFile& operator=(const openFile&) = delete;
@@ -34,14 +35,23 @@ public:
       ::close(std::exchange(descriptor, -1));
   }
 
-  // A regular file that holds as many bytes as the system says. Some don't, under /sys for one, and
+  // Whether the file holds as many bytes as the system says. Some don't, under /sys for one, and
   // the library would wait for the missing ones for ever.
   bool isComplete() const noexcept {
     struct stat status = {};
-    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
-      return false;
     char last = 0;
-    return status.st_size == 0 || pread(descriptor, &last, 1, status.st_size - 1) == 1;
+    return descriptor >= 0 && fstat(descriptor, &status) == 0 &&
+           pread(descriptor, &last, 1, status.st_size - 1) == 1;
+  }
+
+  // Whether it is a container of records, which begins with one of these. The library takes the
+  // lengths written in it on trust, negative ones too, and reads far beyond its buffer.
+  bool isPacked() const noexcept {
+    char signature[4] = "";
+    if (pread(descriptor, signature, 3, 0) != 3)
+      return false;
+    const std::string_view packed[] = {"PED", "PSD", "PLC", "PQI", "PLS"};
+    return std::find(std::begin(packed), std::end(packed), signature) != std::end(packed);
   }
 
   // Another name of the same file, good until it is closed.
@@ -67,7 +77,7 @@ public:
   recordStream(const std::string& name, samples wanted) : opened(name), dataFlag(wanted) {
     // The library prints unless told otherwise, and can't be asked what it was told before.
     ms_loginit(discard, nullptr, discard, nullptr);
-    if (!opened.isComplete())
+    if (!opened.isComplete() || opened.isPacked())
       return;
     if (isSafeName(name)) {
       readName = name;
@@ -90,11 +100,15 @@ public:
     constexpr flag skipNonData = 1;
     result = ms_readmsr(&record, readName.c_str(), detectLength, nullptr, nullptr, skipNonData,
                         static_cast<flag>(dataFlag), 0);
+    if (result != MS_NOERROR)
+      return nullptr;
     // A damaged record can claim a negative length: the library would step back by it and never
     // find the end.
-    if (result == MS_NOERROR && record->reclen < 0)
+    if (record->reclen < 0) {
       result = MS_OUTOFRANGE;
-    return result == MS_NOERROR ? record : nullptr;
+      return nullptr;
+    }
+    return record;
   }
 
   // After next() gave null: whether that was the end and no error.

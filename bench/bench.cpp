@@ -1,0 +1,222 @@
+// Parse and copy through the boundary, each beside a bare loop of the same libmseed calls on the
+// same file in the same run. The figures that count are the ratios at the end.
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <libmseed.h>
+
+#include "bench/instructionCounter.h"
+#include "plugin/ox_wp_plugin.h"
+#include "tools/miniSeedFile.h"
+
+namespace {
+
+// What a file is made of.
+struct layout {
+  std::size_t megabytes;
+  int recordLength; // bytes
+  int streams;      // interleaved, a record of each in turn
+  int encoding;
+
+  std::string name() const {
+    return std::to_string(megabytes) + "MB/" + std::to_string(recordLength) + "B/" +
+           std::to_string(streams) + "streams/encoding" + std::to_string(encoding);
+  }
+};
+
+const layout quickGrid[] = {
+    {1, 512, 1, 11},   {16, 512, 1, 11}, {16, 512, 2, 11}, {16, 512, 3000, 11}, {16, 4096, 1, 11},
+    {16, 4096, 3, 11}, {16, 512, 1, 0},  {16, 512, 1, 1},  {16, 512, 1, 3},     {16, 512, 1, 4},
+    {16, 512, 1, 5},   {16, 512, 1, 10}, {64, 512, 1, 11}, {64, 512, 3000, 11},
+};
+const layout fullGrid[] = {
+    {256, 512, 1, 11},   {256, 512, 3000, 11},  {1024, 512, 1, 11},
+    {1024, 4096, 1, 11}, {1024, 512, 3000, 11},
+};
+
+miniSeedFile::samples samplesFor(int encoding, std::size_t count, int seed) {
+  const std::vector<std::int32_t> wave = miniSeedFile::wave(count, seed);
+  if (encoding == 0)
+    return std::string(count, 't');
+  if (encoding == 4)
+    return std::vector<float>(wave.begin(), wave.end());
+  if (encoding == 5)
+    return std::vector<double>(wave.begin(), wave.end());
+  return wave;
+}
+
+// A station code for each stream: "S0000" and on.
+std::string station(int stream) {
+  char text[sizeof "S0000"];
+  std::snprintf(text, sizeof text, "S%04d", stream % 10000);
+  return text;
+}
+
+// A few records of each stream, written again and again until the file has its size.
+std::string writeFile(const layout& wanted) {
+  const std::string path = std::filesystem::temp_directory_path() / "ox-wp-bench.mseed";
+  std::vector<std::string> streams;
+  constexpr std::size_t samples = 3000;
+  for (int i = 0; i < wanted.streams; ++i)
+    streams.push_back(miniSeedFile::pack(
+        {.station = station(i), .encoding = wanted.encoding, .recordLength = wanted.recordLength},
+        samplesFor(wanted.encoding, samples, i)));
+  const std::string once =
+      miniSeedFile::interleave(streams, static_cast<std::size_t>(wanted.recordLength));
+  miniSeedFile::repeat(path, once,
+                       std::max<std::size_t>((wanted.megabytes << 20) / once.size(), 1));
+  return path;
+}
+
+// The plug-in as a host has it.
+class host {
+public:
+  host() {
+    void* const library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+    if (!library)
+      throw std::runtime_error(dlerror());
+    const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
+        dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
+    table.version = OX_WP_PLUGIN_VERSION;
+    if (initialize(&table) != 0)
+      throw std::runtime_error("the plug-in refuses the table");
+  }
+  ~host() { table.release(table.plugin); }
+  host(const host&) = delete;
+  host& operator=(const host&) = delete;
+
+  void parse(const std::string& path) {
+    table.release_all_files(table.plugin);
+    file = table.parse_file(table.plugin, path.c_str());
+    if (!file)
+      throw std::runtime_error("the plug-in declines " + path);
+    section = table.get_section_handle(table.plugin, file, 0);
+  }
+
+  // Room for all of the first stream, or as much as one copy takes.
+  std::vector<double> buffer() {
+    _ox_wp_prop_type property = {};
+    constexpr int sampleCount = 3;
+    table.get_variable_property(table.plugin, file, section, 0, sampleCount, &property);
+    constexpr std::int64_t largest = INT32_MAX / sizeof(double);
+    return std::vector<double>(static_cast<std::size_t>(std::min(property.integer_value, largest)));
+  }
+
+  void copy(std::vector<double>& samples) {
+    if (table.copy_variable_data(table.plugin, file, section, 0, ox_wp_type_double, samples.data(),
+                                 static_cast<int>(samples.size() * sizeof(double))) != 0)
+      throw std::runtime_error("a copy fails");
+  }
+
+private:
+  _ox_wp_plugin_functions_type table = {};
+  ox_wp_file_handle file = nullptr;
+  ox_wp_section_handle section = nullptr;
+};
+
+// The same calls, nothing else.
+void readAll(const std::string& path, flag dataFlag) {
+  MSRecord* record = nullptr;
+  char name[50];
+  while (ms_readmsr(&record, path.c_str(), -1, nullptr, nullptr, 1, dataFlag, 0) == MS_NOERROR)
+    benchmark::DoNotOptimize(msr_srcname(record, name, 0));
+  ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+}
+
+const instructionCounter instructions;
+
+template<class Work>
+void measure(benchmark::State& state, const Work& work) {
+  work(); // the file into the page cache
+  const std::uint64_t before = instructions.count();
+  for (auto _ : state)
+    work();
+  state.counters["instructions"] = benchmark::Counter(
+      static_cast<double>(instructions.count() - before), benchmark::Counter::kAvgIterations);
+}
+
+// Prints the usual lines, then each file's ratios.
+class ratioReporter : public benchmark::ConsoleReporter {
+public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs)
+      if (!run.error_occurred)
+        costs[run.benchmark_name()] = {run.GetAdjustedCPUTime(), run.counters.at("instructions")};
+  }
+
+  void printRatios(const std::vector<std::string>& files) const {
+    std::printf("\nplug-in / bare loop of the same calls%s\n%-38s %12s %12s %12s %12s\n",
+                instructions.works() ? "" : " (this machine doesn't count instructions)", "",
+                "parse instr.", "parse time", "copy instr.", "copy time");
+    for (const std::string& file : files) {
+      std::printf("%-38s", file.c_str());
+      for (const char* what : {"parse", "copy"}) {
+        const cost& plugin = costs.at(file + "/" + what + "/plugin");
+        const cost& bare = costs.at(file + "/" + what + "/bare");
+        std::printf(" %12.4f %12.3f", plugin.instructions / bare.instructions,
+                    plugin.time / bare.time);
+      }
+      std::printf("\n");
+    }
+  }
+
+private:
+  struct cost {
+    double time;
+    double instructions;
+  };
+  std::map<std::string, cost> costs;
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  const bool full = argc == 2 && std::string(argv[1]) == "full";
+  if (argc > 1 && !full) {
+    std::fprintf(stderr, "usage: bench [full] [--benchmark_...]\n");
+    return 2;
+  }
+  try {
+    host plugin;
+    ratioReporter reporter;
+    std::vector<std::string> files;
+    std::vector<layout> grid(std::begin(quickGrid), std::end(quickGrid));
+    if (full)
+      grid.insert(grid.end(), std::begin(fullGrid), std::end(fullGrid));
+    for (const layout& wanted : grid) {
+      const std::string path = writeFile(wanted);
+      plugin.parse(path);
+      std::vector<double> samples = plugin.buffer();
+      const auto add = [&](const char* what, const auto& work) {
+        benchmark::RegisterBenchmark((wanted.name() + what).c_str(),
+                                     [&work](benchmark::State& state) { measure(state, work); });
+      };
+      const auto parse = [&] { plugin.parse(path); };
+      const auto parseBare = [&] { readAll(path, 0); };
+      const auto copy = [&] { plugin.copy(samples); };
+      const auto copyBare = [&] { readAll(path, 1); };
+      add("/parse/plugin", parse);
+      add("/parse/bare", parseBare);
+      add("/copy/plugin", copy);
+      add("/copy/bare", copyBare);
+      benchmark::RunSpecifiedBenchmarks(&reporter);
+      benchmark::ClearRegisteredBenchmarks();
+      std::filesystem::remove(path);
+      files.push_back(wanted.name());
+    }
+    reporter.printRatios(files);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "bench: %s\n", failure.what());
+    return 1;
+  }
+  return 0;
+}
