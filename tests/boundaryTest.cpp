@@ -388,7 +388,7 @@ TEST_F(boundary, namesAndFilesThatLeadTheLibraryAstray) {
   std::filesystem::create_directories(folder / deep);
   std::filesystem::current_path(folder / "");
   std::vector<std::string> names = {"-"};
-  for (const std::size_t length : {511, 512, 600})
+  for (const std::size_t length : {511U, 512U, 600U})
     names.push_back(deep + std::string(length - deep.size(), 'f'));
   for (const std::string& name : names) {
     folder.write(name, good);
