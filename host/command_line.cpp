@@ -1,0 +1,107 @@
+#include "host/command_line.h"
+
+#include <algorithm>
+#include <map>
+
+#include <CLI/CLI.hpp>
+
+#include "host/commands.h"
+#include "host/error.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* kAbout =
+    "Runs a waveform reader plug-in from the shell.\n"
+    "The subcommand comes first; when the first argument is none of them, it is list. A file that "
+    "is named like a subcommand is written ./list, or after the subcommand: list list.";
+
+class CommandLine {
+public:
+  CommandLine() : app_(kAbout, "ox-wp-host") {
+    app_.set_version_flag("--version", OX_WP_HOST_VERSION);
+    app_.require_subcommand(1);
+    addList();
+  }
+
+  int run(std::vector<std::string> arguments) {
+    if (wantsDefault(arguments))
+      arguments.insert(arguments.begin(), "list");
+    std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
+    try {
+      app_.parse(std::move(arguments));
+    } catch (const CLI::ParseError& error) {
+      return app_.exit(error) == 0 ? kSuccess : kWrongUse;
+    }
+    return status_;
+  }
+
+private:
+  bool wantsDefault(const std::vector<std::string>& arguments) const {
+    if (arguments.empty())
+      return true; // list then asks for a file
+    const std::string& first = arguments.front();
+    if (first == "-h" || first == "--help" || first == "--version")
+      return false;
+    const auto commands = app_.get_subcommands([](const CLI::App*) { return true; });
+    return std::none_of(commands.begin(), commands.end(),
+                        [&](const CLI::App* command) { return command->get_name() == first; });
+  }
+
+  CLI::App* addCommand(const char* name, const char* about, const char* example) {
+    CLI::App* command = app_.add_subcommand(name, about);
+    command->footer(std::string("Example:\n  ") + example);
+    return command;
+  }
+
+  void addPluginOption(CLI::App* command) {
+    command->add_option("--plugin", pluginPath_, "The plug-in; else the one that comes along")
+        ->type_name("PATH");
+  }
+
+  // Runs `action` with a plug-in once the line is parsed; its result is the exit status.
+  template<typename Action>
+  void onPlugin(CLI::App* command, Action action) {
+    addPluginOption(command);
+    command->callback([this, action] {
+      const Library library(pluginPath_.empty() ? defaultPluginPath() : pluginPath_);
+      const Plugin plugin(library);
+      status_ = action(plugin);
+    });
+  }
+
+  void addList() {
+    CLI::App* command = addCommand("list", "Shows the streams of files (the default)",
+                                   "ox-wp-host list --format json station.mseed");
+    command->add_option("FILE", list_.files, "Data files")->required()->type_name("");
+    const std::map<std::string, ListFormat> formats = {
+        {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
+    addFormatOption(command, list_.format, formats);
+    onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
+  }
+
+  template<typename Format>
+  void addFormatOption(CLI::App* command, Format& format,
+                       const std::map<std::string, Format>& formats) {
+    command
+        ->add_option_function<std::string>(
+            "--format", [&format, formats](const std::string& name) { format = formats.at(name); },
+            "Shape of the output")
+        ->check(CLI::IsMember(formats))
+        ->type_name("");
+  }
+
+  CLI::App app_;
+  std::string pluginPath_;
+  ListRequest list_;
+  int status_ = kSuccess;
+};
+
+} // namespace
+
+int runCommandLine(std::vector<std::string> arguments) {
+  return CommandLine().run(std::move(arguments));
+}
+
+} // namespace host

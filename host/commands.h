@@ -1,0 +1,27 @@
+// What the subcommands do, once the command line is read. Each returns the exit status.
+#ifndef OX_WP_HOST_COMMANDS_H
+#define OX_WP_HOST_COMMANDS_H
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "host/plugin.h"
+
+namespace host {
+
+inline constexpr int kSuccess = 0;
+inline constexpr int kFailure = 1;  // a file or a rule failed
+inline constexpr int kWrongUse = 2; // of the command line
+
+enum class ListFormat { table, json, csv };
+
+struct ListRequest {
+  std::vector<std::string> files;
+  ListFormat format = ListFormat::table;
+};
+int list(const Plugin& plugin, const ListRequest& request);
+
+} // namespace host
+
+#endif
