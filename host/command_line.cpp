@@ -23,6 +23,7 @@ public:
     app_.set_version_flag("--version", OX_WP_HOST_VERSION);
     app_.require_subcommand(1);
     addList();
+    addCheck();
   }
 
   int run(std::vector<std::string> arguments) {
@@ -81,6 +82,24 @@ private:
     onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
   }
 
+  void addCheck() {
+    CLI::App* command = addCommand(
+        "check", "Holds any plug-in to the rules of the boundary",
+        "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed\n"
+        "Copies are tried on the first streams of a file. Rules that need a file are skipped "
+        "without one.");
+    command->add_option("PLUGIN", check_.plugin, "The library")->required()->type_name("");
+    command->add_option("FILE", check_.files, "Data files that it reads")->type_name("");
+    command
+        ->add_option_function<unsigned>(
+            "--time-limit",
+            [this](const unsigned& seconds) { check_.timeLimit = std::chrono::seconds(seconds); },
+            "Seconds that a rule may take on a file")
+        ->type_name("SECONDS")
+        ->default_str(std::to_string(check_.timeLimit.count()));
+    command->callback([this] { status_ = check(check_); });
+  }
+
   template<typename Format>
   void addFormatOption(CLI::App* command, Format& format,
                        const std::map<std::string, Format>& formats) {
@@ -95,6 +114,7 @@ private:
   CLI::App app_;
   std::string pluginPath_;
   ListRequest list_;
+  CheckRequest check_;
   int status_ = kSuccess;
 };
 

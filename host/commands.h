@@ -22,6 +22,13 @@ struct ListRequest {
 };
 int list(const Plugin& plugin, const ListRequest& request);
 
+struct CheckRequest {
+  std::string plugin;
+  std::vector<std::string> files;
+  std::chrono::seconds timeLimit{30}; // for one rule on one file
+};
+int check(const CheckRequest& request);
+
 } // namespace host
 
 #endif
