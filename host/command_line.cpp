@@ -23,6 +23,7 @@ public:
     app_.set_version_flag("--version", OX_WP_HOST_VERSION);
     app_.require_subcommand(1);
     addList();
+    addExport();
     addCheck();
   }
 
@@ -82,6 +83,35 @@ private:
     onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
   }
 
+  // The file and the choice of streams that export and plot share.
+  static void addFileOptions(CLI::App* command, std::string& file,
+                             std::vector<std::string>& streams) {
+    command->add_option("FILE", file, "Data file")->required()->type_name("");
+    command
+        ->add_option("--stream", streams,
+                     "Only streams whose name matches this pattern; can be given again")
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
+  }
+
+  void addExport() {
+    CLI::App* command =
+        addCommand("export", "Writes samples as CSV or as raw doubles",
+                   "ox-wp-host export --stream 'GR_*_BHZ' station.mseed -o station.csv\n"
+                   "csv has two columns a stream, time and value. f64 is little-endian doubles, "
+                   "the values only, one stream after the other in the order of list.");
+    addFileOptions(command, export_.file, export_.streams);
+    addOutputOption(command, export_.output, "The file to write; else standard output");
+    const std::map<std::string, ExportFormat> formats = {{"csv", ExportFormat::csv},
+                                                         {"f64", ExportFormat::f64}};
+    addFormatOption(command, export_.format, formats);
+    onPlugin(command, [this](const Plugin& plugin) { return exportSamples(plugin, export_); });
+  }
+
+  static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
+    return command->add_option("-o,--output", output, about)->type_name("OUT");
+  }
+
   void addCheck() {
     CLI::App* command = addCommand(
         "check", "Holds any plug-in to the rules of the boundary",
@@ -114,6 +144,7 @@ private:
   CLI::App app_;
   std::string pluginPath_;
   ListRequest list_;
+  ExportRequest export_;
   CheckRequest check_;
   int status_ = kSuccess;
 };

@@ -22,6 +22,16 @@ struct ListRequest {
 };
 int list(const Plugin& plugin, const ListRequest& request);
 
+enum class ExportFormat { csv, f64 };
+
+struct ExportRequest {
+  std::string file;
+  std::vector<std::string> streams; // patterns of names; none: all streams
+  std::string output;
+  ExportFormat format = ExportFormat::csv;
+};
+int exportSamples(const Plugin& plugin, const ExportRequest& request);
+
 struct CheckRequest {
   std::string plugin;
   std::vector<std::string> files;

@@ -121,13 +121,20 @@ void Output::openTemporaryFile() {
 }
 
 void Output::write(std::string_view bytes) {
-  buffer_ += bytes;
-  if (buffer_.size() >= kBufferSize)
+  if (buffer_.size() + bytes.size() > kBufferSize)
     flush();
+  if (bytes.size() > kBufferSize)
+    pass(bytes); // as it is: gigabytes at a time come this way
+  else
+    buffer_ += bytes;
 }
 
 void Output::flush() {
-  std::string_view rest = buffer_;
+  pass(buffer_);
+  buffer_.clear();
+}
+
+void Output::pass(std::string_view rest) const {
   while (!rest.empty()) {
     const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
     if (written >= 0)
@@ -135,7 +142,6 @@ void Output::flush() {
     else if (errno != EINTR)
       throw systemError(path_.empty() ? "standard output" : path_);
   }
-  buffer_.clear();
 }
 
 void Output::commit() {

@@ -34,6 +34,7 @@ public:
 
 private:
   void openTemporaryFile();
+  void pass(std::string_view rest) const;
 
   std::string path_;      // the final name
   std::string temporary_; // empty when there is none
