@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "host/check_rules.h"
+#include "host/error.h"
 #include "host/exported_symbols.h"
 
 namespace host {
@@ -32,9 +33,13 @@ struct Initialized {
 };
 
 void loads(const Subject& subject) {
-  const Library library(subject.plugin);
-  const Plugin plugin(library);
-  expect(plugin.handle(), "the plug-in handle is null");
+  try {
+    const Library library(subject.plugin);
+    const Plugin plugin(library);
+    expect(plugin.handle(), "the plug-in handle is null");
+  } catch (const Error& error) {
+    throw Broken(error.what());
+  }
 }
 
 void exportsOneSymbol(const Subject& subject) {

@@ -74,8 +74,8 @@ Outcome judge(const Rule& rule, const Subject& subject) {
     return {Verdict::skipped, skipped.what()};
   } catch (const Broken& broken) {
     return {Verdict::broken, broken.what()};
-  } catch (const Error& error) {
-    return {Verdict::broken, error.what()};
+  } catch (const Error& error) { // the rule could not be tried; that a library loads is a rule too
+    return {Verdict::skipped, error.what()};
   } catch (const std::exception& exception) {
     return {Verdict::broken, std::string("exception: ") + exception.what()};
   } catch (...) {
