@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/commands.h"
-#include "host/error.h"
+#include "host/drawing.h"
 
 namespace host {
 
@@ -24,6 +24,7 @@ public:
     app_.require_subcommand(1);
     addList();
     addExport();
+    addPlot();
     addCheck();
   }
 
@@ -108,6 +109,17 @@ private:
     onPlugin(command, [this](const Plugin& plugin) { return exportSamples(plugin, export_); });
   }
 
+  void addPlot() {
+    CLI::App* command = addCommand("plot", "Draws waveforms with gnuplot",
+                                   "ox-wp-host plot station.mseed -o station.png");
+    addFileOptions(command, plot_.file, plot_.streams);
+    addOutputOption(command, plot_.output, "A file named *.svg or *.png; else the terminal")
+        ->check([](const std::string& name) {
+          return isPictureName(name) ? "" : name + " is named neither *.svg nor *.png";
+        });
+    onPlugin(command, [this](const Plugin& plugin) { return plot(plugin, plot_); });
+  }
+
   static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
     return command->add_option("-o,--output", output, about)->type_name("OUT");
   }
@@ -145,6 +157,7 @@ private:
   std::string pluginPath_;
   ListRequest list_;
   ExportRequest export_;
+  PlotRequest plot_;
   CheckRequest check_;
   int status_ = kSuccess;
 };

@@ -32,6 +32,13 @@ struct ExportRequest {
 };
 int exportSamples(const Plugin& plugin, const ExportRequest& request);
 
+struct PlotRequest {
+  std::string file;
+  std::vector<std::string> streams; // as for ExportRequest
+  std::string output;               // *.svg or *.png; empty: characters on standard output
+};
+int plot(const Plugin& plugin, const PlotRequest& request);
+
 struct CheckRequest {
   std::string plugin;
   std::vector<std::string> files;

@@ -25,12 +25,10 @@ public:
   Output& operator=(const Output&) = delete;
 
   void write(std::string_view bytes);
-  // Passes on what is buffered, so that others can write to the descriptor.
+  // Passes on what is buffered.
   void flush();
   // The last step: everything is on its way to the disk and stands under the final name.
   void commit();
-
-  int descriptor() const noexcept { return descriptor_; }
 
 private:
   void openTemporaryFile();

@@ -1,0 +1,26 @@
+// Waveforms as a viewer shows them: one panel a stream, drawn by gnuplot.
+#ifndef OX_WP_HOST_DRAWING_H
+#define OX_WP_HOST_DRAWING_H
+
+#include <string>
+#include <vector>
+
+#include "host/output.h"
+#include "host/walk.h"
+
+namespace host {
+
+// Whether there is a kind of picture for a file of this name.
+bool isPictureName(const std::string& name);
+
+// A picture file: its kind follows from the name.
+void drawPicture(const Plugin& plugin, const FileRecord& file,
+                 const std::vector<StreamRecord>& streams, const std::string& name, Output& output);
+
+// Characters, as wide as the terminal.
+void drawCharacters(const Plugin& plugin, const FileRecord& file,
+                    const std::vector<StreamRecord>& streams, Output& output);
+
+} // namespace host
+
+#endif
