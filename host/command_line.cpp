@@ -4,6 +4,7 @@
 #include <map>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include "host/commands.h"
 #include "host/drawing.h"
@@ -25,6 +26,7 @@ public:
     addList();
     addExport();
     addPlot();
+    addWatch();
     addCheck();
   }
 
@@ -124,6 +126,25 @@ private:
     return command->add_option("-o,--output", output, about)->type_name("OUT");
   }
 
+  void addWatch() {
+    CLI::App* command =
+        addCommand("watch", "Shows a file, and again whenever it changes, until Ctrl-C",
+                   "ox-wp-host watch --interval 0.5 growing.mseed\n"
+                   "Changes are seen by size and by modification time in whole seconds.");
+    command->add_option("FILE", watch_.file, "Data file")->required()->type_name("");
+    command
+        ->add_option_function<double>(
+            "--interval",
+            [this](const double& seconds) {
+              watch_.interval = std::chrono::duration<double>(seconds);
+            },
+            "Seconds between two looks")
+        ->check(CLI::Range(0.01, 86400.0))
+        ->type_name("SECONDS")
+        ->default_str(fmt::format("{}", watch_.interval.count()));
+    onPlugin(command, [this](const Plugin& plugin) { return watch(plugin, watch_); });
+  }
+
   void addCheck() {
     CLI::App* command = addCommand(
         "check", "Holds any plug-in to the rules of the boundary",
@@ -158,6 +179,7 @@ private:
   ListRequest list_;
   ExportRequest export_;
   PlotRequest plot_;
+  WatchRequest watch_;
   CheckRequest check_;
   int status_ = kSuccess;
 };

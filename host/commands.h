@@ -39,6 +39,12 @@ struct PlotRequest {
 };
 int plot(const Plugin& plugin, const PlotRequest& request);
 
+struct WatchRequest {
+  std::string file;
+  std::chrono::duration<double> interval{1}; // between two looks at the change flag
+};
+int watch(const Plugin& plugin, const WatchRequest& request);
+
 struct CheckRequest {
   std::string plugin;
   std::vector<std::string> files;
