@@ -1,10 +1,12 @@
 #include "host/gnuplot.h"
 
 #include <array>
+#include <cctype>
 #include <cerrno>
 #include <csignal>
 
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -51,10 +53,15 @@ private:
 } // namespace
 
 std::string gnuplotText(std::string_view text) {
-  std::string quoted = "'";
-  for (const char c : printable(text))
-    quoted.append(c == '\'' ? 2 : 1, c);
-  return quoted + '\'';
+  std::string quoted = "\"";
+  for (const char c : printable(text)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80 && std::isalnum(byte) == 0)
+      quoted += fmt::format("\\{:03o}", byte);
+    else
+      quoted += c;
+  }
+  return quoted + '"';
 }
 
 Gnuplot::Gnuplot() {

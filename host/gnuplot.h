@@ -9,8 +9,8 @@
 
 namespace host {
 
-// A text as it stands in a script, quotes included. Between single quotes nothing is expanded, and
-// a quote is doubled; what could end the line is replaced.
+// A text as it stands in a script, quotes included. Whatever could mean something there, a
+// back-tick that runs a command among it, is written by its number.
 std::string gnuplotText(std::string_view text);
 
 class Gnuplot {
