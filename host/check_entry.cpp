@@ -137,7 +137,7 @@ void acceptsNullPlugin(const Subject& subject) {
 
 void printsNothing(const Subject& subject) {
   useEverything(subject);
-  std::fflush(nullptr);
+  (void)std::fflush(nullptr);
   std::array<char, 60> start{};
   const ssize_t length = pread(subject.printed, start.data(), start.size() - 1, 0);
   expect(length == 0, "it printed \"{}\"",

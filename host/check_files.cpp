@@ -74,9 +74,11 @@ void handsOutSections(const Subject& subject) {
     return plugin->get_section_handle(plugin.handle(), loaded.file, index);
   };
   const int count = loaded.sectionCount();
-  for (int index = 0; index < count; ++index)
-    expect(sectionAt(index) && sectionAt(index) == sectionAt(index),
-           "section {} is null or changes its handle", index);
+  for (int index = 0; index < count; ++index) {
+    ox_wp_section_handle section = sectionAt(index);
+    expect(section && sectionAt(index) == section, "section {} is null or changes its handle",
+           index);
+  }
   expect(!sectionAt(count), "section {} of {} is not null", count, count);
   expect(!sectionAt(INT32_MAX), "section {} is not null", INT32_MAX);
   for (const int index : kNegatives)

@@ -90,7 +90,7 @@ Panel makePanel(const StreamRecord& stream, const Samples& samples, uint64_t col
   return panel;
 }
 
-void drawPanel(Gnuplot& gnuplot, const Panel& panel) {
+void drawPanel(const Gnuplot& gnuplot, const Panel& panel) {
   gnuplot.write(fmt::format("set title {} noenhanced\n"
                             "set xlabel {}\n"
                             "set xrange [{}:{}]\n"

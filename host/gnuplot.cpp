@@ -90,7 +90,7 @@ Gnuplot::~Gnuplot() {
   wait();
 }
 
-void Gnuplot::write(std::string_view script) {
+void Gnuplot::write(std::string_view script) const {
   while (!script.empty()) {
     const ssize_t written = ::write(pipe_, script.data(), script.size());
     if (written >= 0)

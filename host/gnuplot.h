@@ -23,7 +23,7 @@ public:
   Gnuplot& operator=(const Gnuplot&) = delete;
 
   // A program that ends early does not fail here but in finish().
-  void write(std::string_view script);
+  void write(std::string_view script) const;
   // Ends the script, waits, and returns the picture. Throws Error when the program failed.
   std::string finish();
 

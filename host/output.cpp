@@ -29,7 +29,7 @@ extern "C" void removeAndEnd(int signal) {
   if (removeOnSignal[0] != '\0')
     unlink(removeOnSignal.data());
   // Restored to its default by SA_RESETHAND: ends the process as if there had been no handler.
-  raise(signal);
+  (void)raise(signal);
 }
 
 sigset_t endingSignals() {
@@ -58,7 +58,7 @@ private:
 void handleEndingSignals() {
   struct sigaction action {};
   action.sa_handler = removeAndEnd;
-  action.sa_flags = SA_RESETHAND | SA_NODEFER;
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
   for (const int signal : kEndingSignals) {
     struct sigaction before {};
     sigaction(signal, nullptr, &before);

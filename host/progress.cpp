@@ -19,7 +19,7 @@ Progress::Progress(std::string what, uint64_t total)
 
 Progress::~Progress() {
   if (isTerminal_)
-    std::fputs(kWipe, stderr);
+    (void)std::fputs(kWipe, stderr);
 }
 
 void Progress::show(uint64_t done) {

@@ -144,7 +144,7 @@ Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& 
   const Descriptor reading(ends[0]);
   Descriptor writing(ends[1]);
 
-  std::fflush(nullptr); // or the child would print it too
+  (void)std::fflush(nullptr); // or the child would print it too
   const pid_t child = fork();
   if (child < 0)
     throw systemError("check");

@@ -21,7 +21,7 @@ public:
 
 private:
   struct Close {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+    void operator()(std::FILE* file) const noexcept { (void)std::fclose(file); }
   };
 
   std::unique_ptr<std::FILE, Close> file_;

@@ -61,7 +61,7 @@ std::string printable(std::string_view bytes) {
 }
 
 std::string csvField(std::string_view bytes) {
-  const std::string text = validUtf8(bytes);
+  std::string text = validUtf8(bytes);
   if (text.find_first_of(",\"\r\n") == std::string::npos)
     return text;
   std::string quoted = "\"";

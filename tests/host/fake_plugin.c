@@ -45,6 +45,10 @@ enum rule {
 #define BREAKS NOTHING
 #endif
 
+static int breaks(enum rule rule) {
+  return rule == BREAKS;
+}
+
 enum { most_streams = 64, most_files = 64 };
 
 struct stream {
@@ -90,7 +94,7 @@ static int integer(_ox_wp_prop_type* record, int identifier, long long value) {
   record->identifier = identifier;
   record->type = ox_wp_type_integer;
   record->integer_value = value;
-  if (BREAKS == RECORD_FIELDS)
+  if (breaks(RECORD_FIELDS))
     record->double_value = 0;
   return 0;
 }
@@ -110,9 +114,9 @@ static int text(_ox_wp_prop_type* record, int identifier, const char* value) {
 }
 
 static int label(struct file* file, _ox_wp_prop_type* record, int identifier, const char* value) {
-  if (BREAKS == LABELS)
+  if (breaks(LABELS))
     return text(record, identifier, value);
-  strcpy(file->label, value);
+  strncpy(file->label, value, sizeof file->label - 1);
   return text(record, identifier, file->label);
 }
 
@@ -129,7 +133,7 @@ static int get_plugin_property(ox_wp_plugin_handle handle, int index, _ox_wp_pro
     text(record, ox_wp_prop_error_message, "declined");
     record->type = ox_wp_type_message;
     record->integer_value = 7;
-  } else if (index > 1 && BREAKS != MESSAGES) {
+  } else if (index > 1 && !breaks(MESSAGES)) {
     plugin->messages = 0;
   }
   return 0;
@@ -145,28 +149,34 @@ static int release_all_files(ox_wp_plugin_handle handle) {
 
 static struct plugin* create(void) {
   static struct plugin only;
-  return BREAKS == ONE_OBJECT ? &only : calloc(1, sizeof only);
+  return breaks(ONE_OBJECT) ? &only : calloc(1, sizeof only);
 }
 
 static void release(ox_wp_plugin_handle handle) {
   release_all_files(handle);
-  if (BREAKS != ONE_OBJECT)
+  if (!breaks(ONE_OBJECT))
     free(handle);
 }
 
 static const char* get_error_message(ox_wp_plugin_handle plugin) {
-  return plugin || BREAKS == NULL_PLUGIN ? "" : NULL;
+  return plugin || breaks(NULL_PLUGIN) ? "" : NULL;
 }
 
 static int look(struct file* file) {
   struct stat status = {0};
   const int missing = stat(file->path, &status);
   const int changed = status.st_size != file->size || status.st_mtime != file->time;
-  if (BREAKS != CHANGE_FLAG || file->size == 0) {
+  if (!breaks(CHANGE_FLAG) || file->size == 0) {
     file->size = status.st_size;
     file->time = status.st_mtime;
   }
   return missing ? 1 : changed;
+}
+
+static int read_stream(FILE* input, struct stream* s) {
+  /* NOLINTNEXTLINE(cert-err34-c): the tests write what this reads */
+  return fscanf(input, "%63s %d %lld %lld %lf %lf", s->name, &s->type, &s->declared, &s->found,
+                &s->start, &s->interval) == 6;
 }
 
 static int read_file(struct file* file) {
@@ -176,12 +186,10 @@ static int read_file(struct file* file) {
   if (!input)
     return 0;
   const int known = fread(first, 1, 4, input) == 4 && strcmp(first, "fake") == 0;
-  while (known && file->count < most_streams &&
-         fscanf(input, "%63s %d %lld %lld %lf %lf", s.name, &s.type, &s.declared, &s.found,
-                &s.start, &s.interval) == 6)
+  while (known && file->count < most_streams && read_stream(input, &s))
     file->streams[file->count++] = s;
-  if (BREAKS != DESCRIPTOR)
-    fclose(input);
+  if (!breaks(DESCRIPTOR))
+    (void)fclose(input);
   return file->count > 0;
 }
 
@@ -194,8 +202,8 @@ static ox_wp_file_handle parse_file(ox_wp_plugin_handle handle, const char* path
   look(file);
   if (read_file(file))
     return plugin->files[plugin->count++] = file;
-  if (BREAKS == PRINTS)
-    fprintf(stderr, "declined\n");
+  if (breaks(PRINTS))
+    (void)fprintf(stderr, "declined\n");
   free(file);
   ++plugin->messages;
   return NULL;
@@ -203,7 +211,7 @@ static ox_wp_file_handle parse_file(ox_wp_plugin_handle handle, const char* path
 
 static int release_file(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
   (void)plugin;
-  return BREAKS == RELEASE_FILE && file ? 0 : 1;
+  return breaks(RELEASE_FILE) && file ? 0 : 1;
 }
 
 static int get_file_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
@@ -225,8 +233,9 @@ static int get_file_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
 
 static ox_wp_section_handle get_section_handle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                                int index) {
-  while (BREAKS == HANG && index < 0)
-    sleep(1);
+  if (breaks(HANG) && index < 0)
+    for (;;)
+      pause();
   return plugin && index == 0 ? file : NULL;
 }
 
@@ -243,7 +252,7 @@ static int get_section_property(ox_wp_plugin_handle plugin, ox_wp_file_handle fi
   case 2:
     return label(section, record, ox_wp_prop_section_x_label, "time stamp");
   default:
-    return BREAKS == WALK_END ? 0 : 1;
+    return breaks(WALK_END) ? 0 : 1;
   }
 }
 
@@ -277,8 +286,8 @@ static int get_variable_property(ox_wp_plugin_handle plugin, ox_wp_file_handle f
     return number(record, ox_wp_prop_x_step, s->interval);
   case 8:
     return number(record, ox_wp_prop_x_end,
-                  BREAKS == X_END ? s->start + (length - 1) * s->interval
-                                  : fma(length, s->interval, s->start));
+                  breaks(X_END) ? s->start + (length - 1) * s->interval
+                                : fma(length, s->interval, s->start));
   default:
     return 1;
   }
@@ -289,44 +298,44 @@ static int copy_variable_data(ox_wp_plugin_handle plugin, ox_wp_file_handle file
                               void* buffer, int size) {
   (void)plugin, (void)file;
   const struct file* owner = section;
-  if (BREAKS == CRASH && buffer == NULL)
+  if (breaks(CRASH) && buffer == NULL)
     abort();
   if (!owner || variable < 0 || variable >= owner->count)
     return 1;
-  if (type != ox_wp_type_double && BREAKS != SAMPLE_TYPE)
+  if (type != ox_wp_type_double && !breaks(SAMPLE_TYPE))
     return 1;
-  if (size < 0 && BREAKS == NEGATIVE_SIZE)
+  if (size < 0 && breaks(NEGATIVE_SIZE))
     memset(buffer, 0, 1);
-  const long long room = (size + (BREAKS == BYTE_SIZE ? 4 : 0)) / 8;
+  const long long room = (size + (breaks(BYTE_SIZE) ? 4 : 0)) / 8;
   const long long found = owner->streams[variable].found;
   if (!buffer)
     return 1;
   for (long long i = 0; i < room && i < found; ++i)
     ((double*)buffer)[i] = sample(i);
-  return room <= found || BREAKS == LONG_COPY ? 0 : 1;
+  return room <= found || breaks(LONG_COPY) ? 0 : 1;
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
   if (!table || table->version < 1) {
-    if (table && BREAKS == REFUSED_TABLE)
+    if (table && breaks(REFUSED_TABLE))
       memset(table, 0, sizeof *table);
     return 1;
   }
-  const _ox_wp_plugin_functions_type filled = {
-      .version = BREAKS == VERSION ? table->version : OX_WP_PLUGIN_VERSION,
-      .plugin = create(),
-      .get_plugin_property = get_plugin_property,
-      .release = release,
-      .get_error_message = get_error_message,
-      .parse_file = parse_file,
-      .reserved_48 = BREAKS == RESERVED_SLOT ? table : NULL,
-      .release_file = release_file,
-      .release_all_files = release_all_files,
-      .get_file_property = get_file_property,
-      .get_section_handle = get_section_handle,
-      .get_section_property = get_section_property,
-      .get_variable_property = get_variable_property,
-      .copy_variable_data = copy_variable_data};
+  const _ox_wp_plugin_functions_type filled = {.version = breaks(VERSION) ? table->version
+                                                                          : OX_WP_PLUGIN_VERSION,
+                                               .plugin = create(),
+                                               .get_plugin_property = get_plugin_property,
+                                               .release = release,
+                                               .get_error_message = get_error_message,
+                                               .parse_file = parse_file,
+                                               .reserved_48 = breaks(RESERVED_SLOT) ? table : NULL,
+                                               .release_file = release_file,
+                                               .release_all_files = release_all_files,
+                                               .get_file_property = get_file_property,
+                                               .get_section_handle = get_section_handle,
+                                               .get_section_property = get_section_property,
+                                               .get_variable_property = get_variable_property,
+                                               .copy_variable_data = copy_variable_data};
   *table = filled;
   return 0;
 }

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <limits>
 
+#include <fcntl.h>
 #include <nlohmann/json.hpp>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -146,7 +147,7 @@ TEST_F(Export, LeavesNothingHalfDone) {
   EXPECT_THROW(run({}, ExportFormat::csv, "/dev/full"), Error);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/full"));
 
-  std::signal(SIGXFSZ, SIG_IGN);
+  (void)std::signal(SIGXFSZ, SIG_IGN);
   rlimit limit{};
   getrlimit(RLIMIT_FSIZE, &limit);
   const rlimit little{100'000, limit.rlim_max}; // as a disk that fills up
@@ -157,7 +158,7 @@ TEST_F(Export, LeavesNothingHalfDone) {
   const auto endInTheMiddle = [&] {
     Output output(target);
     output.write(std::string(100'000, '.'));
-    std::raise(SIGTERM);
+    (void)std::raise(SIGTERM);
   };
   EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(SIGTERM), "");
   EXPECT_EQ(read(target), "earlier");
@@ -232,8 +233,9 @@ TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
   };
   const pid_t child = fork();
   if (child == 0) {
-    freopen(log.c_str(), "w", stdout);
-    dup2(STDOUT_FILENO, STDERR_FILENO);
+    const int target = open(log.c_str(), O_WRONLY | O_CREAT, 0600);
+    dup2(target, STDOUT_FILENO);
+    dup2(target, STDERR_FILENO);
     _exit(watch(plugin, {file, std::chrono::milliseconds(20)}));
   }
   waitFor("1 stream\n");
