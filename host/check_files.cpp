@@ -35,26 +35,26 @@ void givesEachParseItsHandle(const Subject& subject) {
 
 void keepsFilesAfterFailedParse(const Subject& subject) {
   const Loaded loaded(subject);
-  const int sections = loaded.sectionCount();
+  const int streams = loaded.streamCount();
   loaded.plugin->parse_file(loaded.plugin.handle(), missingFile(subject).c_str());
-  expect(loaded.sectionCount() == sections, "the earlier file has {} sections instead of {}",
-         loaded.sectionCount(), sections);
-  loaded.forEachSection([&](ox_wp_section_handle section) { loaded.variableCount(section); });
+  expect(loaded.streamCount() == streams, "the earlier file has {} of {} streams",
+         loaded.streamCount(), streams);
 }
 
 void releasesNoSingleFile(const Subject& subject) {
   const Loaded loaded(subject);
-  const Plugin& plugin = loaded.plugin;
+  const int streams = loaded.streamCount();
   for (ox_wp_file_handle file : {loaded.file, ox_wp_file_handle{nullptr}}) {
-    const int status = plugin->release_file(plugin.handle(), file);
+    const int status = loaded.plugin->release_file(loaded.plugin.handle(), file);
     expect(status == 1, "release_file gives {}", status);
   }
-  if (loaded.file)
-    loaded.forEachSection([&](ox_wp_section_handle section) { loaded.variableCount(section); });
+  expect(loaded.streamCount() == streams, "the file has {} of {} streams", loaded.streamCount(),
+         streams);
 }
 
 void releasesAllFiles(const Subject& subject) {
   Loaded loaded(subject);
+  const int streams = loaded.streamCount();
   const Plugin& plugin = loaded.plugin;
   for (int round = 0; round < 2; ++round) { // the second time there is none
     const int status = plugin->release_all_files(plugin.handle());
@@ -64,7 +64,8 @@ void releasesAllFiles(const Subject& subject) {
     return;
   loaded.file = plugin->parse_file(plugin.handle(), subject.file.c_str());
   expect(loaded.file, "the file is declined after release_all_files");
-  loaded.forEachSection([&](ox_wp_section_handle section) { loaded.variableCount(section); });
+  expect(loaded.streamCount() == streams, "the file has {} streams, then {}", streams,
+         loaded.streamCount());
 }
 
 void handsOutSections(const Subject& subject) {

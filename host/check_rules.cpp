@@ -62,6 +62,13 @@ int64_t Loaded::sampleCount(ox_wp_section_handle section, int variable) const {
   return integerOf(record, ox_wp_prop_sample_count);
 }
 
+int Loaded::streamCount() const {
+  int count = 0;
+  if (file)
+    forEachSection([&](ox_wp_section_handle handle) { count += variableCount(handle); });
+  return count;
+}
+
 ox_wp_section_handle Loaded::section(int index) const {
   ox_wp_section_handle handle = plugin->get_section_handle(plugin.handle(), file, index);
   expect(handle, "section {} is null", index);

@@ -84,6 +84,9 @@ struct Loaded {
   int variableCount(ox_wp_section_handle section) const;
   int64_t sampleCount(ox_wp_section_handle section, int variable) const;
 
+  // Of all sections; 0 without a file. Tells whether a file is still what it was.
+  int streamCount() const;
+
   ox_wp_section_handle section(int index) const;
 
   // Calls visit(section) for every section, or visit(section, variable) for every variable.

@@ -18,27 +18,44 @@
 
 enum rule {
   NOTHING,
-  REFUSED_TABLE,
-  VERSION,
-  RESERVED_SLOT,
-  EXPORTS,
-  ONE_OBJECT,
-  NULL_PLUGIN,
-  PRINTS,
-  DESCRIPTOR,
-  RELEASE_FILE,
-  CRASH,
-  HANG,
-  CHANGE_FLAG,
-  RECORD_FIELDS,
-  MESSAGES,
-  WALK_END,
-  X_END,
-  LABELS,
-  SAMPLE_TYPE,
-  LONG_COPY,
   BYTE_SIZE,
-  NEGATIVE_SIZE
+  CHANGE_FLAG,
+  CRASH,
+  DESCRIPTOR,
+  EARLY_WALK,
+  ERROR_TEXT,
+  EXPORTS,
+  FAILED_PARSE,
+  HANG,
+  KIND,
+  LABELS,
+  LONG_COPY,
+  MESSAGES,
+  MISSING_FILE,
+  NAMES,
+  NEGATIVE_SIZE,
+  NO_FILE,
+  NULL_COPY,
+  NULL_PLUGIN,
+  NULL_SECTION,
+  ONE_OBJECT,
+  OUTSIDE_COPY,
+  OUTSIDE_VARIABLE,
+  PLUGIN_ORDER,
+  PLUGIN_RECORD,
+  PRINTS,
+  PROPERTY_TYPE,
+  RECORD_FIELDS,
+  REFUSED_TABLE,
+  RELEASE_ALL,
+  RELEASE_FILE,
+  RESERVED_SLOT,
+  SAMPLE_TYPE,
+  SAME_HANDLE,
+  SHORT_COPY,
+  VERSION,
+  WALK_END,
+  X_END
 };
 
 #ifndef BREAKS
@@ -73,7 +90,9 @@ struct plugin {
 };
 
 #ifdef BREAKS_EXPORTS
-__attribute__((visibility("default"))) int surplus_symbol = 1;
+__attribute__((visibility("default"))) int surplus_symbol(void) {
+  return 1;
+}
 #endif
 
 static double sample(long long index) {
@@ -125,14 +144,18 @@ static int get_plugin_property(ox_wp_plugin_handle handle, int index, _ox_wp_pro
   if (!plugin || !record)
     return 0;
   fail(record);
-  if (index == 0)
+  if (index < 0 && breaks(PLUGIN_RECORD))
+    record->label = "";
+  if (index == (breaks(PLUGIN_ORDER) ? 1 : 0))
     return text(record, ox_wp_prop_file_extension, "*.fake");
-  if (index == 1)
+  if (index == (breaks(PLUGIN_ORDER) ? 0 : 1))
     return text(record, ox_wp_prop_plugin_name, "fake");
   if (index > 1 && index < 2 + plugin->messages) {
     text(record, ox_wp_prop_error_message, "declined");
     record->type = ox_wp_type_message;
     record->integer_value = 7;
+    if (breaks(EARLY_WALK))
+      --plugin->messages;
   } else if (index > 1 && !breaks(MESSAGES)) {
     plugin->messages = 0;
   }
@@ -144,7 +167,7 @@ static int release_all_files(ox_wp_plugin_handle handle) {
   if (plugin)
     while (plugin->count > 0)
       free(plugin->files[--plugin->count]);
-  return 0;
+  return plugin && breaks(RELEASE_ALL) ? 1 : 0;
 }
 
 static struct plugin* create(void) {
@@ -159,6 +182,8 @@ static void release(ox_wp_plugin_handle handle) {
 }
 
 static const char* get_error_message(ox_wp_plugin_handle plugin) {
+  if (breaks(ERROR_TEXT) && plugin)
+    return "none";
   return plugin || breaks(NULL_PLUGIN) ? "" : NULL;
 }
 
@@ -197,14 +222,18 @@ static ox_wp_file_handle parse_file(ox_wp_plugin_handle handle, const char* path
   struct plugin* plugin = handle;
   if (!plugin || plugin->count == most_files)
     return NULL;
+  if (breaks(SAME_HANDLE) && plugin->count > 0)
+    return plugin->files[0];
   struct file* file = calloc(1, sizeof *file);
   strncpy(file->path, path, sizeof file->path - 1);
   look(file);
-  if (read_file(file))
+  if ((read_file(file) && !breaks(NO_FILE)) || breaks(MISSING_FILE))
     return plugin->files[plugin->count++] = file;
   if (breaks(PRINTS))
     (void)fprintf(stderr, "declined\n");
   free(file);
+  if (breaks(FAILED_PARSE) && plugin->count > 0)
+    plugin->files[0]->count = 0;
   ++plugin->messages;
   return NULL;
 }
@@ -221,7 +250,7 @@ static int get_file_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
     return 1;
   switch (index) {
   case 0:
-    return integer(record, ox_wp_prop_file_kind, 0);
+    return integer(record, ox_wp_prop_file_kind, breaks(KIND));
   case 1:
     return integer(record, ox_wp_prop_section_count, 1);
   case 2:
@@ -243,7 +272,7 @@ static int get_section_property(ox_wp_plugin_handle plugin, ox_wp_file_handle fi
                                 ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
   (void)plugin, (void)file;
   if (fail(record) && (!record || !section))
-    return 1;
+    return record && breaks(NULL_SECTION) ? 0 : 1;
   switch (index) {
   case 0:
     return integer(record, ox_wp_prop_section_kind, 0);
@@ -264,14 +293,17 @@ static int get_variable_property(ox_wp_plugin_handle plugin, ox_wp_file_handle f
     return 1;
   struct file* owner = section;
   if (variable < 0 || variable >= owner->count)
-    return 1;
+    return breaks(OUTSIDE_VARIABLE) ? 0 : 1;
+  static char last[sizeof owner->streams[0].name];
   const struct stream* s = &owner->streams[variable];
   const double length = (double)s->declared;
   switch (index) {
   case 0:
-    return text(record, ox_wp_prop_variable_name, s->name);
+    return text(record, ox_wp_prop_variable_name,
+                breaks(NAMES) ? memcpy(last, s->name, sizeof last) : s->name);
   case 1:
-    return integer(record, ox_wp_prop_variable_kind, 0);
+    return breaks(PROPERTY_TYPE) ? number(record, ox_wp_prop_variable_kind, 0)
+                                 : integer(record, ox_wp_prop_variable_kind, 0);
   case 2:
     return integer(record, ox_wp_prop_variable_data_type, s->type);
   case 3:
@@ -300,8 +332,10 @@ static int copy_variable_data(ox_wp_plugin_handle plugin, ox_wp_file_handle file
   const struct file* owner = section;
   if (breaks(CRASH) && buffer == NULL)
     abort();
-  if (!owner || variable < 0 || variable >= owner->count)
-    return 1;
+  if (!owner)
+    return breaks(NULL_COPY) ? 0 : 1;
+  if (variable < 0 || variable >= owner->count)
+    return breaks(OUTSIDE_COPY) ? 0 : 1;
   if (type != ox_wp_type_double && !breaks(SAMPLE_TYPE))
     return 1;
   if (size < 0 && breaks(NEGATIVE_SIZE))
@@ -312,7 +346,8 @@ static int copy_variable_data(ox_wp_plugin_handle plugin, ox_wp_file_handle file
     return 1;
   for (long long i = 0; i < room && i < found; ++i)
     ((double*)buffer)[i] = sample(i);
-  return room <= found || breaks(LONG_COPY) ? 0 : 1;
+  const int filled = breaks(SHORT_COPY) ? room < found : room <= found;
+  return filled || breaks(LONG_COPY) ? 0 : 1;
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
