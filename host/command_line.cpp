@@ -61,7 +61,9 @@ private:
   }
 
   void addPluginOption(CLI::App* command) {
-    command->add_option("--plugin", pluginPath_, "The plug-in; else the one that comes along")
+    command
+        ->add_option("--plugin", pluginPath_,
+                     "The plug-in; else the one that comes with this program")
         ->type_name("PATH");
   }
 
@@ -76,16 +78,6 @@ private:
     });
   }
 
-  void addList() {
-    CLI::App* command = addCommand("list", "Shows the streams of files (the default)",
-                                   "ox-wp-host list --format json station.mseed");
-    command->add_option("FILE", list_.files, "Data files")->required()->type_name("");
-    const std::map<std::string, ListFormat> formats = {
-        {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
-    addFormatOption(command, list_.format, formats);
-    onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
-  }
-
   // The file and the choice of streams that export and plot share.
   static void addFileOptions(CLI::App* command, std::string& file,
                              std::vector<std::string>& streams) {
@@ -95,6 +87,31 @@ private:
                      "Only streams whose name matches this pattern; can be given again")
         ->type_name("GLOB")
         ->allow_extra_args(false);
+  }
+
+  static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
+    return command->add_option("-o,--output", output, about)->type_name("OUT");
+  }
+
+  template<typename Format>
+  void addFormatOption(CLI::App* command, Format& format,
+                       const std::map<std::string, Format>& formats) {
+    command
+        ->add_option_function<std::string>(
+            "--format", [&format, formats](const std::string& name) { format = formats.at(name); },
+            "Shape of the output")
+        ->check(CLI::IsMember(formats))
+        ->type_name("NAME");
+  }
+
+  void addList() {
+    CLI::App* command = addCommand("list", "Shows the streams of files (the default)",
+                                   "ox-wp-host list --format json station.mseed");
+    command->add_option("FILE", list_.files, "Data files")->required()->type_name("");
+    const std::map<std::string, ListFormat> formats = {
+        {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
+    addFormatOption(command, list_.format, formats);
+    onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
   }
 
   void addExport() {
@@ -120,10 +137,6 @@ private:
           return isPictureName(name) ? "" : name + " is named neither *.svg nor *.png";
         });
     onPlugin(command, [this](const Plugin& plugin) { return plot(plugin, plot_); });
-  }
-
-  static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
-    return command->add_option("-o,--output", output, about)->type_name("OUT");
   }
 
   void addWatch() {
@@ -158,20 +171,10 @@ private:
             "--time-limit",
             [this](const unsigned& seconds) { check_.timeLimit = std::chrono::seconds(seconds); },
             "Seconds that a rule may take on a file")
+        ->check(CLI::PositiveNumber)
         ->type_name("SECONDS")
         ->default_str(std::to_string(check_.timeLimit.count()));
     command->callback([this] { status_ = check(check_); });
-  }
-
-  template<typename Format>
-  void addFormatOption(CLI::App* command, Format& format,
-                       const std::map<std::string, Format>& formats) {
-    command
-        ->add_option_function<std::string>(
-            "--format", [&format, formats](const std::string& name) { format = formats.at(name); },
-            "Shape of the output")
-        ->check(CLI::IsMember(formats))
-        ->type_name("");
   }
 
   CLI::App app_;

@@ -58,14 +58,15 @@ Range withRoom(Range range) {
   return {std::max(range.low - room, -kLargest), std::min(range.high + room, kLargest)};
 }
 
-// Times need an interval to lie on; where it is unknown or damaged, samples are numbered.
-bool hasTimes(const StreamRecord& stream) {
-  return std::isfinite(stream.interval) && stream.interval > 0 && std::isfinite(stream.start);
+// Whether times make an axis. Where the interval is unknown, damaged or too small to tell two
+// samples apart, they don't.
+bool hasTimes(const StreamRecord& stream, uint64_t samples) {
+  return stream.timeOf(1) > stream.start && std::isfinite(stream.timeOf(samples));
 }
 
 Panel makePanel(const StreamRecord& stream, const Samples& samples, uint64_t columns) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const bool timed = hasTimes(stream);
+  const bool timed = hasTimes(stream, samples.values.size());
   const auto x = [&](uint64_t sample) {
     return timed ? stream.timeOf(sample) : static_cast<double>(sample);
   };
@@ -73,7 +74,7 @@ Panel makePanel(const StreamRecord& stream, const Samples& samples, uint64_t col
   panel.title = stream.name;
   if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
     panel.title += " (" + shortfall + ")";
-  panel.axis = timed ? "time (s)" : "sample (rate unknown)";
+  panel.axis = timed ? "time (s)" : "sample number";
   panel.x = {x(0), x(std::max<uint64_t>(1, samples.values.size()))};
   panel.y = {kInfinity, -kInfinity};
   for (const Point& point : decimate(samples.values, columns)) {
@@ -158,6 +159,7 @@ void drawPicture(const Plugin& plugin, const FileRecord& file,
 
   Gnuplot gnuplot;
   gnuplot.write(fmt::format(
+      "set encoding utf8\n"
       "set terminal {} size {},{} background '#ffffff' font 'sans,10'\n"
       "set multiplot title {} noenhanced font 'sans,13'\n"
       "set style line 1 linecolor rgb '#1f5fa8' linewidth 1\n"
@@ -167,7 +169,6 @@ void drawPicture(const Plugin& plugin, const FileRecord& file,
       "set format '%.10g'\n"
       "set xlabel offset 0,0.6\n"
       "set title offset 0,-0.5 font 'sans,11'\n"
-      "set ytics add autofreq\n"
       "set lmargin at screen {}\n"
       "set rmargin at screen {}\n",
       terminal, kWidth, height, gnuplotText(std::filesystem::path(file.path).filename().string()),
@@ -187,7 +188,8 @@ void drawCharacters(const Plugin& plugin, const FileRecord& file,
   const winsize terminal = terminalSize();
   const int rows = std::max(kFewestRows, terminal.ws_row / static_cast<int>(streams.size()) - 1);
   Gnuplot gnuplot;
-  gnuplot.write(fmt::format("set terminal dumb nofeed noenhanced size {},{}\n"
+  gnuplot.write(fmt::format("set encoding utf8\n"
+                            "set terminal dumb nofeed noenhanced size {},{}\n"
                             "set style line 1 linetype 1\n"
                             "set format '%.10g'\n",
                             terminal.ws_col, rows));
