@@ -56,7 +56,8 @@ std::string gnuplotText(std::string_view text) {
   std::string quoted = "\"";
   for (const char c : printable(text)) {
     const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80 && std::isalnum(byte) == 0)
+    // Digits too: one behind a number would be read as part of it.
+    if (byte < 0x80 && std::isalpha(byte) == 0)
       quoted += fmt::format("\\{:03o}", byte);
     else
       quoted += c;
