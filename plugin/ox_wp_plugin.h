@@ -93,7 +93,7 @@ enum ox_wp_prop_identifier {
                               rate is unknown; negative, infinite or NaN where a damaged file's
                               sample rate makes it so */
   ox_wp_prop_x_end = 36,   /* variable 8, double: time just after the last sample, in seconds:
-                              start + sample count * interval */
+                              start + sample count * interval, rounded once */
 
   ox_wp_prop_section_x_label = 37, /* section 2, string: label of the x axis, "time stamp" */
   ox_wp_prop_section_kind = 38,    /* section 0, integer: always 0 */

@@ -198,7 +198,7 @@ public:
   // The variable of the record's stream, added when there is none. Good until the next call.
   cGeoParserVariable& variableOf(MSRecord& record) {
     const sourceName name(record);
-    if (name != currentName) {
+    if (!current || name != currentName) {
       currentName = name;
       number = numberOf(record);
       current = &variables[number];
