@@ -54,15 +54,15 @@ miniSeedFile::samples samplesFor(int encoding, std::size_t count, int seed) {
 
 // A station code for each stream: "S0000" and on.
 std::string station(int stream) {
-  char text[sizeof "S0000"];
-  std::snprintf(text, sizeof text, "S%04d", stream % 10000);
-  return text;
+  const std::string number = std::to_string(stream);
+  return "S" + std::string(4 - number.size(), '0') + number;
 }
 
 // A few records of each stream, written again and again until the file has its size.
 std::string writeFile(const layout& wanted) {
-  const std::string path = std::filesystem::temp_directory_path() / "ox-wp-bench.mseed";
+  std::string path = std::filesystem::temp_directory_path() / "ox-wp-bench.mseed";
   std::vector<std::string> streams;
+  streams.reserve(static_cast<std::size_t>(wanted.streams));
   constexpr std::size_t samples = 3000;
   for (int i = 0; i < wanted.streams; ++i)
     streams.push_back(miniSeedFile::pack(
@@ -130,16 +130,19 @@ void readAll(const std::string& path, flag dataFlag) {
   ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
 }
 
-const instructionCounter instructions;
+const instructionCounter& instructions() {
+  static const instructionCounter counter;
+  return counter;
+}
 
 template<class Work>
 void measure(benchmark::State& state, const Work& work) {
   work(); // the file into the page cache
-  const std::uint64_t before = instructions.count();
+  const std::uint64_t before = instructions().count();
   for (auto _ : state)
     work();
   state.counters["instructions"] = benchmark::Counter(
-      static_cast<double>(instructions.count() - before), benchmark::Counter::kAvgIterations);
+      static_cast<double>(instructions().count() - before), benchmark::Counter::kAvgIterations);
 }
 
 // Prints the usual lines, then each file's ratios.
@@ -154,7 +157,7 @@ public:
 
   void printRatios(const std::vector<std::string>& files) const {
     std::printf("\nplug-in / bare loop of the same calls%s\n%-38s %12s %12s %12s %12s\n",
-                instructions.works() ? "" : " (this machine doesn't count instructions)", "",
+                instructions().works() ? "" : " (this machine doesn't count instructions)", "",
                 "parse instr.", "parse time", "copy instr.", "copy time");
     for (const std::string& file : files) {
       std::printf("%-38s", file.c_str());

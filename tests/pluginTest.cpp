@@ -64,7 +64,10 @@ TEST(plugin, propertiesAreOneSequence) {
   EXPECT_EQ(walk(plugin), withMessages);
   EXPECT_EQ(walk(plugin), described);
 
-  plugin.queueErrorMessage(1, "c");
+  cGeoParserFile& file = plugin.files().emplace_back(plugin);
+  file.setErrorMessage("wrong");
+  EXPECT_STREQ(plugin.getErrorMessage(), "wrong");
+  file.queueErrorMessage(1, "c");
   plugin.getPluginProperty(100, &property); // any question past the end clears the queue
   EXPECT_EQ(walk(plugin), described);
 }
@@ -94,22 +97,10 @@ TEST(plugin, findsAndReleasesItsFiles) {
   EXPECT_EQ(plugin.releaseFile(second), 1);
 }
 
-TEST(plugin, filesPassTheirMessagesOn) {
-  cGeoParserPlugin plugin;
-  cGeoParserFile& file = plugin.files().emplace_back(plugin);
-  EXPECT_STREQ(plugin.getErrorMessage(), "");
-  file.setErrorMessage("wrong");
-  EXPECT_STREQ(plugin.getErrorMessage(), "wrong");
-  file.queueErrorMessage(3, "queued");
-  EXPECT_EQ(walk(plugin).back(), "148 8 3 queued");
-  EXPECT_EQ(static_cast<basePlugin&>(plugin).parseFile("x"), nullptr);
-}
-
 TEST(storedProperties, areTheSameByIdentifierAndLabel) {
   using baseFile = cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
   cGeoParserPlugin plugin;
   baseFile file(plugin);
-  file.sections().emplace_back(plugin.files().emplace_back(plugin));
   {
     std::string text = "text of the caller";
     file.pushProperty(labelled(5, "a", text.c_str()));
@@ -119,30 +110,21 @@ TEST(storedProperties, areTheSameByIdentifierAndLabel) {
   file.setProperty(cOxWpPluginProperty(labelled(6, "a", "six")));
   file.setProperty(cOxWpPluginProperty(labelled(5, "b", "new")));
 
-  const struct {
-    int index, result, identifier;
-    const char *label, *value;
-  } cases[] = {
-      {1, 0, 5, "a", "text of the caller"},
-      {2, 0, 5, "b", "new"},
-      {3, 0, 6, "a", "six"},
-      {4, 1, 0, nullptr, nullptr},
-      {-1, 1, 0, nullptr, nullptr},
-      {INT_MIN, 1, 0, nullptr, nullptr},
+  // "result identifier label value" of each index.
+  const auto answer = [&file](int index) {
+    _ox_wp_prop_type property = labelled(-1, "?", "?");
+    const int result = file.getFileProperty(index, &property);
+    return std::to_string(result) + " " + std::to_string(property.identifier) + " " +
+           property.label + " " + property.string_value;
   };
-  for (const auto& c : cases) {
-    _ox_wp_prop_type property = {};
-    EXPECT_EQ(file.getFileProperty(c.index, &property), c.result) << c.index;
-    EXPECT_EQ(property.identifier, c.identifier) << c.index;
-    EXPECT_STREQ(property.label, c.label) << c.index;
-    EXPECT_STREQ(property.string_value, c.value) << c.index;
-  }
-  _ox_wp_prop_type property = {};
-  EXPECT_EQ(file.getFileProperty(0, &property), 0);
-  EXPECT_EQ(property.identifier, ox_wp_prop_section_count);
-  EXPECT_EQ(property.integer_value, 1);
+  EXPECT_EQ(answer(0), "0 10 ? ?");
+  EXPECT_EQ(answer(1), "0 5 a text of the caller");
+  EXPECT_EQ(answer(2), "0 5 b new");
+  EXPECT_EQ(answer(3), "0 6 a six");
+  for (const int outside : {4, -1, INT_MIN, INT_MAX})
+    EXPECT_EQ(answer(outside), "1 0 ? ?");
   file.clearProperties();
-  EXPECT_EQ(file.getFileProperty(1, &property), 1);
+  EXPECT_EQ(answer(1), "1 0 ? ?");
 }
 
 TEST(changeCheck, reportsAChangeOnce) {
@@ -174,21 +156,6 @@ TEST(changeCheck, reportsAChangeOnce) {
   EXPECT_TRUE(empty.checkFileChanged()) << "the time of an empty file counts at first";
   empty.setFileName(static_cast<const char*>(nullptr));
   EXPECT_EQ(empty.fileName(), "");
-}
-
-TEST(sections, areReachedByIndexAndPoppedFromTheBack) {
-  cGeoParserPlugin plugin;
-  cGeoParserFile file(plugin);
-  EXPECT_EQ(file.getSectionHandle(0), nullptr);
-  file.popSection();
-  for (int i = 0; i < 3; ++i)
-    file.sections().emplace_back(file).tag = i;
-  for (int i = 0; i < 3; ++i)
-    EXPECT_EQ(std::as_const(file).getSectionHandle(i)->tag, i);
-  for (const int outside : {3, -1, INT_MIN})
-    EXPECT_EQ(file.getSectionHandle(outside), nullptr) << outside;
-  file.popSection();
-  EXPECT_EQ(file.getSectionHandle(2), nullptr);
 }
 
 TEST(timeAxis, isComputedFromRateStartAndCount) {
@@ -230,35 +197,34 @@ TEST(entryPoints, outsideTheTable) {
   ASSERT_EQ(ox_wp_plugin_geo_initialize(&table), 0);
 
   const temporaryFolder folder;
-  const std::string bytes = miniSeedFile::pack({.encoding = 3}, std::vector<std::int32_t>{1, 2, 3});
+  const std::string record =
+      miniSeedFile::pack({.encoding = 3}, std::vector<std::int32_t>{1, 2, 3});
   auto* const file = static_cast<cGeoParserFile*>(
-      table.parse_file(table.plugin, folder.write("a.mseed", bytes).c_str()));
+      table.parse_file(table.plugin, folder.write("a.mseed", record).c_str()));
   ASSERT_NE(file, nullptr);
   cGeoParserSection& section = *file->getSectionHandle(0);
   auto& plugin = *static_cast<cGeoParserPlugin*>(table.plugin);
 
-  // Each way to a copy, with room for two of the three samples; then what each refuses.
-  constexpr int bytesForTwo = 23;
-  const std::vector<double> two = {1, 2, 0};
-  std::vector<std::vector<double>> copies(7, std::vector<double>(3));
-  ox_wp_plugin_geo_copy_variable_data_double(&section, 0, copies[0].data(), 2);
-  EXPECT_EQ(section.copyVariableDataDouble(0, copies[1].data(), 2), 0);
-  EXPECT_EQ(section.copyVariableData(0, ox_wp_type_double, copies[2].data(), bytesForTwo), 0);
-  EXPECT_EQ(file->copyVariableDataDouble(section, 0, copies[3].data(), 2), 0);
-  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_double, copies[4].data(), bytesForTwo),
-            0);
-  EXPECT_EQ(plugin.copyVariableDataDouble(*file, section, 0, copies[5].data(), 2), 0);
-  EXPECT_EQ(
-      plugin.copyVariableData(*file, section, 0, ox_wp_type_double, copies[6].data(), bytesForTwo),
-      0);
-  EXPECT_EQ(copies, std::vector(7, two));
+  // Each way to a copy, with room for two of the three samples.
+  constexpr int bytes = 23;
+  constexpr auto type = ox_wp_type_double;
+  double c[7][3] = {};
+  ox_wp_plugin_geo_copy_variable_data_double(&section, 0, c[0], 2);
+  EXPECT_EQ(section.copyVariableDataDouble(0, c[1], 2), 0);
+  EXPECT_EQ(section.copyVariableData(0, type, c[2], bytes), 0);
+  EXPECT_EQ(file->copyVariableDataDouble(section, 0, c[3], 2), 0);
+  EXPECT_EQ(file->copyVariableData(section, 0, type, c[4], bytes), 0);
+  EXPECT_EQ(plugin.copyVariableDataDouble(*file, section, 0, c[5], 2), 0);
+  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, type, c[6], bytes), 0);
+  for (const auto& copy : c)
+    EXPECT_EQ(std::vector(copy, copy + 3), (std::vector<double>{1, 2, 0}));
 
-  double* const untouched = nullptr;
-  ox_wp_plugin_geo_copy_variable_data_double(nullptr, 0, untouched, 2);
-  ox_wp_plugin_geo_copy_variable_data_double(&section, 1, untouched, 2);
-  EXPECT_EQ(section.copyVariableDataDouble(1, untouched, 0), 1);
-  EXPECT_EQ(file->copyVariableDataDouble(section, 1, untouched, 0), 1);
-  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_integer, untouched, 0), 1);
-  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, ox_wp_type_none, untouched, 0), 1);
+  // What each refuses: nothing may be stored, there is no buffer.
+  ox_wp_plugin_geo_copy_variable_data_double(nullptr, 0, nullptr, 2);
+  ox_wp_plugin_geo_copy_variable_data_double(&section, 1, nullptr, 2);
+  EXPECT_EQ(section.copyVariableDataDouble(1, nullptr, 0), 1);
+  EXPECT_EQ(file->copyVariableDataDouble(section, 1, nullptr, 0), 1);
+  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_integer, nullptr, 0), 1);
+  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, ox_wp_type_none, nullptr, 0), 1);
   table.release(table.plugin);
 }

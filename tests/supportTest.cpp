@@ -109,7 +109,8 @@ TEST(strings, bytesAndLineBreaks) {
 }
 
 TEST(logger, sendsWhatItsLevelLetsThroughAsOneLine) {
-  for (unsigned long level = 0; level <= 8; ++level) {
+  const lines all = {"1:i", "2:f", "3:e", "4:h", "5:w w", "6:d", "7:n"};
+  for (unsigned long level = 0; level <= all.size(); ++level) {
     notes seen;
     cOxLogger logger(level);
     logger.setLoggerCallBack(&seen);
@@ -121,17 +122,13 @@ TEST(logger, sendsWhatItsLevelLetsThroughAsOneLine) {
       to.warnMsg("w\r\nw");
       to.debugMsg("d");
       to.noclMsg("n");
+      to.sendMsg(8, "s");
     };
     sendAll(logger);
+    lines expected(all.begin(), all.begin() + static_cast<long>(level));
+    EXPECT_EQ(std::exchange(seen.all, {}), expected);
     sendAll(std::as_const(logger));
-    logger.sendMsg(8, "s");
-    lines expected = {"1:i", "2:f", "3:e", "4:h", "5:w w", "6:d", "7:n"};
-    expected.resize(std::min<std::size_t>(level, 7));
-    const lines once = expected;
-    expected.insert(expected.end(), once.begin(), once.end());
-    if (level == 8)
-      expected.emplace_back("8:s");
-    EXPECT_EQ(seen.all, expected) << level;
+    EXPECT_EQ(seen.all, expected);
   }
 }
 
@@ -187,19 +184,15 @@ TEST(paths, areNormalised) {
       {"  /a/./b//c/../d.TXT  ", "/a/b/d.TXT", "d.TXT", ".txt"},
       {"../../x", "../../x", "x", ""},
       {"a/../../x", "../x", "x", ""},
-      {"/..", "/..", "..", "."},
       {"C:\\dir\\f.seg2", "C:/dir/f.seg2", "f.seg2", ".seg2"},
-      {"\\dir\\f", "dir/f", "f", ""},
       {"a^b", "a/b", "b", ""},
       {"^data^x", "/data/x", "x", ""},
       {"~/data", "/home/u/data", "data", ""},
       {"~", "/home/u", "u", ""},
-      {"a~", "a~", "a~", ""},
       {"$HOME/x", "/home/u/x", "x", ""},
       {"${HOME}x", "/home/ux", "ux", ""},
       {"x/$HOME", "x/$HOME", "$HOME", ""},
       {"$OX_ONE\\$OX_ONE/y", "one/one/y", "y", ""},
-      {"$OX_ONE/${OX_ONE}", "one/one", "one", ""},
       {"$OX_UNSET/${OX_EMPTY}/z", "$OX_UNSET/${OX_EMPTY}/z", "z", ""},
       {"$OX_NESTED/z", "xone/z", "z", ""},
       {"a/${OX_ONE", "a/${OX_ONE", "${OX_ONE", ""},
@@ -208,7 +201,6 @@ TEST(paths, areNormalised) {
       {"archive.tar.GZ", "archive.tar.GZ", "archive.tar.GZ", ".gz"},
       {"a.b/c", "a.b/c", "c", ""},
       {"/", "/", "", ""},
-      {"  ", "", "", ""},
       {"", "", "", ""},
   };
   for (const auto& c : cases) {
@@ -221,28 +213,25 @@ TEST(paths, areNormalised) {
   EXPECT_EQ(cOxFilePath(static_cast<const char*>(nullptr)).name(), "");
 }
 
-TEST(paths, areRebuiltAndForgetTheirName) {
+TEST(paths, forgetTheirNameWhenTheyChange) {
   cOxFilePath path("/a/b");
   EXPECT_EQ(path.name(), "/a/b");
-  path.pushToPath("c");
-  EXPECT_EQ(path.name(), "/a/b/c");
   path.pushToPath("..");
-  EXPECT_EQ(path.name(), "/a/b");
+  EXPECT_EQ(path.name(), "/a");
   path.splitPath("x/y");
   EXPECT_EQ(path.name(), "/x/y"); // a split leaves the root as it was
   path.setPath("z");
   EXPECT_EQ(path.name(), "z");
 }
 
-TEST(paths, existForWhateverTheFileSystemHas) {
+TEST(paths, danglingLinkIsNothing) {
   const temporaryFolder folder;
-  const std::string file = folder.write("f", "");
-  std::filesystem::create_symlink("nowhere", folder / "dangling");
-  std::filesystem::create_symlink("f", folder / "link");
-  for (const std::string& there : {file, folder / ".", folder / "link"})
-    EXPECT_TRUE(cOxFilePath(there).exists()) << there;
-  for (const std::string& missing : {folder / "g", folder / "dangling", file + "/x", ""s})
-    EXPECT_FALSE(cOxFilePath(missing).exists()) << missing;
+  std::filesystem::create_symlink("file", folder / "link");
+  EXPECT_FALSE(cOxFilePath(folder / "link").exists());
+  folder.write("file", "");
+  EXPECT_TRUE(cOxFilePath(folder / "link").exists());
+  EXPECT_TRUE(cOxFilePath(folder / ".").exists());
+  EXPECT_FALSE(cOxFilePath("").exists());
 }
 
 TEST(paths, reportWhatTheyCannotResolve) {
@@ -279,18 +268,15 @@ TEST(environmentVariables, specialPathIsNotThePathClass) {
   notes seen;
   cOxLogger logger(7);
   logger.setLoggerCallBack(&seen);
-  {
-    const environment home("HOME", "/h");
-    EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), "/hx~");
+  for (const auto& [home, expected] :
+       {std::pair{"/h", "/hx~"}, {static_cast<const char*>(nullptr), "x~"}}) {
+    const environment set("HOME", home);
+    EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), expected);
     EXPECT_EQ(ox3::evaluateSpecialPath("x~", logger), "x~");
     EXPECT_EQ(ox3::evaluateSpecialPath("", logger), "");
+    EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME"), home ? home : "");
   }
-  const environment home("HOME", nullptr);
-  EXPECT_EQ(ox3::evaluateSpecialPath("~", logger), "");
-  EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME", nullptr), "");
-  EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME"), "");
-  EXPECT_EQ(ox3::evaluateEnvironmentVariableImpl("HOME", &logger), "");
-  EXPECT_EQ(seen.all, lines(2, "7:Could not resolve system variable \"HOME\" ."));
+  EXPECT_EQ(seen.all, lines{"7:Could not resolve system variable \"HOME\" ."});
 }
 
 // The texts that aren't what their names make one expect, and the codes that are none.
