@@ -84,7 +84,7 @@ TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
       {"smallest", good, 16},
       {"more behind it", good + "data", 16},
       {"blanks", geopsyHeader{.tag = "GeopsySignal    "}.bytes(), 16},
-      {"leading blanks", geopsyHeader{.tag = " \tGeopsySignal \0"s}.bytes(), 16},
+      {"leading blanks", geopsyHeader{.tag = " \tGeopsySignal " + "\0"s}.bytes(), 16},
       {"entries", three + std::string(12, 'x'), 16},
       {"missing entries", three, 16},
       {"cut after the header size", good.substr(0, 36), 16},
@@ -123,7 +123,7 @@ TEST(geopsySignal, hugeTableTakesUpNoMemory) {
 
 TEST(seg2, isOpenedAndDeclined) {
   const temporaryFolder folder;
-  const std::string file = folder.write("a.seg2", "\x55\x3a\x01\x00");
+  const std::string file = folder.write("a.seg2", "\x55\x3a\x01\0"s);
   EXPECT_EQ(codeOf<cGeoFileParserSeg2>(file), 3);
   EXPECT_EQ(codeOf<cGeoFileParserSeg2>(folder / "missing"), 3);
   record before;
