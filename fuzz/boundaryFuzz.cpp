@@ -1,0 +1,307 @@
+// Any bytes as a file, through the whole boundary: initialise, parse, walk, copy, change the file,
+// parse again, release. The last two bytes of an input choose the file's extension and its change.
+#include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <libmseed.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "fuzz/fuzz.h"
+#include "plugin/ox_wp_plugin.h"
+
+using fuzz::require;
+
+// libmseed gets its 1 MiB read buffer from here, with as much behind it. It reads beyond the buffer
+// for some damaged records, which nothing outside it can mend; what it finds there is the same each
+// time, and two copies of a file agree. The buffer given back also shows that no reading state
+// stays.
+namespace {
+
+constexpr std::size_t readBufferSize = MAXRECLEN;
+alignas(64) char readBuffer[2 * readBufferSize];
+bool readBufferIsTaken = false;
+bool readBufferWasTaken = false;
+
+} // namespace
+
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-*,readability-inconsistent-declaration-*)
+// The names that the sanitizer keeps for its own.
+void* __interceptor_malloc(std::size_t size);
+void __interceptor_free(void* memory);
+void __sanitizer_set_report_fd(void* descriptor);
+
+[[gnu::visibility("default")]] void* malloc(std::size_t size) {
+  if (size != readBufferSize || readBufferIsTaken)
+    return __interceptor_malloc(size);
+  readBufferIsTaken = readBufferWasTaken = true;
+  return readBuffer;
+}
+
+[[gnu::visibility("default")]] void free(void* memory) {
+  if (memory == readBuffer)
+    readBufferIsTaken = false;
+  else
+    __interceptor_free(memory);
+}
+
+// NOLINTEND(bugprone-reserved-identifier,cert-*,readability-inconsistent-declaration-*)
+
+} // extern "C"
+
+namespace {
+
+constexpr const char* extensions[] = {"", ".mseed", ".MSD", ".dat", ".seg2", ".sg"};
+enum class change { append, cut, empty, vanish };
+
+// More samples than this are not asked for at once: a damaged header can claim millions.
+constexpr std::int64_t mostSamples = 100000;
+
+// What nothing may write to and nothing may leave open.
+class surroundings {
+public:
+  surroundings() : printed(memfd_create("printed", MFD_CLOEXEC)) {
+    for (const int stream : {1, 2}) {
+      saved[stream - 1] = fcntl(stream, F_DUPFD_CLOEXEC, 10);
+      dup2(printed, stream);
+    }
+    complainTo(saved[1]);
+    descriptors = openDescriptors();
+  }
+  surroundings(const surroundings&) = delete;
+  surroundings& operator=(const surroundings&) = delete;
+
+  ~surroundings() {
+    require(openDescriptors() == descriptors, "a descriptor stays open");
+    require(!readBufferIsTaken, "libmseed's reading state stays");
+    std::fflush(nullptr);
+    struct stat status = {};
+    require(fstat(printed, &status) == 0 && status.st_size == 0, "something was printed");
+    complainTo(2);
+    for (const int stream : {1, 2}) {
+      dup2(saved[stream - 1], stream);
+      close(saved[stream - 1]);
+    }
+    close(printed);
+  }
+
+private:
+  static void complainTo(std::intptr_t descriptor) {
+    fuzz::complaints = static_cast<int>(descriptor);
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): the sanitizer takes a number for a pointer
+    __sanitizer_set_report_fd(reinterpret_cast<void*>(descriptor));
+  }
+
+  static std::uint64_t openDescriptors() {
+    std::uint64_t result = 0;
+    for (int i = 0; i < 64; ++i)
+      result = result << 1 | (fcntl(i, F_GETFD) != -1 ? 1 : 0);
+    return result;
+  }
+  int printed;
+  int saved[2] = {-1, -1};
+  std::uint64_t descriptors = 0;
+};
+
+void write(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
+  const int file = open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
+  const bool written = ::write(file, bytes, size) == static_cast<ssize_t>(size);
+  close(file);
+  require(written, "there is no room for the file");
+}
+
+// Asks index after index; checks each answer and gives the integers found.
+template<class Ask>
+std::vector<std::int64_t> walk(const Ask& ask) {
+  std::vector<std::int64_t> integers;
+  for (int index = 0;; ++index) {
+    _ox_wp_prop_type property = {};
+    property.identifier = -1;
+    const int status = ask(index, &property);
+    require((status == 1) == (property.identifier == 0), "identifier 0 goes with status 1");
+    if (status == 1)
+      break;
+    require(status == 0 && index < 9, "a walk ends");
+    require(property.type == ox_wp_type_integer || property.type == ox_wp_type_double ||
+                (property.type == ox_wp_type_string && std::strlen(property.string_value) < 100),
+            "a property has a value of its type");
+    integers.push_back(property.type == ox_wp_type_integer ? property.integer_value : -1);
+  }
+  _ox_wp_prop_type property = {};
+  require(ask(-1, &property) == 1 && property.identifier == 0, "no index is negative");
+  return integers;
+}
+
+class host {
+public:
+  host() {
+    table.version = OX_WP_PLUGIN_VERSION;
+    require(ox_wp_plugin_initialize(&table) == 0, "initialize succeeds");
+  }
+  ~host() { table.release(table.plugin); }
+  host(const host&) = delete;
+  host& operator=(const host&) = delete;
+
+  ox_wp_section_handle parse(const std::string& path) {
+    file = table.parse_file(table.plugin, path.c_str());
+    require(!readBufferIsTaken, "a parse ends libmseed's reading state");
+    ox_wp_section_handle section = table.get_section_handle(table.plugin, file, 0);
+    require(!file || readBufferWasTaken, "libmseed takes its buffer here");
+    require(!file == !section, "a file has a section");
+    require(!table.get_section_handle(table.plugin, file, 1), "a file has one section");
+    return section;
+  }
+
+  std::int64_t changed() {
+    return walk([this](int index, _ox_wp_prop_type* property) {
+      return table.get_file_property(table.plugin, file, index, property);
+    })[2];
+  }
+
+  // The number of samples that each variable declares.
+  std::vector<std::int64_t> walkAll(ox_wp_section_handle section) {
+    const std::vector<std::int64_t> integers = walk([&](int index, _ox_wp_prop_type* property) {
+      return table.get_section_property(table.plugin, file, section, index, property);
+    });
+    require(integers.size() == 3 && integers[1] > 0, "a section has variables");
+    std::vector<std::int64_t> counts;
+    for (int variable = 0; variable < integers[1]; ++variable) {
+      const std::vector<std::int64_t> found = walk([&](int index, _ox_wp_prop_type* property) {
+        return table.get_variable_property(table.plugin, file, section, variable, index, property);
+      });
+      require(found.size() == 9, "a variable has nine properties");
+      require(found[2] == ox_wp_type_double || found[2] == ox_wp_type_none,
+              "samples are doubles or not deliverable");
+      require(found[3] >= 0, "a count is not negative");
+      counts.push_back(found[3]);
+    }
+    return counts;
+  }
+
+  // Copies twice, over different marks: what differs afterwards was not stored. Gives the samples
+  // that were.
+  std::vector<std::uint64_t> copy(ox_wp_section_handle section, int variable, std::int64_t count) {
+    constexpr std::uint64_t marks[] = {0x7FF8DEADBEEF0001, 0x7FF8DEADBEEF0002};
+    const auto size = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
+    int status[2];
+    std::unique_ptr<double[]> samples[2]; // of the exact size: the sanitizer guards both ends
+    for (int i = 0; i < 2; ++i) {
+      samples[i].reset(new double[size]);
+      std::fill_n(samples[i].get(), size, std::bit_cast<double>(marks[i]));
+      status[i] = table.copy_variable_data(table.plugin, file, section, variable, ox_wp_type_double,
+                                           samples[i].get(), static_cast<int>(count * 8));
+      require(!readBufferIsTaken, "a copy ends libmseed's reading state");
+    }
+    require(status[0] == status[1], "two copies have the same status");
+
+    std::vector<std::uint64_t> stored;
+    std::size_t n = 0;
+    const auto bits = [&samples](int i, std::size_t at) {
+      return std::bit_cast<std::uint64_t>(samples[i][at]);
+    };
+    for (; n < size && bits(0, n) == bits(1, n); ++n)
+      stored.push_back(bits(0, n));
+    require(status[0] != 0 || n == size, "a copy that succeeds fills the buffer");
+    for (; n < size; ++n)
+      require(bits(0, n) == marks[0] && bits(1, n) == marks[1],
+              "two copies agree, and nothing is stored behind a hole");
+    return stored;
+  }
+
+  // Copies of all sizes are the beginnings of the longest one.
+  void copyAll(ox_wp_section_handle section, int variable, std::int64_t count) {
+    const std::int64_t exact = std::min(count, mostSamples);
+    const std::vector<std::uint64_t> longest = copy(section, variable, exact + 3);
+    for (const std::int64_t n :
+         {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, exact / 2, exact}) {
+      const std::vector<std::uint64_t> samples = copy(section, variable, n);
+      require(samples.size() == std::min(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)),
+                                         longest.size()) &&
+                  std::equal(samples.begin(), samples.end(), longest.begin()),
+              "a shorter copy is the beginning of a longer one");
+    }
+  }
+
+  void refusals(ox_wp_section_handle section, int variables) {
+    double untouched = 1;
+    for (const auto& [variable, type] :
+         {std::pair{-1, ox_wp_type_double}, {variables, ox_wp_type_double}, {0, ox_wp_type_none}})
+      require(table.copy_variable_data(table.plugin, file, section, variable, type, &untouched,
+                                       sizeof untouched) == 1 &&
+                  untouched == 1,
+              "a refused copy touches nothing");
+  }
+
+private:
+  _ox_wp_plugin_functions_type table = {};
+  ox_wp_file_handle file = nullptr;
+};
+
+void makeChange(const std::string& path, change kind, const std::uint8_t* data, std::size_t size) {
+  switch (kind) {
+  case change::append: {
+    std::vector<std::uint8_t> twice(data, data + size);
+    twice.insert(twice.end(), data, data + size);
+    return write(path, twice.data(), twice.size());
+  }
+  case change::cut:
+    return write(path, data, size / 2);
+  case change::empty:
+    return write(path, data, 0);
+  case change::vanish:
+    unlink(path.c_str());
+  }
+}
+
+void run(const std::string& path, change kind, const std::uint8_t* data, std::size_t size) {
+  write(path, data, size);
+  host plugin;
+  ox_wp_section_handle section = plugin.parse(path);
+  if (!section)
+    return;
+  plugin.changed(); // may be true: a second may have begun meanwhile
+  require(plugin.changed() == 0, "a change is reported once");
+  const std::vector<std::int64_t> counts = plugin.walkAll(section);
+  const auto variables = static_cast<int>(counts.size());
+  plugin.refusals(section, variables);
+  plugin.copyAll(section, 0, counts[0]);
+  if (variables > 1)
+    plugin.copyAll(section, variables - 1, counts.back());
+
+  makeChange(path, kind, data, size);
+  require(plugin.changed() == 1 && plugin.changed() == 0, "a change is reported, once");
+  require(plugin.walkAll(section) == counts, "a change on disk leaves a parsed file alone");
+  plugin.copy(section, 0, 10);
+  if (ox_wp_section_handle again = plugin.parse(path)) {
+    require(again != section, "each parse has its own handles");
+    plugin.copy(again, 0, std::min(plugin.walkAll(again)[0], mostSamples));
+  }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const fuzz::inputFolder folder;
+  constexpr std::size_t choices = 2;
+  if (size <= choices)
+    return -1;
+  size -= choices;
+  const std::string path = folder.name(extensions[data[size] % std::size(extensions)]);
+  {
+    const surroundings unchanged;
+    run(path, static_cast<change>(data[size + 1] % 4), data, size);
+  }
+  unlink(path.c_str());
+  std::memset(readBuffer, 0, std::min(2 * size, sizeof readBuffer));
+  return 0;
+}

@@ -1,0 +1,161 @@
+// make-seeds: writes what fuzzing starts from into FOLDER/boundary, FOLDER/path and FOLDER/geopsy.
+#include <cstdint>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "tools/miniSeedFile.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+using miniSeedFile::pack;
+
+std::string patched(std::string bytes, std::size_t offset, const std::string& patch) {
+  return bytes.replace(offset, patch.size(), patch);
+}
+
+miniSeedFile::samples samplesFor(int encoding, std::size_t count) {
+  const std::vector<std::int32_t> wave = miniSeedFile::wave(count, 1);
+  if (encoding == 0)
+    return std::string(count, 't');
+  if (encoding == 4)
+    return std::vector<float>(wave.begin(), wave.end());
+  if (encoding == 5)
+    return std::vector<double>(wave.begin(), wave.end());
+  return wave;
+}
+
+std::vector<std::string> everyEncoding() {
+  std::vector<std::string> result;
+  for (const int encoding : {0, 1, 3, 4, 5, 10, 11})
+    for (const bool bigEndian : {true, false})
+      for (const int length : {128, 256, 512, 4096, 65536})
+        result.push_back(
+            pack({.encoding = encoding, .recordLength = length, .bigEndian = bigEndian},
+                 samplesFor(encoding, 150)));
+  for (const int encoding : {2, 12, 13, 14, 15, 16, 17, 18, 19, 30, 31, 32, 33, 77, 254})
+    result.push_back(patched(pack({.encoding = 3}, samplesFor(3, 20)), miniSeedFile::encodingOffset,
+                             std::string(1, static_cast<char>(encoding))));
+  return result;
+}
+
+std::vector<std::string> severalStreams() {
+  std::vector<std::string> streams;
+  for (const char* channel : {"BHE", "BHN", "BHZ"})
+    streams.push_back(pack({.channel = channel, .recordLength = 256}, samplesFor(11, 1000)));
+  std::vector<std::string> manyStreams;
+  for (int i = 10; i < 60; ++i)
+    manyStreams.push_back(
+        pack({.station = "S" + std::to_string(i), .recordLength = 128}, samplesFor(11, 50)));
+  const std::string gaps = pack({.startTime = 0}, samplesFor(11, 100)) +
+                           pack({.startTime = 1LL << 40}, samplesFor(11, 100));
+  return {miniSeedFile::interleave(streams, 256), miniSeedFile::interleave(manyStreams, 128), gaps,
+          pack({.sampleRate = 0, .exactRate = true}, samplesFor(11, 100)),
+          pack({.sampleRate = 1e-30, .exactRate = true}, samplesFor(11, 100))};
+}
+
+// One record each of what loggers, disks and transmissions leave behind.
+std::vector<std::string> damaged() {
+  const std::string good = pack({.encoding = 3}, samplesFor(3, 20));
+  const std::string noise(384, '#');
+  const std::string blank = "000003" + std::string(506, ' ');
+  const std::string offset = patched(good, miniSeedFile::dataOffsetOffset, "\x7f\xff");
+  const std::string count = patched(good, miniSeedFile::sampleCountOffset, "\xff\xff");
+  const std::string twoLengths =
+      patched(patched(good, 39, "\2"), 50, "\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x14\0"s);
+  const std::string opaque = // a blockette 2000 behind the first one
+      patched(patched(patched(good, 39, "\2"), miniSeedFile::dataOffsetOffset, "\0\x80"s), 50,
+              "\0\x38\3\1\x9\0\7\xd0\0\0\0\x18\0\0\0\0\0\1\0\0\0\0abcd"s);
+  const std::string withoutLength = patched(good, 46, "\0\0"s);
+  std::vector<std::string> result = {good + noise + offset + blank + good,
+                                     count + good,
+                                     twoLengths,
+                                     twoLengths + good,
+                                     opaque + good,
+                                     withoutLength + good + withoutLength,
+                                     good.substr(0, 300),
+                                     good + good.substr(0, 100),
+                                     patched(good, 39, "\7"),
+                                     std::string(4096, 'D')};
+  for (const char* signature : {"PED", "PSD", "PLC", "PQI", "PLS"})
+    result.push_back(signature + "-------Q--BHZ             512"s + good);
+  return result;
+}
+
+std::vector<std::string> paths() {
+  return {"/data/2024/x.mseed",
+          "~/x",
+          "  /a/./b//c/../d.TXT  ",
+          "../../x",
+          "a/../../x",
+          "C:\\d\\f.seg2",
+          "$HOME/x",
+          "${HOME}x",
+          "x/$HOME",
+          "a^b",
+          "^data^x",
+          "${LOOP}/x",
+          "$LOOP/",
+          "${A}${B}/$UP/",
+          "$EMPTY/${EMPTY}",
+          "${unclosed/x",
+          "$/$",
+          "$DOLLAR/x",
+          "/.././..",
+          ".profile",
+          "archive.tar.GZ",
+          "$CARET/x",
+          std::string("\0/x\0", 4),
+          "\t\r\n"};
+}
+
+std::vector<std::string> geopsyHeaders() {
+  const std::string start =
+      "GeopsySignal\0\0\0\0\xF0\xDB\x49\x8A\xA6\x0C\x50\xC7\xD7\x84\x15\x84\2\0\0\0"s;
+  const std::string empty = start + "\x28\0\0\0\0\0\0\0"s;
+  return {empty,
+          start + "\x34\0\0\0\3\0\0\0abcdefghijkl"s,
+          start + "\x28\0\0\0\0\0\0\x40"s, // a table of 4 GiB
+          " \tGeopsySignal \0"s + empty.substr(16),
+          empty.substr(0, 36),
+          empty.substr(0, 30),
+          empty.substr(0, 16),
+          patched(empty, 28, "\3")};
+}
+
+void write(const std::string& folder, const std::vector<std::string>& seeds) {
+  std::filesystem::create_directories(folder);
+  std::size_t number = 0;
+  for (const std::string& seed : seeds)
+    miniSeedFile::write(folder + "/" + std::to_string(number++), seed);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: make-seeds FOLDER\n");
+    return 2;
+  }
+  const std::string folder = argv[1];
+  try {
+    std::vector<std::string> files;
+    for (const auto& group : {everyEncoding(), severalStreams(), damaged(), geopsyHeaders()})
+      for (const std::string& bytes : group) {
+        const auto choices = static_cast<int>(files.size());
+        files.push_back(bytes + static_cast<char>(choices % 6) + static_cast<char>(choices % 4));
+      }
+    write(folder + "/boundary", files);
+    write(folder + "/path", paths());
+    write(folder + "/geopsy", geopsyHeaders());
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "make-seeds: %s\n", failure.what());
+    return 1;
+  }
+  return 0;
+}
