@@ -10,54 +10,18 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <libmseed.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "fuzz/fuzz.h"
+#include "fuzz/memory.h"
 #include "plugin/ox_wp_plugin.h"
 
 using fuzz::require;
 
-// libmseed gets its 1 MiB read buffer from here, with as much behind it. It reads beyond the buffer
-// for some damaged records, which nothing outside it can mend; what it finds there is the same each
-// time, and two copies of a file agree. The buffer given back also shows that no reading state
-// stays.
-namespace {
-
-constexpr std::size_t readBufferSize = MAXRECLEN;
-alignas(64) char readBuffer[2 * readBufferSize];
-bool readBufferIsTaken = false;
-bool readBufferWasTaken = false;
-
-} // namespace
-
-extern "C" {
-
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-*,readability-inconsistent-declaration-*)
-// The names that the sanitizer keeps for its own.
-void* __interceptor_malloc(std::size_t size);
-void __interceptor_free(void* memory);
-void __sanitizer_set_report_fd(void* descriptor);
-
-[[gnu::visibility("default")]] void* malloc(std::size_t size) {
-  if (size != readBufferSize || readBufferIsTaken)
-    return __interceptor_malloc(size);
-  readBufferIsTaken = readBufferWasTaken = true;
-  return readBuffer;
-}
-
-[[gnu::visibility("default")]] void free(void* memory) {
-  if (memory == readBuffer)
-    readBufferIsTaken = false;
-  else
-    __interceptor_free(memory);
-}
-
-// NOLINTEND(bugprone-reserved-identifier,cert-*,readability-inconsistent-declaration-*)
-
-} // extern "C"
+extern "C" void
+__sanitizer_set_report_fd(void* descriptor); // NOLINT(bugprone-reserved-identifier,cert-*)
 
 namespace {
 
@@ -83,7 +47,7 @@ public:
 
   ~surroundings() {
     require(openDescriptors() == descriptors, "a descriptor stays open");
-    require(!readBufferIsTaken, "libmseed's reading state stays");
+    require(!fuzz::readBufferIsTaken, "libmseed's reading state stays");
     std::fflush(nullptr);
     struct stat status = {};
     require(fstat(printed, &status) == 0 && status.st_size == 0, "something was printed");
@@ -154,9 +118,9 @@ public:
 
   ox_wp_section_handle parse(const std::string& path) {
     file = table.parse_file(table.plugin, path.c_str());
-    require(!readBufferIsTaken, "a parse ends libmseed's reading state");
+    require(!fuzz::readBufferIsTaken, "a parse ends libmseed's reading state");
     ox_wp_section_handle section = table.get_section_handle(table.plugin, file, 0);
-    require(!file || readBufferWasTaken, "libmseed takes its buffer here");
+    require(!file || fuzz::readBufferWasTaken, "libmseed takes its buffer here");
     require(!file == !section, "a file has a section");
     require(!table.get_section_handle(table.plugin, file, 1), "a file has one section");
     return section;
@@ -200,7 +164,7 @@ public:
       std::fill_n(samples[i].get(), size, std::bit_cast<double>(marks[i]));
       status[i] = table.copy_variable_data(table.plugin, file, section, variable, ox_wp_type_double,
                                            samples[i].get(), static_cast<int>(count * 8));
-      require(!readBufferIsTaken, "a copy ends libmseed's reading state");
+      require(!fuzz::readBufferIsTaken, "a copy ends libmseed's reading state");
     }
     require(status[0] == status[1], "two copies have the same status");
 
@@ -302,6 +266,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     run(path, static_cast<change>(data[size + 1] % 4), data, size);
   }
   unlink(path.c_str());
-  std::memset(readBuffer, 0, std::min(2 * size, sizeof readBuffer));
+  fuzz::clearReadBuffer(2 * size);
   return 0;
 }

@@ -12,12 +12,6 @@
 
 using fuzz::require;
 
-// The table that a header declares can take 4 GiB; marking its shadow, when it is given back, half
-// a second.
-extern "C" const char* __asan_default_options() { // NOLINT(bugprone-reserved-identifier,cert-*)
-  return "poison_heap=0";
-}
-
 namespace {
 
 // Little-endian; bytes that the file lacks count as 0.
