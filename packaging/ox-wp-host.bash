@@ -1,0 +1,33 @@
+# Completion of ox-wp-host's command line for bash.
+
+_ox_wp_host() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  local commands="list export plot watch check" choices="" formats="" files=yes
+
+  # Before the subcommand, and where list is left out.
+  local options="--help --version"
+  [ "$COMP_CWORD" -eq 1 ] || options="--help --format --plugin" formats="table json csv"
+  case ${COMP_WORDS[1]} in
+    list) options="--help --format --plugin" formats="table json csv" ;;
+    export) options="--help --stream --output --format --plugin" formats="csv f64" ;;
+    plot) options="--help --stream --output --plugin" ;;
+    watch) options="--help --interval --plugin" ;;
+    check) options="--help --time-limit" ;;
+  esac
+
+  case $before in
+    --format) choices=$formats files= ;;
+    --stream | --interval | --time-limit) files= ;;
+    --plugin | --output | -o) ;;
+    *)
+      case $word in
+        -*) choices=$options files= ;;
+        *) [ "$COMP_CWORD" -ne 1 ] || choices=$commands ;;
+      esac
+      ;;
+  esac
+
+  mapfile -t COMPREPLY < <(compgen -W "$choices" -- "$word"; [ -z "$files" ] || compgen -f -- "$word")
+  [ -z "$files" ] || compopt -o filenames 2>/dev/null
+}
+complete -F _ox_wp_host ox-wp-host
