@@ -1,0 +1,39 @@
+#!/usr/bin/env bash
+# installed.sh SOURCE BUILD LIBDIR RECORDING
+# An installation works alone: made twice, in a folder with a space in its name, and moved.
+set -euo pipefail
+source=$1 build=$2 libdir=$3 recording=$4
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+for _ in once again; do
+  cmake --install "$build" --prefix "$work/first place" >log || { cat log; exit 1; }
+done
+mv "first place" "its place"
+if grep -rlF "$source" "its place"; then
+  echo "these refer to the build tree" >&2
+  exit 1
+fi
+"its place/bin/ox-wp-host" list --format csv "$recording" |
+  awk -F, 'NR > 1 { printf "%s %d %g %.6f %g %g\n", $4, $5, $8, $9, $12, $13 }' >expected
+[ -s expected ]
+
+# A host by CMake.
+cp "its place/share/doc/ox-wp-plugin/examples/streams.c" .
+cat >CMakeLists.txt <<'END'
+cmake_minimum_required(VERSION 3.16)
+project(consumer C)
+find_package(ox-wp-plugin 0.1 REQUIRED)
+add_executable(streams streams.c)
+target_link_libraries(streams ox-wp-plugin::header ${CMAKE_DL_LIBS})
+add_custom_target(shown ALL streams ${OX_WP_PLUGIN_DIR}/ox_wp_plugin_geo.so ${recording} > shown VERBATIM)
+END
+{ cmake -S . -B . -DCMAKE_PREFIX_PATH="$work/its place" -Drecording="$recording" &&
+  cmake --build .; } >log 2>&1 || { cat log; exit 1; }
+diff expected shown
+
+# And by the two lines in the example's own head.
+mv "its place" "$work/moved"
+export PKG_CONFIG_PATH=$work/moved/$libdir/pkgconfig
+rm streams
+eval "$(sed -n 's/^ \*   //p' streams.c | sed "s|recording.mseed|'$recording'|")" | diff expected -
