@@ -217,18 +217,6 @@ TEST(dispatcher, missingFileLeavesTheRecordAlone) {
   EXPECT_EQ(file.fileName(), "before");
 }
 
-TEST(dispatcher, secondParseOfANameLooksNothingUp) {
-  const temporaryFolder folder;
-  cGeoParserPlugin plugin;
-  cGeoParserFile file(plugin);
-  cGeoFileParser parser;
-  const std::string name = folder.write("x.mseed", miniSeed());
-  EXPECT_EQ(parser.parse(file, name, geoFileParser::geo_file_undefined), 0);
-  folder.write("x.mseed", miniSeed() + miniSeed());
-  EXPECT_EQ(parser.parse(file, name, geoFileParser::geo_file_undefined), 0);
-  EXPECT_TRUE(file.checkFileChanged());
-}
-
 TEST(dispatcher, aReadersCodeEndsTheSearchOrNot) {
   for (int value = -1; value < 30; ++value) {
     auto code = static_cast<ox3::returnCode>(value);
