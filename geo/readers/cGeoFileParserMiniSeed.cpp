@@ -248,10 +248,17 @@ template<class Sample>
     target[i] = static_cast<double>(samples[i]);
 }
 
-// Stores the record's first `count` samples; returns where the next ones go. Compiled twice, the
-// loader takes what suits the processor: this is most of what a copy adds to libmseed's work.
-[[gnu::target_clones("avx2", "default")]] double* storeSamples(const MSRecord& record,
-                                                               std::int64_t count, double* target) {
+// Where compiled twice, the loader takes what suits the processor: converting is most of what a
+// copy adds to libmseed's work.
+#ifdef __x86_64__
+#define COMPILED_FOR_AVX2_TOO [[gnu::target_clones("avx2", "default")]]
+#else
+#define COMPILED_FOR_AVX2_TOO
+#endif
+
+// Stores the record's first `count` samples; returns where the next ones go.
+COMPILED_FOR_AVX2_TOO double* storeSamples(const MSRecord& record, std::int64_t count,
+                                           double* target) {
   switch (record.sampletype) {
   case 'a':
     convert<unsigned char>(record.datasamples, count, target);
