@@ -9,11 +9,10 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <dlfcn.h>
 #include <libmseed.h>
 
+#include "bench/host.h"
 #include "bench/instructionCounter.h"
-#include "plugin/ox_wp_plugin.h"
 #include "tools/miniSeedFile.h"
 
 namespace {
@@ -74,52 +73,6 @@ std::string writeFile(const layout& wanted) {
                        std::max<std::size_t>((wanted.megabytes << 20) / once.size(), 1));
   return path;
 }
-
-// The plug-in as a host has it.
-class host {
-public:
-  host() {
-    void* const library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-    if (!library)
-      throw std::runtime_error(dlerror());
-    const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
-        dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
-    table.version = OX_WP_PLUGIN_VERSION;
-    if (initialize(&table) != 0)
-      throw std::runtime_error("the plug-in refuses the table");
-  }
-  ~host() { table.release(table.plugin); }
-  host(const host&) = delete;
-  host& operator=(const host&) = delete;
-
-  void parse(const std::string& path) {
-    table.release_all_files(table.plugin);
-    file = table.parse_file(table.plugin, path.c_str());
-    if (!file)
-      throw std::runtime_error("the plug-in declines " + path);
-    section = table.get_section_handle(table.plugin, file, 0);
-  }
-
-  // Room for all of the first stream, or as much as one copy takes.
-  std::vector<double> buffer() {
-    _ox_wp_prop_type property = {};
-    constexpr int sampleCount = 3;
-    table.get_variable_property(table.plugin, file, section, 0, sampleCount, &property);
-    constexpr std::int64_t largest = INT32_MAX / sizeof(double);
-    return std::vector<double>(static_cast<std::size_t>(std::min(property.integer_value, largest)));
-  }
-
-  void copy(std::vector<double>& samples) {
-    if (table.copy_variable_data(table.plugin, file, section, 0, ox_wp_type_double, samples.data(),
-                                 static_cast<int>(samples.size() * sizeof(double))) != 0)
-      throw std::runtime_error("a copy fails");
-  }
-
-private:
-  _ox_wp_plugin_functions_type table = {};
-  ox_wp_file_handle file = nullptr;
-  ox_wp_section_handle section = nullptr;
-};
 
 // The same calls, nothing else.
 void readAll(const std::string& path, flag dataFlag) {
