@@ -77,6 +77,7 @@ private:
 // Records of so many streams in turn.
 std::string records(int streams, std::size_t samples) {
   std::vector<std::string> packed;
+  packed.reserve(static_cast<std::size_t>(streams));
   for (int i = 0; i < streams; ++i)
     packed.push_back(
         miniSeedFile::pack({.station = std::to_string(10000 + i)}, miniSeedFile::wave(samples, i)));
