@@ -208,16 +208,19 @@ public:
 
 private:
   std::size_t numberOf(const MSRecord& record) {
-    const std::size_t next = number + 1 < variables.size() ? number + 1 : 0;
-    if (next < variables.size() && variables[next].name == currentName.c_str())
+    const std::size_t next = number + 1 < names.size() ? number + 1 : 0;
+    if (next < names.size() && names[next] == currentName)
       return next;
     const auto [entry, isNew] = numbers.try_emplace(currentName.c_str(), variables.size());
-    if (isNew)
+    if (isNew) {
       variables.push_back(variableFor(entry->first, record));
+      names.push_back(currentName);
+    }
     return entry->second;
   }
 
   std::vector<cGeoParserVariable>& variables;
+  std::vector<sourceName> names;                // of the variables
   std::map<std::string, unsigned long> numbers; // of the variables, by source name
   sourceName currentName;
   cGeoParserVariable* current = nullptr;
