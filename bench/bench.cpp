@@ -113,6 +113,8 @@ public:
                 instructions().works() ? "" : " (this machine doesn't count instructions)", "",
                 "parse instr.", "parse time", "copy instr.", "copy time");
     for (const std::string& file : files) {
+      if (!costs.contains(file + "/parse/plugin") || !costs.contains(file + "/copy/bare"))
+        continue; // filtered out
       std::printf("%-38s", file.c_str());
       for (const char* what : {"parse", "copy"}) {
         const cost& plugin = costs.at(file + "/" + what + "/plugin");
