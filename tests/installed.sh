@@ -6,19 +6,15 @@ source=$1 build=$2 libdir=$3 recording=$4
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
-for _ in once again; do
-  cmake --install "$build" --prefix "$work/first place" >log || { cat log; exit 1; }
-done
+quietly() { "$@" >log 2>&1 || { cat log; exit 1; }; }
+for _ in once again; do quietly cmake --install "$build" --prefix "$work/first place"; done
 mv "first place" "its place"
-if grep -rlF "$source" "its place"; then
-  echo "these refer to the build tree" >&2
-  exit 1
-fi
+if grep -rlF "$source" "its place"; then exit 1; fi # these refer to the build tree
 "its place/bin/ox-wp-host" list --format csv "$recording" |
   awk -F, 'NR > 1 { printf "%s %d %g %.6f %g %g\n", $4, $5, $8, $9, $12, $13 }' >expected
 [ -s expected ]
 
-# A host by CMake.
+# A host by CMake, and one by the two lines in the example's own head.
 cp "its place/share/doc/ox-wp-plugin/examples/streams.c" .
 cat >CMakeLists.txt <<'END'
 cmake_minimum_required(VERSION 3.16)
@@ -28,11 +24,9 @@ add_executable(streams streams.c)
 target_link_libraries(streams ox-wp-plugin::header ${CMAKE_DL_LIBS})
 add_custom_target(shown ALL streams ${OX_WP_PLUGIN_DIR}/ox_wp_plugin_geo.so ${recording} > shown VERBATIM)
 END
-{ cmake -S . -B . -DCMAKE_PREFIX_PATH="$work/its place" -Drecording="$recording" &&
-  cmake --build .; } >log 2>&1 || { cat log; exit 1; }
+quietly cmake -G Ninja -S . -B . -DCMAKE_PREFIX_PATH="$work/its place" -Drecording="$recording"
+quietly cmake --build .
 diff expected shown
-
-# And by the two lines in the example's own head.
 mv "its place" "$work/moved"
 export PKG_CONFIG_PATH=$work/moved/$libdir/pkgconfig
 rm streams
