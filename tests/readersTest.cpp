@@ -1,5 +1,4 @@
 // Readers and dispatcher from inside: codes, messages and what they leave in the file record.
-#include <cstring>
 #include <fstream>
 #include <string>
 #include <tuple>

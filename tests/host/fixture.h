@@ -4,16 +4,11 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 
 #include <gtest/gtest.h>
 
 #include "host/plugin.h"
-
-inline std::string fakePlugin(const std::string& brokenRule = "NOTHING") {
-  return FAKE_PLUGINS "/fake_plugin_" + brokenRule + ".so";
-}
 
 class HostTest : public testing::Test {
 protected:
@@ -28,17 +23,12 @@ protected:
     return (folder / name).string();
   }
   static std::string read(const std::filesystem::path& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-  }
-  size_t filesInFolder() const {
-    const std::filesystem::directory_iterator files(folder);
-    return static_cast<size_t>(std::distance(begin(files), end(files)));
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
   }
 
   std::filesystem::path folder;
-  host::Library library{fakePlugin()};
+  host::Library library{FAKE_PLUGIN};
   host::Plugin plugin{library};
 };
 
