@@ -61,10 +61,9 @@ void byReadTraces(const std::string& path) {
 }
 
 void byProgram(const std::string& folder, std::vector<std::string> words) {
-  std::vector<char*> arguments;
-  for (std::string& word : words)
-    arguments.push_back(word.data());
-  arguments.push_back(nullptr);
+  std::vector<char*> arguments(words.size() + 1); // with a null at the end
+  std::transform(words.begin(), words.end(), arguments.begin(),
+                 [](std::string& word) { return word.data(); });
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
