@@ -355,6 +355,15 @@ TEST_F(boundary, badInputLeavesNoTrace) {
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
+TEST_F(boundary, nullPropertiesAndMissingVariablesAreRefused) {
+  ox_wp_file_handle file = parseBytes(pack({}, ramp(3)));
+  EXPECT_EQ(host.get_file_property(host.plugin, file, 0, nullptr), 1);
+  EXPECT_EQ(host.get_section_property(host.plugin, file, section(file), 0, nullptr), 1);
+  EXPECT_EQ(host.get_variable_property(host.plugin, file, section(file), 0, 0, nullptr), 1);
+  for (const int missing : {1, INT_MAX, -1, INT_MIN})
+    EXPECT_EQ(copy(file, missing, 3), std::pair(1, doubles(5, mark))) << missing;
+}
+
 TEST_F(boundary, changedFileIsReportedOnceAndParsedAnew) {
   const std::string record = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle file = parseBytes(record);
