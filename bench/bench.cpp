@@ -40,17 +40,6 @@ const layout fullGrid[] = {
     {1024, 4096, 1, 11}, {1024, 512, 3000, 11},
 };
 
-miniSeedFile::samples samplesFor(int encoding, std::size_t count, int seed) {
-  const std::vector<std::int32_t> wave = miniSeedFile::wave(count, seed);
-  if (encoding == 0)
-    return std::string(count, 't');
-  if (encoding == 4)
-    return std::vector<float>(wave.begin(), wave.end());
-  if (encoding == 5)
-    return std::vector<double>(wave.begin(), wave.end());
-  return wave;
-}
-
 // A station code for each stream: "S0000" and on.
 std::string station(int stream) {
   const std::string number = std::to_string(stream);
@@ -66,7 +55,7 @@ std::string writeFile(const layout& wanted) {
   for (int i = 0; i < wanted.streams; ++i)
     streams.push_back(miniSeedFile::pack(
         {.station = station(i), .encoding = wanted.encoding, .recordLength = wanted.recordLength},
-        samplesFor(wanted.encoding, samples, i)));
+        miniSeedFile::waveFor(wanted.encoding, samples, i)));
   const std::string once =
       miniSeedFile::interleave(streams, static_cast<std::size_t>(wanted.recordLength));
   miniSeedFile::repeat(path, once,

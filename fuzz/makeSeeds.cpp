@@ -14,21 +14,8 @@ using namespace std::string_literals;
 namespace {
 
 using miniSeedFile::pack;
-
-std::string patched(std::string bytes, std::size_t offset, const std::string& patch) {
-  return bytes.replace(offset, patch.size(), patch);
-}
-
-miniSeedFile::samples samplesFor(int encoding, std::size_t count) {
-  const std::vector<std::int32_t> wave = miniSeedFile::wave(count, 1);
-  if (encoding == 0)
-    return std::string(count, 't');
-  if (encoding == 4)
-    return std::vector<float>(wave.begin(), wave.end());
-  if (encoding == 5)
-    return std::vector<double>(wave.begin(), wave.end());
-  return wave;
-}
+using miniSeedFile::patched;
+using miniSeedFile::waveFor;
 
 std::vector<std::string> everyEncoding() {
   std::vector<std::string> result;
@@ -37,9 +24,9 @@ std::vector<std::string> everyEncoding() {
       for (const int length : {128, 256, 512, 4096, 65536})
         result.push_back(
             pack({.encoding = encoding, .recordLength = length, .bigEndian = bigEndian},
-                 samplesFor(encoding, 150)));
+                 waveFor(encoding, 150, 1)));
   for (const int encoding : {2, 12, 13, 14, 15, 16, 17, 18, 19, 30, 31, 32, 33, 77, 254})
-    result.push_back(patched(pack({.encoding = 3}, samplesFor(3, 20)), miniSeedFile::encodingOffset,
+    result.push_back(patched(pack({.encoding = 3}, waveFor(3, 20, 1)), miniSeedFile::encodingOffset,
                              std::string(1, static_cast<char>(encoding))));
   return result;
 }
@@ -47,21 +34,21 @@ std::vector<std::string> everyEncoding() {
 std::vector<std::string> severalStreams() {
   std::vector<std::string> streams;
   for (const char* channel : {"BHE", "BHN", "BHZ"})
-    streams.push_back(pack({.channel = channel, .recordLength = 256}, samplesFor(11, 1000)));
+    streams.push_back(pack({.channel = channel, .recordLength = 256}, waveFor(11, 1000, 1)));
   std::vector<std::string> manyStreams;
   for (int i = 10; i < 60; ++i)
     manyStreams.push_back(
-        pack({.station = "S" + std::to_string(i), .recordLength = 128}, samplesFor(11, 50)));
-  const std::string gaps = pack({.startTime = 0}, samplesFor(11, 100)) +
-                           pack({.startTime = 1LL << 40}, samplesFor(11, 100));
+        pack({.station = "S" + std::to_string(i), .recordLength = 128}, waveFor(11, 50, 1)));
+  const std::string gaps = pack({.startTime = 0}, waveFor(11, 100, 1)) +
+                           pack({.startTime = 1LL << 40}, waveFor(11, 100, 1));
   return {miniSeedFile::interleave(streams, 256), miniSeedFile::interleave(manyStreams, 128), gaps,
-          pack({.sampleRate = 0, .exactRate = true}, samplesFor(11, 100)),
-          pack({.sampleRate = 1e-30, .exactRate = true}, samplesFor(11, 100))};
+          pack({.sampleRate = 0, .exactRate = true}, waveFor(11, 100, 1)),
+          pack({.sampleRate = 1e-30, .exactRate = true}, waveFor(11, 100, 1))};
 }
 
 // One record each of what loggers, disks and transmissions leave behind.
 std::vector<std::string> damaged() {
-  const std::string good = pack({.encoding = 3}, samplesFor(3, 20));
+  const std::string good = pack({.encoding = 3}, waveFor(3, 20, 1));
   const std::string noise(384, '#');
   const std::string blank = "000003" + std::string(506, ' ');
   const std::string offset = patched(good, miniSeedFile::dataOffsetOffset, "\x7f\xff");

@@ -18,6 +18,7 @@
 namespace {
 
 using miniSeedFile::pack;
+using miniSeedFile::patched;
 using integers = std::vector<std::int32_t>;
 using doubles = std::vector<double>;
 
@@ -27,10 +28,6 @@ integers ramp(std::size_t count, std::int32_t first = 1) {
   integers result(count);
   std::iota(result.begin(), result.end(), first);
   return result;
-}
-
-std::string patched(std::string bytes, std::size_t offset, const std::string& patch) {
-  return bytes.replace(offset, patch.size(), patch);
 }
 
 // What a full walk over a variable gives; `label` texts are read at once.

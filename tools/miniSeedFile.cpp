@@ -92,6 +92,21 @@ std::vector<std::int32_t> wave(std::size_t count, int seed) {
   return values;
 }
 
+samples waveFor(int encoding, std::size_t count, int seed) {
+  std::vector<std::int32_t> integers = wave(count, seed);
+  if (encoding == 0)
+    return std::string(count, 't');
+  if (encoding == 4)
+    return std::vector<float>(integers.begin(), integers.end());
+  if (encoding == 5)
+    return std::vector<double>(integers.begin(), integers.end());
+  return integers;
+}
+
+std::string patched(std::string bytes, std::size_t offset, const std::string& patch) {
+  return bytes.replace(offset, patch.size(), patch);
+}
+
 void write(const std::string& path, const std::string& bytes) {
   repeat(path, bytes, 1);
 }

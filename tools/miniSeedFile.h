@@ -43,6 +43,12 @@ std::string interleave(const std::vector<std::string>& streams, std::size_t reco
 // Something to look at: a decaying oscillation of `count` samples, different for each `seed`.
 std::vector<std::int32_t> wave(std::size_t count, int seed);
 
+// The same as what an encoding takes; text is all one letter.
+samples waveFor(int encoding, std::size_t count, int seed);
+
+// The bytes with others in place of those from `offset` on.
+std::string patched(std::string bytes, std::size_t offset, const std::string& patch);
+
 // Both throw std::system_error when the file can't be written.
 void write(const std::string& path, const std::string& bytes);
 void repeat(const std::string& path, const std::string& bytes, std::size_t times);
