@@ -54,7 +54,9 @@ Range withRoom(Range range) {
   constexpr double kLargest = 1e300;
   double room = (range.high / 2 - range.low / 2) * 0.1; // halves: their sum can't overflow
   if (room == 0)
-    room = range.high == 0 ? 1 : std::abs(range.high) * 0.1;
+    room = std::abs(range.high) * 0.1;
+  if (room == 0) // all samples 0, or too small for a tenth of them
+    room = 1;
   return {std::max(range.low - room, -kLargest), std::min(range.high + room, kLargest)};
 }
 

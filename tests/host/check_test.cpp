@@ -55,7 +55,7 @@ TEST_F(Check, FindsTheBrokenRuleAndNoOther) {
                                               "part 10 300 120 0 0.3\nnone 0 30 0 0 0\n");
   EXPECT_EQ(runAll(FAKE_PLUGIN, file), "");
   EXPECT_EQ(runAll(TALKATIVE_PLUGIN, file),
-            "b only the entry point is exported: surplus_symbol is exported as well\n");
+            "b only the entry point is exported: breaks is exported as well\n");
   for (const auto& [name, report] : kBreakages) {
     setenv("FAKE_PLUGIN_BREAKS", name, 1);
     const std::string outcomes = runAll(FAKE_PLUGIN, file);
