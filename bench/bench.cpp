@@ -92,9 +92,11 @@ class ratioReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs)
-      if (!run.error_occurred)
-        costs[run.benchmark_name()] = {run.GetAdjustedCPUTime(), run.counters.at("instructions")};
+    for (const Run& run : runs) {
+      const auto instructionsOfRun = run.counters.find("instructions"); // a failed run has none
+      if (instructionsOfRun != run.counters.end())
+        costs[run.benchmark_name()] = {run.GetAdjustedCPUTime(), instructionsOfRun->second};
+    }
   }
 
   void printRatios(const std::vector<std::string>& files) const {

@@ -1,4 +1,5 @@
 // Readers and dispatcher from inside: codes, messages and what they leave in the file record.
+#include <algorithm>
 #include <fstream>
 #include <string>
 #include <tuple>

@@ -64,7 +64,8 @@ int cGeoFileParser::parse(cGeoParserFile& file, std::string name,
   name = path.name();
   file.setFileName(name);
 
-  for (const attempt parseFile : attemptsFor(type, path.extensionLowerCase())) {
+  const std::span<const attempt> attempts = attemptsFor(type, path.extensionLowerCase());
+  for (const attempt parseFile : attempts) {
     auto code = static_cast<ox3::returnCode>(parseFile(file, name));
     if (printErrorMessageAndQuit(name, code))
       return code;
