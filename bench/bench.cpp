@@ -11,9 +11,9 @@
 #include <benchmark/benchmark.h>
 #include <libmseed.h>
 
-#include "bench/host.h"
 #include "bench/instructionCounter.h"
-#include "tools/miniSeedFile.h"
+#include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
 
 namespace {
 
@@ -135,7 +135,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    host plugin;
+    LoadedPlugin plugin;
     ratioReporter reporter;
     std::vector<std::string> files;
     std::vector<layout> grid(std::begin(quickGrid), std::end(quickGrid));

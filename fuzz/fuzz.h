@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "tools/miniSeedFile.h"
+#include "testing/miniSeedFile.h"
 
 namespace fuzz {
 

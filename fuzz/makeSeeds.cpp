@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "tools/miniSeedFile.h"
+#include "testing/miniSeedFile.h"
 
 using namespace std::string_literals;
 

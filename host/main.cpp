@@ -4,9 +4,9 @@
 #include <exception>
 #include <new>
 
-#include "host/command_line.h"
-#include "host/commands.h"
-#include "host/error.h"
+#include "host/base/error.h"
+#include "host/commandLine.h"
+#include "host/commands/commands.h"
 
 int main(int argc, char** argv) {
   // A reader that has gone away is a failed write, with a message, like any other.

@@ -1,6 +1,5 @@
 // What the host's tests share: a folder of their own and the plug-in that keeps the rules.
-#ifndef OX_WP_TESTS_HOST_FIXTURE_H
-#define OX_WP_TESTS_HOST_FIXTURE_H
+#pragma once
 
 #include <filesystem>
 #include <fstream>
@@ -8,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/plugin.h"
+#include "host/boundary/plugin.h"
 
 class HostTest : public testing::Test {
 protected:
@@ -31,5 +30,3 @@ protected:
   host::Library library{FAKE_PLUGIN};
   host::Plugin plugin{library};
 };
-
-#endif

@@ -1,0 +1,129 @@
+// ox-wp-beside [MEGABYTES]: all samples of a file of one stream without gaps, by the plug-in and by
+// what one would use instead, each several times in turn. Prints medians.
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <libmseed.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+
+#include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
+
+namespace {
+
+constexpr std::size_t attempts = 9;
+
+// Processor time of this process or of its children so far, in seconds.
+double timeOf(int whose) {
+  rusage usage = {};
+  getrusage(whose, &usage);
+  const auto seconds = [](const timeval& t) {
+    return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+  };
+  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+struct way {
+  const char* name;
+  int whose; // RUSAGE_SELF or RUSAGE_CHILDREN
+  std::function<void()> take;
+  std::vector<double> times = {};
+
+  double median() {
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
+  }
+};
+
+void byPlugin(const std::string& path) {
+  LoadedPlugin plugin;
+  plugin.parse(path);
+  std::vector<double> samples = plugin.buffer();
+  plugin.copy(samples);
+}
+
+void byReadTraces(const std::string& path) {
+  MSTraceGroup* group = nullptr;
+  constexpr double asRecorded = -1; // tolerances of time and sample rate
+  if (ms_readtraces(&group, path.c_str(), -1, asRecorded, asRecorded, 0, 1, 1, 0) != MS_NOERROR ||
+      group->numtraces != 1)
+    throw std::runtime_error("ms_readtraces doesn't find one trace");
+  mst_freegroup(&group);
+}
+
+void byProgram(const std::string& folder, std::vector<std::string> words) {
+  std::vector<char*> arguments(words.size() + 1); // with a null at the end
+  std::transform(words.begin(), words.end(), arguments.begin(),
+                 [](std::string& word) { return word.data(); });
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0); // it tells each trace
+  pid_t child = 0;
+  int status = -1;
+  const int error =
+      posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0 || waitpid(child, &status, 0) != child || status != 0)
+    throw std::runtime_error(words[0] + " fails");
+}
+
+void compare(const std::string& folder, std::size_t megabytes) {
+  const std::string path = folder + "/one.mseed";
+  constexpr std::size_t bytesPerSample = 2; // or less: it is compressed
+  miniSeedFile::write(
+      path, miniSeedFile::pack({}, miniSeedFile::wave((megabytes << 20) / bytesPerSample, 1)));
+  way ways[] = {
+      {"plug-in: parse, copy as doubles", RUSAGE_SELF, [&] { byPlugin(path); }},
+      {"ms_readtraces: as integers", RUSAGE_SELF, [&] { byReadTraces(path); }},
+      {"ox-wp-host export --format f64", RUSAGE_CHILDREN,
+       [&] {
+         byProgram(folder, {HOST_PATH, "export", "--plugin", PLUGIN_PATH, "--format", "f64", "-o",
+                            "one.f64", path});
+       }},
+      {"mseed2sac: as floats", RUSAGE_CHILDREN,
+       [&] {
+         byProgram(folder, {"mseed2sac", "-O", path});
+       }},
+  };
+  for (std::size_t i = 0; i < attempts; ++i)
+    for (way& each : ways) {
+      const double before = timeOf(each.whose);
+      each.take();
+      each.times.push_back(timeOf(each.whose) - before);
+    }
+  std::printf("%ju MiB, one stream, processor time, median of %zu\n",
+              std::filesystem::file_size(path) >> 20, attempts);
+  const double first = ways[0].median();
+  for (way& each : ways)
+    std::printf("%-34s %8.1f ms %8.2f\n", each.name, each.median() * 1000, each.median() / first);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+  const long megabytes = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 64;
+  std::string folder = std::filesystem::temp_directory_path() / "ox-wp-beside-XXXXXX";
+  if (megabytes < 1 || !mkdtemp(folder.data())) {
+    std::fprintf(stderr, "usage: beside [MEGABYTES]\n");
+    return 2;
+  }
+  int status = 0;
+  try {
+    compare(folder, static_cast<std::size_t>(megabytes));
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "beside: %s\n", failure.what());
+    status = 1;
+  }
+  std::filesystem::remove_all(folder);
+  return status;
+}

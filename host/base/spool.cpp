@@ -1,0 +1,55 @@
+#include "host/base/spool.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "host/base/error.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* kWhat = "temporary file for samples";
+
+int openNameless() {
+  std::string name = (std::filesystem::temp_directory_path() / "ox-wp-host-XXXXXX").string();
+  const int descriptor = mkostemp(name.data(), O_CLOEXEC);
+  if (descriptor < 0)
+    throw systemError(name);
+  unlink(name.c_str());
+  return descriptor;
+}
+
+} // namespace
+
+Spool::Spool() : file_(fdopen(openNameless(), "w+b")) {
+  if (!file_)
+    throw systemError(kWhat);
+}
+
+uint64_t Spool::append(std::span<const double> samples) {
+  const uint64_t position = size_;
+  if (std::fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size() ||
+      std::fflush(file_.get()) != 0) // read() goes past the stream's buffer
+    throw systemError(kWhat);
+  size_ += samples.size();
+  return position;
+}
+
+void Spool::read(uint64_t position, std::span<double> samples) const {
+  const auto bytes = std::as_writable_bytes(samples);
+  size_t done = 0;
+  while (done < bytes.size()) {
+    const ssize_t part = pread(fileno(file_.get()), bytes.data() + done, bytes.size() - done,
+                               static_cast<off_t>(position * sizeof(double) + done));
+    if (part <= 0)
+      throw systemError(kWhat);
+    done += static_cast<size_t>(part);
+  }
+}
+
+} // namespace host

@@ -1,0 +1,73 @@
+#include "host/base/text.h"
+
+#include <cstdint>
+
+namespace host {
+
+namespace {
+
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
+
+// The length of the well-formed character at the start of `bytes`, which is not empty; 0 when there
+// is none. The second byte is bounded so that overlong forms, surrogates and numbers above U+10FFFF
+// are none.
+size_t characterLength(std::string_view bytes) noexcept {
+  const auto at = [&](size_t i) { return static_cast<uint8_t>(bytes[i]); };
+  const uint8_t lead = at(0);
+  if (lead < 0x80)
+    return 1;
+  if (lead < 0xC2 || lead > 0xF4)
+    return 0;
+  const size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  if (bytes.size() < length)
+    return 0;
+  const uint8_t lowest = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  const uint8_t highest = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  if (at(1) < lowest || at(1) > highest)
+    return 0;
+  for (size_t i = 2; i < length; ++i)
+    if (at(i) < 0x80 || at(i) > 0xBF)
+      return 0;
+  return length;
+}
+
+bool isControl(std::string_view character) noexcept {
+  const auto first = static_cast<uint8_t>(character[0]);
+  if (first == 0xC2) // U+0080 to U+009F
+    return static_cast<uint8_t>(character[1]) < 0xA0;
+  return first < 0x20 || first == 0x7F;
+}
+
+std::string cleaned(std::string_view bytes, bool keepControls) {
+  std::string text;
+  while (!bytes.empty()) {
+    const size_t length = characterLength(bytes);
+    const std::string_view character = bytes.substr(0, length);
+    const bool keep = length != 0 && (keepControls || !isControl(character));
+    text += keep ? character : kReplacement;
+    bytes.remove_prefix(length == 0 ? 1 : length);
+  }
+  return text;
+}
+
+} // namespace
+
+std::string validUtf8(std::string_view bytes) {
+  return cleaned(bytes, true);
+}
+
+std::string printable(std::string_view bytes) {
+  return cleaned(bytes, false);
+}
+
+std::string csvField(std::string_view bytes) {
+  std::string text = validUtf8(bytes);
+  if (text.find_first_of(",\"\r\n") == std::string::npos)
+    return text;
+  std::string quoted = "\"";
+  for (const char c : text)
+    quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + '"';
+}
+
+} // namespace host

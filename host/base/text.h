@@ -1,0 +1,18 @@
+// Texts from files, made safe for what they are written into: their bytes can be anything.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace host {
+
+// Valid UTF-8: a byte that belongs to no character becomes U+FFFD.
+std::string validUtf8(std::string_view bytes);
+
+// The same, with control characters replaced too: a name must not steer a terminal.
+std::string printable(std::string_view bytes);
+
+// A field of a CSV row: valid UTF-8, in quotes where needed.
+std::string csvField(std::string_view bytes);
+
+} // namespace host

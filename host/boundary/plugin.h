@@ -1,0 +1,49 @@
+// A plug-in in use: the shared library loaded, one plug-in object initialised.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "plugin/ox_wp_plugin.h"
+
+namespace host {
+
+// The shared library, unloaded at the end. Outlives every plug-in object made from it.
+class Library {
+public:
+  // Throws Error when the file can't be loaded or has no entry point.
+  explicit Library(const std::string& path);
+
+  ox_wp_plugin_initialize_function entryPoint() const noexcept { return entryPoint_; }
+
+private:
+  struct Unload {
+    void operator()(void* library) const noexcept;
+  };
+
+  std::unique_ptr<void, Unload> library_;
+  ox_wp_plugin_initialize_function entryPoint_ = nullptr;
+};
+
+// One plug-in object, released at the end.
+class Plugin {
+public:
+  // Throws Error when the entry point refuses.
+  explicit Plugin(const Library& library);
+  ~Plugin();
+  Plugin(const Plugin&) = delete;
+  Plugin& operator=(const Plugin&) = delete;
+
+  // The functions, to be called with handle() as first argument.
+  const _ox_wp_plugin_functions_type* operator->() const noexcept { return &functions_; }
+  ox_wp_plugin_handle handle() const noexcept { return functions_.plugin; }
+
+private:
+  _ox_wp_plugin_functions_type functions_{};
+};
+
+// Where the plug-in lies that comes with this program: beside it when built, in the library folder
+// when installed. Throws Error when it is in neither place.
+std::string defaultPluginPath();
+
+} // namespace host

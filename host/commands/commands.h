@@ -1,0 +1,54 @@
+// What the subcommands do, once the command line is read. Each returns the exit status.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "host/boundary/plugin.h"
+
+namespace host {
+
+inline constexpr int kSuccess = 0;
+inline constexpr int kFailure = 1;  // a file or a rule failed
+inline constexpr int kWrongUse = 2; // of the command line
+
+enum class ListFormat { table, json, csv };
+
+struct ListRequest {
+  std::vector<std::string> files;
+  ListFormat format = ListFormat::table;
+};
+int list(const Plugin& plugin, const ListRequest& request);
+
+enum class ExportFormat { csv, f64 };
+
+struct ExportRequest {
+  std::string file;
+  std::vector<std::string> streams; // patterns of names; none: all streams
+  std::string output;
+  ExportFormat format = ExportFormat::csv;
+};
+int exportSamples(const Plugin& plugin, const ExportRequest& request);
+
+struct PlotRequest {
+  std::string file;
+  std::vector<std::string> streams; // as for ExportRequest
+  std::string output;               // *.svg or *.png; empty: characters on standard output
+};
+int plot(const Plugin& plugin, const PlotRequest& request);
+
+struct WatchRequest {
+  std::string file;
+  std::chrono::duration<double> interval{1}; // between two looks at the change flag
+};
+int watch(const Plugin& plugin, const WatchRequest& request);
+
+struct CheckRequest {
+  std::string plugin;
+  std::vector<std::string> files;
+  std::chrono::seconds timeLimit{30}; // for one rule on one file
+};
+int check(const CheckRequest& request);
+
+} // namespace host

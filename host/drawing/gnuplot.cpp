@@ -1,0 +1,127 @@
+#include "host/drawing/gnuplot.h"
+
+#include <array>
+#include <cctype>
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "host/base/error.h"
+#include "host/base/text.h"
+
+namespace host {
+
+namespace {
+
+constexpr const char* kProgram = "gnuplot";
+
+// What the child starts with: its input and output in place, and a closed pipe as deadly as usual.
+class SpawnSetup {
+public:
+  SpawnSetup(int input, int output) {
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+    posix_spawnattr_init(&attributes_);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes_, &set);
+  }
+  ~SpawnSetup() {
+    posix_spawn_file_actions_destroy(&actions_);
+    posix_spawnattr_destroy(&attributes_);
+  }
+  SpawnSetup(const SpawnSetup&) = delete;
+  SpawnSetup& operator=(const SpawnSetup&) = delete;
+
+  const posix_spawn_file_actions_t* actions() const noexcept { return &actions_; }
+  const posix_spawnattr_t* attributes() const noexcept { return &attributes_; }
+
+private:
+  posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
+};
+
+} // namespace
+
+std::string gnuplotText(std::string_view text) {
+  std::string quoted = "\"";
+  for (const char c : printable(text)) {
+    const auto byte = static_cast<unsigned char>(c);
+    // Digits too: one behind a number would be read as part of it.
+    if (byte < 0x80 && std::isalpha(byte) == 0)
+      quoted += fmt::format("\\{:03o}", byte);
+    else
+      quoted += c;
+  }
+  return quoted + '"';
+}
+
+Gnuplot::Gnuplot() {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0)
+    throw systemError(kProgram);
+  picture_ = memfd_create("picture", MFD_CLOEXEC);
+  const SpawnSetup setup(ends[0], picture_);
+  // Without the user's own settings, which could change the picture.
+  std::array<char*, 3> arguments = {const_cast<char*>(kProgram),
+                                    const_cast<char*>("--default-settings"), nullptr};
+  const int error = posix_spawnp(&process_, kProgram, setup.actions(), setup.attributes(),
+                                 arguments.data(), environ);
+  close(ends[0]);
+  pipe_ = ends[1];
+  if (error == 0)
+    return;
+  close(pipe_);
+  close(picture_);
+  if (error == ENOENT)
+    throw Error("drawing needs the program gnuplot, which is not installed");
+  throw systemError(kProgram, error);
+}
+
+Gnuplot::~Gnuplot() {
+  wait();
+}
+
+void Gnuplot::write(std::string_view script) const {
+  while (!script.empty()) {
+    const ssize_t written = ::write(pipe_, script.data(), script.size());
+    if (written >= 0)
+      script.remove_prefix(static_cast<size_t>(written));
+    else if (errno != EINTR)
+      return;
+  }
+}
+
+std::string Gnuplot::finish() {
+  const int status = wait();
+  if (WIFSIGNALED(status))
+    throw Error("gnuplot was ended by signal " + std::to_string(WTERMSIG(status)));
+  if (WEXITSTATUS(status) != 0)
+    throw Error("gnuplot failed with status " + std::to_string(WEXITSTATUS(status)));
+  std::string picture(static_cast<size_t>(lseek(picture_, 0, SEEK_END)), '\0');
+  if (pread(picture_, picture.data(), picture.size(), 0) != static_cast<ssize_t>(picture.size()))
+    throw systemError(kProgram);
+  return picture;
+}
+
+int Gnuplot::wait() noexcept {
+  int status = 0;
+  if (process_ < 0)
+    return status;
+  close(pipe_); // ends the script
+  while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
+  }
+  process_ = -1;
+  return status;
+}
+
+} // namespace host

@@ -1,0 +1,35 @@
+#include "host/listing/listing.h"
+
+#include "host/boundary/samples.h"
+
+namespace host {
+
+namespace {
+
+SampleSummary summarize(const Samples& samples) {
+  SampleSummary summary;
+  summary.found = samples.values.size();
+  summary.shortfall = samples.shortfall();
+  if (!samples.values.empty()) {
+    summary.first = samples.values.front();
+    summary.last = samples.values.back();
+  }
+  return summary;
+}
+
+} // namespace
+
+ListedFile summarize(const Plugin& plugin, FileRecord record) {
+  ListedFile listed;
+  listed.record = std::move(record);
+  int section = 0;
+  for (const SectionRecord& each : listed.record.sections) {
+    for (const StreamRecord& stream : each.streams)
+      listed.streams.push_back(
+          {section, stream, summarize(copySamples(plugin, listed.record, stream))});
+    ++section;
+  }
+  return listed;
+}
+
+} // namespace host

@@ -1,0 +1,375 @@
+// The plug-in as a host has it: loaded from its file, reached through its one symbol.
+#include <climits>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "plugin/ox_wp_plugin.h"
+#include "testing/temporaryFolder.h"
+
+namespace {
+
+using miniSeedFile::pack;
+using miniSeedFile::patched;
+using integers = std::vector<std::int32_t>;
+using doubles = std::vector<double>;
+
+constexpr double mark = -12345.678; // what no test file holds
+
+integers ramp(std::size_t count, std::int32_t first = 1) {
+  integers result(count);
+  std::iota(result.begin(), result.end(), first);
+  return result;
+}
+
+// What a full walk over a variable gives; `label` texts are read at once.
+struct variable {
+  std::map<int, std::int64_t> integers;
+  std::map<int, double> doubles;
+  std::map<int, std::string> texts;
+  std::string name() const { return texts.at(ox_wp_prop_variable_name); }
+  std::int64_t count() const { return integers.at(ox_wp_prop_sample_count); }
+};
+
+class boundary : public testing::Test {
+protected:
+  boundary() {
+    library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+    const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
+        dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
+    host.version = 1;
+    EXPECT_EQ(initialize(&host), 0);
+  }
+  ~boundary() override {
+    host.release(host.plugin);
+    dlclose(library);
+  }
+
+  ox_wp_file_handle parse(const std::string& path) const {
+    return host.parse_file(host.plugin, path.c_str());
+  }
+
+  // A file of these bytes, parsed. Null when the plug-in declines it.
+  ox_wp_file_handle parseBytes(const std::string& bytes) const {
+    return parse(folder.write("a.mseed", bytes));
+  }
+
+  ox_wp_section_handle section(ox_wp_file_handle file) const {
+    return host.get_section_handle(host.plugin, file, 0);
+  }
+
+  std::vector<variable> variables(ox_wp_file_handle file) const {
+    std::vector<variable> result;
+    for (int v = 0;; ++v) {
+      variable seen;
+      _ox_wp_prop_type property = {};
+      for (int i = 0;
+           host.get_variable_property(host.plugin, file, section(file), v, i, &property) == 0;
+           ++i) {
+        if (property.type == ox_wp_type_integer)
+          seen.integers[property.identifier] = property.integer_value;
+        else if (property.type == ox_wp_type_double)
+          seen.doubles[property.identifier] = property.double_value;
+        else
+          seen.texts[property.identifier] = property.string_value;
+      }
+      if (seen.texts.empty())
+        return result;
+      result.push_back(seen);
+    }
+  }
+
+  // The status of a copy into `room` doubles, and the whole buffer with two more doubles behind.
+  std::pair<int, doubles> copy(ox_wp_file_handle file, int variable, int room) const {
+    doubles buffer(static_cast<std::size_t>(std::max(room, 0)) + 2, mark);
+    const int status = host.copy_variable_data(host.plugin, file, section(file), variable,
+                                               ox_wp_type_double, buffer.data(), room * 8);
+    return {status, buffer};
+  }
+
+  _ox_wp_plugin_functions_type host = {};
+  temporaryFolder folder;
+
+private:
+  void* library;
+};
+
+// `samples`, then marks up to `size`.
+template<class Samples>
+doubles padded(const Samples& samples, std::size_t size) {
+  doubles result(samples.begin(), samples.end());
+  result.resize(size, mark);
+  return result;
+}
+
+long openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
+  return std::distance(begin(all), end(all));
+}
+
+} // namespace
+
+// That each property has its index, identifier, type and fields, the checker says of any plug-in.
+TEST_F(boundary, propertiesSayWhatTheFileHolds) {
+  const ox_wp_file_handle file = parseBytes(
+      pack({.location = "00", .sampleRate = 20, .startTime = (1LL << 32) - 1500096, .encoding = 3},
+           ramp(5)));
+  const std::vector<variable> streams = variables(file);
+  ASSERT_EQ(streams.size(), 1U);
+  using texts = std::map<int, std::string>;
+  using numbers = std::map<int, double>;
+  EXPECT_EQ(streams[0].texts, (texts{{48, "XX_TEST_00_BHZ"}, {49, "time stamp"}, {50, "count"}}));
+  // The start is what the low 32 bits of the microseconds make of it.
+  EXPECT_EQ(streams[0].doubles,
+            (numbers{{34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}}));
+  EXPECT_EQ(streams[0].integers, (std::map<int, std::int64_t>{{51, 0}, {52, 10}, {53, 5}}));
+}
+
+TEST_F(boundary, everyEncodingComesOutAsDoubles) {
+  const integers small = {0, 1, -1, 300, -32768, 32767, 5};
+  const integers large = {0, -536870912, 536870911, 12, -7, 9};
+  const miniSeedFile::samples floats = std::vector<float>{0.F, -1.5F, 3e38F, 1e-40F};
+  const miniSeedFile::samples reals = std::vector<double>{0, -1.5, 1e300, 5e-324, INFINITY};
+  const std::pair<int, miniSeedFile::samples> cases[] = {
+      {0, "text \xff\x80~"}, {1, small},  {3, large},      {4, floats},       {5, reals},
+      {10, large},           {11, small}, {3, ramp(5000)}, {11, ramp(50000)},
+  };
+  for (const auto& [encoding, data] : cases)
+    for (const bool bigEndian : {true, false})
+      for (const int length : {128, 256, 512, 4096, 65536}) {
+        const ox_wp_file_handle file = parseBytes(
+            pack({.encoding = encoding, .recordLength = length, .bigEndian = bigEndian}, data));
+        ASSERT_NE(file, nullptr) << encoding << " " << length;
+        doubles expected;
+        std::visit(
+            [&expected](const auto& values) {
+              for (const auto value : values)
+                if constexpr (std::is_same_v<decltype(value), const char>)
+                  expected.push_back(static_cast<unsigned char>(value));
+                else
+                  expected.push_back(static_cast<double>(value));
+            },
+            data);
+        const variable seen = variables(file).at(0);
+        EXPECT_EQ(seen.integers.at(ox_wp_prop_variable_data_type), ox_wp_type_double) << encoding;
+        EXPECT_EQ(seen.count(), std::ssize(expected));
+        EXPECT_EQ(copy(file, 0, static_cast<int>(expected.size())),
+                  std::pair(0, padded(expected, expected.size() + 2)))
+            << encoding << " " << length;
+      }
+}
+
+// What libmseed can decode is copied on request even where the variable says that it isn't
+// deliverable; what it can't is counted and skipped.
+TEST_F(boundary, otherEncodingsAreNotDeliverable) {
+  for (const int encoding : {2, 12, 13, 14, 16, 30, 32, 77, 254}) {
+    const std::string record = pack({.encoding = 3}, ramp(5));
+    const ox_wp_file_handle file = parseBytes(
+        patched(record, miniSeedFile::encodingOffset, std::string(1, static_cast<char>(encoding))));
+    const variable seen = variables(file).at(0);
+    EXPECT_EQ(seen.integers.at(ox_wp_prop_variable_data_type), ox_wp_type_none) << encoding;
+    EXPECT_EQ(seen.count(), 5);
+    const bool decodable = encoding >= 12 && encoding <= 32;
+    EXPECT_EQ(copy(file, 0, 5).first, decodable ? 0 : 1) << encoding;
+  }
+}
+
+TEST_F(boundary, copiesStopWhereTheBufferEnds) {
+  std::string bytes; // three records of three samples with gaps between
+  for (const std::int32_t first : {1, 4, 7})
+    bytes += pack({.startTime = first * 60000000LL, .encoding = 3}, ramp(3, first));
+  const ox_wp_file_handle file = parseBytes(bytes);
+  for (const int room : {0, 1, 3, 4, 6, 8, 9, 10}) {
+    const auto found = static_cast<std::size_t>(std::min(room, 9));
+    EXPECT_EQ(copy(file, 0, room),
+              std::pair(room > 9 ? 1 : 0, padded(ramp(found), static_cast<std::size_t>(room) + 2)));
+  }
+}
+
+TEST_F(boundary, streamsAreInTheOrderOfTheirFirstRecord) {
+  // Quality, rate, encoding and start of later records make no other stream and change nothing.
+  const auto record = [](const char* channel, char quality, int rate, int encoding,
+                         std::int32_t first) {
+    return pack({.channel = channel,
+                 .quality = quality,
+                 .sampleRate = static_cast<double>(rate),
+                 .startTime = first * 1000000LL,
+                 .encoding = encoding},
+                ramp(3, first));
+  };
+  const ox_wp_file_handle file =
+      parseBytes(record("BHZ", 'D', 10, 3, 1) + record("BHE", 'R', 20, 11, 100) +
+                 record("BHZ", 'Q', 99, 11, 4) + record("BHN", 'M', 40, 1, 200) +
+                 record("BHE", 'R', 20, 3, 103) + record("BHZ", 'D', 10, 3, 7));
+  const std::vector<variable> streams = variables(file);
+  const struct {
+    const char* name;
+    std::int32_t first;
+    std::size_t count;
+    double step;
+  } expected[] = {
+      {"XX_TEST__BHZ", 1, 9, 0.1}, {"XX_TEST__BHE", 100, 6, 0.05}, {"XX_TEST__BHN", 200, 3, 0.025}};
+  ASSERT_EQ(streams.size(), std::size(expected));
+  for (int i = 0; i < 3; ++i) {
+    const variable& seen = streams[static_cast<std::size_t>(i)];
+    EXPECT_EQ(seen.name(), expected[i].name);
+    EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_start), expected[i].first);
+    EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_step), expected[i].step);
+    EXPECT_EQ(copy(file, i, static_cast<int>(seen.count())).second,
+              padded(ramp(expected[i].count, expected[i].first), expected[i].count + 2));
+  }
+}
+
+TEST_F(boundary, damagedRecordsAreCountedButNotFound) {
+  const std::string good = pack({}, ramp(10)) + pack({}, ramp(10, 11));
+  const std::string noise(384, '#');
+  const std::string blank = "000003" + std::string(506, ' ');
+  const std::string badOffset =
+      patched(pack({}, ramp(5, 50)), miniSeedFile::dataOffsetOffset, std::string("\x7f\xff", 2));
+  const ox_wp_file_handle file = parseBytes(good.substr(0, 512) + noise + badOffset + blank +
+                                            good.substr(512) + good.substr(0, 100));
+  EXPECT_EQ(variables(file).at(0).count(), 25);
+  EXPECT_EQ(copy(file, 0, 25), std::pair(1, padded(ramp(20), 27)));
+  EXPECT_EQ(copy(file, 0, 20), std::pair(0, padded(ramp(20), 22)));
+}
+
+TEST_F(boundary, anySampleRateIsTaken) {
+  const double huge = std::numeric_limits<float>::max();
+  for (const double rate : {0., -1., 1e-30, huge, -huge, doubles::value_type{INFINITY},
+                            -doubles::value_type{INFINITY}, std::nan("")}) {
+    std::string bytes;
+    for (const std::int64_t start : {0LL, 1LL << 40, -(1LL << 40)})
+      bytes +=
+          pack({.sampleRate = rate, .exactRate = true, .startTime = start, .encoding = 3}, ramp(3));
+    const ox_wp_file_handle file = parseBytes(bytes);
+    ASSERT_NE(file, nullptr) << rate;
+    const double step = variables(file).at(0).doubles.at(ox_wp_prop_x_step);
+    const double expected = rate == 0 ? 0 : 1 / static_cast<double>(static_cast<float>(rate));
+    EXPECT_TRUE(step == expected || (std::isnan(step) && std::isnan(expected))) << rate;
+    EXPECT_EQ(copy(file, 0, 9).first, 0) << rate;
+  }
+}
+
+// Each of these makes libmseed print, wait for ever or read what is the host's, if it gets the
+// chance.
+TEST_F(boundary, namesAndFilesThatLeadTheLibraryAstray) {
+  const std::string good = pack({.encoding = 3}, ramp(3));
+  const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'e') + "/";
+  std::filesystem::create_directories(folder / deep);
+  std::filesystem::current_path(folder / "");
+  std::vector<std::string> names = {"-"};
+  for (const std::size_t length : {511U, 512U, 600U})
+    names.push_back(deep + std::string(length - deep.size(), 'f'));
+  for (const std::string& name : names) {
+    folder.write(name, good);
+    const ox_wp_file_handle file = parse(name);
+    ASSERT_NE(file, nullptr) << name;
+    EXPECT_EQ(copy(file, 0, 3), std::pair(0, padded(ramp(3), 5))) << name;
+  }
+
+  // A second blockette 1000 whose record length is 2 to the 31st: negative as the library holds it.
+  const std::string twoLengths =
+      patched(patched(good, 39, "\2"), 50, std::string("\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x1f\0", 14));
+  EXPECT_EQ(parseBytes(twoLengths), nullptr);
+  EXPECT_EQ(parse("/sys/devices/system/cpu/online"), nullptr); // says that it has 4096 bytes
+
+  const std::string pipe = folder / "pipe.mseed";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  for (const char* extension : {"", ".seg2", ".x"}) {
+    std::filesystem::rename(pipe, pipe + extension);
+    EXPECT_EQ(parse(pipe + extension), nullptr);
+    std::filesystem::rename(pipe + extension, pipe);
+  }
+  const ox_wp_file_handle file = parseBytes(good);
+  std::filesystem::rename(pipe, folder / "a.mseed");
+  EXPECT_EQ(copy(file, 0, 3).first, 1);
+  std::filesystem::current_path("/");
+}
+
+TEST_F(boundary, badInputLeavesNoTrace) {
+  const std::string good = pack({.encoding = 3}, ramp(3));
+  const ox_wp_file_handle earlier = parse(folder.write("earlier", good));
+  const std::string gone = folder.write("gone", good);
+  const ox_wp_file_handle vanished = parse(gone);
+  std::filesystem::remove(gone);
+  const std::string unreadable = folder.write("unreadable.mseed", good);
+  std::filesystem::permissions(unreadable, std::filesystem::perms::none);
+  if (geteuid() == 0) // who may read everything
+    std::filesystem::remove(unreadable);
+  std::filesystem::create_directory(folder / "folder.mseed");
+
+  const long descriptors = openDescriptors();
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  std::vector<std::string> paths = {"",
+                                    "  ",
+                                    ".",
+                                    "/",
+                                    "/dev/null",
+                                    "/dev/zero",
+                                    "/dev/full",
+                                    "/dev/urandom",
+                                    "/nowhere/x.mseed",
+                                    gone,
+                                    gone + "/x",
+                                    unreadable,
+                                    folder / "folder.mseed",
+                                    "$OX_UNSET/x",
+                                    "${OX_UNSET}",
+                                    "~nobody/x",
+                                    std::string(100000, 'x'),
+                                    "/proc/self/mem",
+                                    "/proc/self/environ"};
+  const std::string contents[] = {"",
+                                  "x",
+                                  std::string(20, '0'),
+                                  std::string(4096, 'D'),
+                                  good.substr(0, 300),
+                                  good.substr(0, 47),
+                                  "000001D " + std::string(1000, '\0'),
+                                  std::string("\0\0\0\0", 4),
+                                  "PED0000000" + std::string(500, '9'),
+                                  "PLS-------Q--BHZ -70366596694017" + good.substr(0, 64) +
+                                      std::string(64, 'z')};
+  for (const std::string& content : contents)
+    for (const char* extension : {".mseed", ".msd", ".seg2", ".dat", ".sg", ""})
+      paths.push_back(folder.write("junk" + std::to_string(paths.size()) + extension, content));
+  for (const std::string& path : paths)
+    EXPECT_EQ(parse(path), nullptr) << path;
+  EXPECT_EQ(host.parse_file(host.plugin, nullptr), nullptr);
+  parse(folder.write("blockettes.mseed", patched(good, 39, "\7"))); // libmseed warns of each record
+
+  EXPECT_EQ(copy(vanished, 0, 3), std::pair(1, doubles(5, mark)));
+  EXPECT_EQ(copy(earlier, 0, 3).first, 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(boundary, nullPropertiesAndMissingVariablesAreRefused) {
+  ox_wp_file_handle file = parseBytes(pack({}, ramp(3)));
+  EXPECT_EQ(host.get_file_property(host.plugin, file, 0, nullptr), 1);
+  EXPECT_EQ(host.get_section_property(host.plugin, file, section(file), 0, nullptr), 1);
+  EXPECT_EQ(host.get_variable_property(host.plugin, file, section(file), 0, 0, nullptr), 1);
+  for (const int missing : {1, INT_MAX, -1, INT_MIN})
+    EXPECT_EQ(copy(file, missing, 3), std::pair(1, doubles(5, mark))) << missing;
+  EXPECT_EQ(host.copy_variable_data(host.plugin, file, section(file), 0, ox_wp_type_double, nullptr,
+                                    sizeof(double)),
+            1);
+}
+
+TEST_F(boundary, changedFileIsParsedAnew) {
+  const std::string record = pack({.encoding = 3}, ramp(3));
+  const ox_wp_file_handle file = parseBytes(record);
+  const ox_wp_file_handle again = parseBytes(record + record);
+  EXPECT_EQ(variables(file).at(0).count(), 3);
+  EXPECT_EQ(variables(again).at(0).count(), 6);
+  EXPECT_EQ(copy(file, 0, 6).first, 0); // copies read what the disk has now
+}

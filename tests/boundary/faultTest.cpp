@@ -1,0 +1,122 @@
+// Each call for memory or to the disk fails in turn while the plug-in works: whatever it answers
+// then, it and all that it had before are good afterwards.
+#include <new>
+#include <numeric>
+#include <vector>
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include "plugin/ox_wp_plugin.h"
+#include "testing/failingSystem.h"
+#include "testing/temporaryFolder.h"
+
+using namespace failingSystem;
+
+namespace {
+
+enum step { initializing, parsing, copying };
+
+class faults : public testing::Test {
+protected:
+  faults() {
+    std::vector<std::int32_t> ramp(2000);
+    std::iota(ramp.begin(), ramp.end(), 1);
+    const std::string first = miniSeedFile::pack({.channel = "BHE"}, ramp);
+    samples.assign(ramp.begin(), ramp.end());
+    path = folder.write("a", first + miniSeedFile::pack({}, ramp));
+  }
+
+  void initialize() {
+    host = {};
+    host.version = 1;
+    static const auto entry = reinterpret_cast<ox_wp_plugin_initialize_function>(
+        dlsym(dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), OX_WP_PLUGIN_ENTRY_POINT));
+    entry(&host);
+  }
+  ox_wp_file_handle parse() const { return host.parse_file(host.plugin, path.c_str()); }
+
+  // True when all is there; never says so when it isn't.
+  bool copy(ox_wp_file_handle file, kindOfCall failing = none) const {
+    std::vector<double> buffer(samples.size());
+    planned.kind = failing;
+    const int status = host.copy_variable_data(
+        host.plugin, file, host.get_section_handle(host.plugin, file, 0), 1, ox_wp_type_double,
+        buffer.data(), static_cast<int>(buffer.size() * sizeof(double)));
+    planned.kind = none;
+    EXPECT_TRUE(status != 0 || buffer == samples);
+    return status == 0;
+  }
+
+  // A host's visit in which call number `call` of a step fails; false when there is no such call.
+  bool visit(step which, kindOfCall kind, long call, bool lasting) {
+    planned = {.kind = none, .lasting = lasting, .callsBefore = call, .happened = false};
+    if (which != initializing)
+      initialize();
+    ox_wp_file_handle earlier = which == copying ? parse() : nullptr;
+    try {
+      planned.kind = which == copying ? none : kind;
+      if (which == initializing)
+        initialize();
+      else if (which == parsing)
+        parse();
+      else
+        copy(earlier, kind);
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(kind, memory);
+    }
+    planned.kind = none;
+    if (!host.plugin)
+      initialize();
+    EXPECT_TRUE(!earlier || copy(earlier));
+    EXPECT_TRUE(copy(parse()));
+    host.release(host.plugin);
+    return planned.happened;
+  }
+
+  static long openDescriptors() {
+    const std::filesystem::directory_iterator all("/proc/self/fd");
+    return std::distance(begin(all), end(all));
+  }
+
+  void everyCall(kindOfCall kind, step first) {
+    int failed = 0;
+    visit(copying, none, 0, false); // what a process sets up once
+    for (const step which : {initializing, parsing, copying})
+      for (const bool lasting : {false, true})
+        for (long call = 0; which >= first; ++call) {
+          const long descriptors = openDescriptors();
+          const long allocations = liveAllocations;
+          const bool happened = visit(which, kind, call, lasting);
+          EXPECT_EQ(liveAllocations, allocations);
+          EXPECT_EQ(openDescriptors(), descriptors);
+          ASSERT_FALSE(HasFailure()) << "step " << which << ", call " << call << lasting;
+          ASSERT_TRUE(happened || call > 0) << "no such call in step " << which;
+          if (!happened)
+            break;
+          RecordProperty("failed", ++failed);
+        }
+  }
+
+  _ox_wp_plugin_functions_type host = {};
+  temporaryFolder folder;
+  std::string path;
+  std::vector<double> samples;
+};
+
+} // namespace
+
+#ifndef __SANITIZE_ADDRESS__
+TEST_F(faults, ofMemory) {
+  everyCall(memory, initializing);
+}
+#endif
+TEST_F(faults, ofOpening) {
+  everyCall(opening, parsing);
+}
+TEST_F(faults, ofReading) {
+  everyCall(reading, parsing);
+}
+TEST_F(faults, ofAsking) {
+  everyCall(asking, parsing);
+}

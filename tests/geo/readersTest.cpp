@@ -1,0 +1,264 @@
+// Readers and dispatcher from inside: codes, messages and what they leave in the file record.
+#include <algorithm>
+#include <fstream>
+#include <string>
+#include <tuple>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "geo/readers/cGeoFileParser.h"
+#include "geo/readers/cGeoFileParserGeopsySignal.h"
+#include "geo/readers/cGeoFileParserMiniSeed.h"
+#include "geo/readers/cGeoFileParserSeg2.h"
+#include "testing/temporaryFolder.h"
+
+using namespace std::string_literals;
+
+namespace {
+
+// A Geopsy signal header, each field as it should be unless said otherwise.
+struct geopsyHeader {
+  std::string tag = "GeopsySignal\0\0\0\0"s;
+  double testDouble = -3.333333333e35;
+  std::uint32_t testInteger = 0x841584D7;
+  std::int32_t version = 2;
+  std::int32_t headerSize = 40;
+  std::int32_t entryCount = 0;
+
+  std::string bytes() const {
+    std::string result = tag;
+    const auto append = [&result](const auto& field) {
+      result.append(reinterpret_cast<const char*>(&field), sizeof field);
+    };
+    append(testDouble);
+    append(testInteger);
+    append(version);
+    append(headerSize);
+    append(entryCount);
+    return result;
+  }
+};
+
+std::string reversed(std::string header) {
+  for (const auto& [start, end] : {std::pair{16, 24}, {24, 28}, {28, 32}, {32, 36}, {36, 40}})
+    std::reverse(header.begin() + start, header.begin() + end);
+  return header;
+}
+
+std::string miniSeed() {
+  return miniSeedFile::pack({.encoding = 3}, std::vector<std::int32_t>{1, 2, 3});
+}
+
+std::string cutRecord() {
+  return miniSeed().substr(0, 300);
+}
+
+// A record that every reader can be let loose on, with a section that was there before.
+struct record {
+  record() { file.sections().emplace_back(file).tag = 77; }
+  bool isAsBefore() const {
+    return file.sections().size() == 1 && file.sections().back().tag == 77;
+  }
+  cGeoParserPlugin plugin;
+  cGeoParserFile file{plugin};
+};
+
+template<class Reader>
+int codeOf(const std::string& name) {
+  record before;
+  Reader reader(before.file);
+  const int code = reader.parseFile(name);
+  EXPECT_EQ(reader.reloadFile(name), code) << name;
+  EXPECT_TRUE(before.isAsBefore()) << name;
+  return code;
+}
+
+} // namespace
+
+TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
+  const temporaryFolder folder;
+  const std::string good = geopsyHeader{}.bytes();
+  const std::string three = geopsyHeader{.headerSize = 52, .entryCount = 3}.bytes();
+  const std::tuple<std::string, std::string, int> cases[] = {
+      {"smallest", good, 16},
+      {"more behind it", good + "data", 16},
+      {"blanks", geopsyHeader{.tag = "GeopsySignal    "}.bytes(), 16},
+      {"leading blanks", geopsyHeader{.tag = " \tGeopsySignal " + "\0"s}.bytes(), 16},
+      {"entries", three + std::string(12, 'x'), 16},
+      {"missing entries", three, 16},
+      {"cut after the header size", good.substr(0, 36), 16},
+      {"cut within the header size", good.substr(0, 33), 16},
+      {"cut before the header size", good.substr(0, 32), 3},
+      {"cut within the version", good.substr(0, 29), 3},
+      {"cut within the tag", good.substr(0, 15), 3},
+      {"tag alone", good.substr(0, 16), 3},
+      {"empty", "", 3},
+      {"NUL first", geopsyHeader{.tag = "\0GeopsySignal\0\0\0"s}.bytes(), 3},
+      {"other tag", geopsyHeader{.tag = "GeopsySignals\0\0\0"s}.bytes(), 3},
+      {"other case", geopsyHeader{.tag = "geopsySignal\0\0\0\0"s}.bytes(), 3},
+      {"test double", geopsyHeader{.testDouble = -3.333333334e35}.bytes(), 3},
+      {"test integer", geopsyHeader{.testInteger = 0x841584D6}.bytes(), 3},
+      {"version 1", geopsyHeader{.version = 1}.bytes(), 3},
+      {"version 3", geopsyHeader{.version = 3}.bytes(), 3},
+      {"header size 36", geopsyHeader{.headerSize = 36, .entryCount = -1}.bytes(), 3},
+      {"header size too small", geopsyHeader{.headerSize = 48, .entryCount = 3}.bytes(), 3},
+      {"negative count", geopsyHeader{.headerSize = 40, .entryCount = INT32_MIN}.bytes(), 3},
+      {"big-endian", reversed(good), 3},
+  };
+  for (const auto& [name, bytes, code] : cases)
+    EXPECT_EQ(codeOf<cGeoFileParserGeopsySignal>(folder.write(name, bytes)), code) << name;
+  EXPECT_EQ(codeOf<cGeoFileParserGeopsySignal>(folder / "missing"), 3);
+}
+
+// The header is forty bytes; the table that it declares would fill 4 GiB.
+TEST(geopsySignal, hugeTableTakesUpNoMemory) {
+  const temporaryFolder folder;
+  const geopsyHeader header{.entryCount = 1073741824};
+  EXPECT_EQ(codeOf<cGeoFileParserGeopsySignal>(folder.write("huge", header.bytes())), 16);
+  rusage usage = {};
+  getrusage(RUSAGE_SELF, &usage);
+  EXPECT_LT(usage.ru_maxrss, 1024 * 1024) << "KiB";
+}
+
+TEST(seg2, isOpenedAndDeclined) {
+  const temporaryFolder folder;
+  const std::string file = folder.write("a.seg2", "\x55\x3a\x01\0"s);
+  EXPECT_EQ(codeOf<cGeoFileParserSeg2>(file), 3);
+  EXPECT_EQ(codeOf<cGeoFileParserSeg2>(folder / "missing"), 3);
+  record before;
+  std::ifstream stream(file, std::ios::binary);
+  EXPECT_FALSE(cGeoFileParserSeg2(before.file).parseHeader(stream));
+  EXPECT_TRUE(stream.good());
+  EXPECT_EQ(stream.tellg(), 0);
+}
+
+TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
+  const temporaryFolder folder;
+  const std::pair<std::string, int> cases[] = {
+      {"", 3},                            // nothing at all
+      {"ten bytes!", 3},                  // text, but no record
+      {"\r\n\t ~" + miniSeed(), 3},       // text, but no record where one could start
+      {cutRecord(), 16},                  // a record's header, but no whole record
+      {"\x7f" + miniSeed().substr(1), 3}, // no text
+      {"\x1f" + miniSeed().substr(1), 3},
+      {miniSeed().substr(0, 19) + "\x80" + miniSeed().substr(20), 3}, // the twentieth byte
+  };
+  for (const auto& [bytes, code] : cases)
+    EXPECT_EQ(codeOf<cGeoFileParserMiniSeed>(folder.write("a", bytes)), code)
+        << bytes.substr(0, 20);
+}
+
+// Two records whose starts are 10 s apart: the marks that the reader keeps from record to record.
+TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
+  const temporaryFolder folder;
+  std::string bytes;
+  for (const std::int64_t start : {0, 10000000})
+    bytes += miniSeedFile::pack({.sampleRate = 2, .startTime = start, .encoding = 3},
+                                std::vector<std::int32_t>(50));
+  record before;
+  EXPECT_EQ(cGeoFileParserMiniSeed(before.file).parseFile(folder.write("a", bytes)), 0);
+  EXPECT_EQ(before.file.sections().size(), 2U);
+  EXPECT_EQ(before.file.sections().back().file, &before.file);
+  EXPECT_EQ(before.file.fileType, 26);
+  const cGeoParserVariable& variable = before.file.sections().back().variables.at(0);
+  EXPECT_EQ(variable.gapSum, 4);               // (10 s - 0.5 s) / (2 * 10^6)
+  EXPECT_EQ(variable.nextStartTime, 10500000); // a sample after the second start
+}
+
+TEST(dispatcher, readersHaveTheirOrder) {
+  const temporaryFolder folder;
+  const std::string geopsy = geopsyHeader{}.bytes();
+  using enum geoFileParser::geo_file_type;
+  const struct {
+    std::string name, bytes;
+    geoFileParser::geo_file_type type;
+    int code;
+  } cases[] = {
+      {"x.mseed", miniSeed(), geo_file_undefined, 0},
+      {"x.MSD", miniSeed(), geo_file_undefined, 0},
+      {"x", miniSeed(), geo_file_undefined, 0},
+      {"x.txt", miniSeed(), geo_file_undefined, 0},
+      {"x.dat", miniSeed(), geo_file_undefined, 3}, // never offered to the miniSEED reader
+      {"x.SEG2", miniSeed(), geo_file_undefined, 3},
+      {"x.mseed", miniSeed(), geo_file_seg2, 3},
+      {"x.mseed", miniSeed(), geo_file_geopsy_signal, 0}, // only SEG-2 can be forced
+      {"x.dat", miniSeed(), geo_file_miniseed, 3},
+      {"x.mseed", "junk", geo_file_undefined, 3},
+      {"x.msd", cutRecord(), geo_file_undefined, 3},
+      {"x", geopsy, geo_file_undefined, 3},
+      {"x.mseed", geopsy, geo_file_undefined, 3},
+      {"x.dat", geopsy, geo_file_undefined, 3},
+  };
+  for (const auto& c : cases) {
+    const std::string name = folder.write(c.name, c.bytes);
+    cGeoParserPlugin plugin;
+    cGeoParserFile file(plugin);
+    cGeoFileParser parser;
+    EXPECT_EQ(parser.message(), "");
+    EXPECT_EQ(parser.parse(file, " " + folder.write(c.name, c.bytes) + "/. ", c.type), c.code)
+        << name;
+    EXPECT_EQ(parser.message(), c.code == 0 ? "The file \"" + name + "\" was parsed succesfully."
+                                            : "Failed to parse the file \"" + name + "\".");
+    EXPECT_EQ(file.fileName(), name);
+    EXPECT_FALSE(file.checkFileChanged()) << name;
+    EXPECT_EQ(file.sections().size(), c.code == 0 ? 1U : 0U) << name;
+    EXPECT_EQ(file.fileType, c.code == 0 ? 26 : 0) << name;
+  }
+}
+
+TEST(dispatcher, missingFileLeavesTheRecordAlone) {
+  cGeoParserPlugin plugin;
+  cGeoParserFile file(plugin);
+  file.setFileName("before");
+  cGeoFileParser parser;
+  EXPECT_EQ(parser.parse(file, " /nowhere/./x.mseed", geoFileParser::geo_file_undefined), 4);
+  EXPECT_EQ(parser.message(), "The file \" /nowhere/./x.mseed\" does not exist.");
+  EXPECT_EQ(file.fileName(), "before");
+}
+
+TEST(dispatcher, aReadersCodeEndsTheSearchOrNot) {
+  for (int value = -1; value < 30; ++value) {
+    auto code = static_cast<ox3::returnCode>(value);
+    cGeoFileParser parser;
+    const bool quit = parser.printErrorMessageAndQuit("n", code);
+    EXPECT_EQ(quit, value == 0 || value == 15 || value == 16) << value;
+    EXPECT_EQ(code, value == 16 ? 3 : value);
+    EXPECT_EQ(parser.message(), value == 0    ? "The file \"n\" was parsed succesfully."
+                                : value == 15 ? "The file \"n\" was parsed only partially ."
+                                : value == 16 ? "Failed to parse the file \"n\"."
+                                              : "");
+  }
+  EXPECT_TRUE(cGeoFileParser().checkGeopsySignalExtension(".any"));
+}
+
+TEST(dispatcher, copiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
+  const temporaryFolder folder;
+  cGeoParserPlugin plugin;
+  cGeoParserFile* const file = plugin.parseFile(folder.write("x", miniSeed()).c_str());
+  ASSERT_NE(file, nullptr);
+  cGeoParserSection& section = *file->getSectionHandle(0);
+  double samples[3] = {};
+  cGeoFileParser parser;
+  EXPECT_EQ(parser.copyVariableDataDouble(*file, section, 0, samples, 3), 0);
+  EXPECT_EQ(samples[2], 3);
+  samples[0] = -7;
+  for (const std::int64_t other : {0, 1, 13}) {
+    file->fileType = other;
+    EXPECT_EQ(parser.copyVariableDataDouble(*file, section, 0, samples, 1), 3);
+  }
+  EXPECT_EQ(samples[0], -7);
+}
+
+TEST(plugin, failedParseLeavesTheListAsItWas) {
+  const temporaryFolder folder;
+  cGeoParserPlugin plugin;
+  const std::string good = folder.write("x", miniSeed());
+  EXPECT_NE(plugin.parseFile(good.c_str()), plugin.parseFile((" " + folder / "./x ").c_str()));
+  for (const std::string& bad :
+       {folder / "missing", folder.write("junk", "junk"), "${OX_UNSET}/x"s, ""s})
+    EXPECT_EQ(plugin.parseFile(bad.c_str()), nullptr) << bad;
+  EXPECT_EQ(plugin.parseFile(nullptr), nullptr);
+  ASSERT_EQ(plugin.files().size(), 2U);
+  EXPECT_EQ(plugin.files().back().fileName(), good);
+}
