@@ -18,7 +18,7 @@
 namespace {
 
 // What a file is made of.
-struct layout {
+struct Layout {
   std::size_t megabytes;
   int recordLength; // bytes
   int streams;      // interleaved, a record of each in turn
@@ -30,12 +30,12 @@ struct layout {
   }
 };
 
-const layout quickGrid[] = {
+const Layout kQuickGrid[] = {
     {1, 512, 1, 11},   {16, 512, 1, 11}, {16, 512, 2, 11}, {16, 512, 3000, 11}, {16, 4096, 1, 11},
     {16, 4096, 3, 11}, {16, 512, 1, 0},  {16, 512, 1, 1},  {16, 512, 1, 3},     {16, 512, 1, 4},
     {16, 512, 1, 5},   {16, 512, 1, 10}, {64, 512, 1, 11}, {64, 512, 3000, 11},
 };
-const layout fullGrid[] = {
+const Layout kFullGrid[] = {
     {256, 512, 1, 11},   {256, 512, 3000, 11},  {1024, 512, 1, 11},
     {1024, 4096, 1, 11}, {1024, 512, 3000, 11},
 };
@@ -47,15 +47,15 @@ std::string station(int stream) {
 }
 
 // A few records of each stream, written again and again until the file has its size.
-std::string writeFile(const layout& wanted) {
+std::string writeFile(const Layout& wanted) {
   std::string path = std::filesystem::temp_directory_path() / "ox-wp-bench.mseed";
   std::vector<std::string> streams;
   streams.reserve(static_cast<std::size_t>(wanted.streams));
-  constexpr std::size_t samples = 3000;
+  constexpr std::size_t kSamples = 3000;
   for (int i = 0; i < wanted.streams; ++i)
     streams.push_back(miniSeedFile::pack(
         {.station = station(i), .encoding = wanted.encoding, .recordLength = wanted.recordLength},
-        miniSeedFile::waveFor(wanted.encoding, samples, i)));
+        miniSeedFile::waveFor(wanted.encoding, kSamples, i)));
   const std::string once =
       miniSeedFile::interleave(streams, static_cast<std::size_t>(wanted.recordLength));
   miniSeedFile::repeat(path, once,
@@ -72,8 +72,8 @@ void readAll(const std::string& path, flag dataFlag) {
   ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
 }
 
-const instructionCounter& instructions() {
-  static const instructionCounter counter;
+const InstructionCounter& instructions() {
+  static const InstructionCounter counter;
   return counter;
 }
 
@@ -88,14 +88,14 @@ void measure(benchmark::State& state, const Work& work) {
 }
 
 // Prints the usual lines, then each file's ratios.
-class ratioReporter : public benchmark::ConsoleReporter {
+class RatioReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
     for (const Run& run : runs) {
       const auto instructionsOfRun = run.counters.find("instructions"); // a failed run has none
       if (instructionsOfRun != run.counters.end())
-        costs[run.benchmark_name()] = {run.GetAdjustedCPUTime(), instructionsOfRun->second};
+        costs_[run.benchmark_name()] = {run.GetAdjustedCPUTime(), instructionsOfRun->second};
     }
   }
 
@@ -104,12 +104,12 @@ public:
                 instructions().works() ? "" : " (this machine doesn't count instructions)", "",
                 "parse instr.", "parse time", "copy instr.", "copy time");
     for (const std::string& file : files) {
-      if (!costs.contains(file + "/parse/plugin") || !costs.contains(file + "/copy/bare"))
+      if (!costs_.contains(file + "/parse/plugin") || !costs_.contains(file + "/copy/bare"))
         continue; // filtered out
       std::printf("%-38s", file.c_str());
       for (const char* what : {"parse", "copy"}) {
-        const cost& plugin = costs.at(file + "/" + what + "/plugin");
-        const cost& bare = costs.at(file + "/" + what + "/bare");
+        const Cost& plugin = costs_.at(file + "/" + what + "/plugin");
+        const Cost& bare = costs_.at(file + "/" + what + "/bare");
         std::printf(" %12.4f %12.3f", plugin.instructions / bare.instructions,
                     plugin.time / bare.time);
       }
@@ -118,11 +118,11 @@ public:
   }
 
 private:
-  struct cost {
+  struct Cost {
     double time;
     double instructions;
   };
-  std::map<std::string, cost> costs;
+  std::map<std::string, Cost> costs_;
 };
 
 } // namespace
@@ -136,12 +136,12 @@ int main(int argc, char** argv) {
   }
   try {
     LoadedPlugin plugin;
-    ratioReporter reporter;
+    RatioReporter reporter;
     std::vector<std::string> files;
-    std::vector<layout> grid(std::begin(quickGrid), std::end(quickGrid));
+    std::vector<Layout> grid(std::begin(kQuickGrid), std::end(kQuickGrid));
     if (full)
-      grid.insert(grid.end(), std::begin(fullGrid), std::end(fullGrid));
-    for (const layout& wanted : grid) {
+      grid.insert(grid.end(), std::begin(kFullGrid), std::end(kFullGrid));
+    for (const Layout& wanted : grid) {
       const std::string path = writeFile(wanted);
       plugin.parse(path);
       std::vector<double> samples = plugin.buffer();

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr std::size_t attempts = 9;
+constexpr std::size_t kAttempts = 9;
 
 // Processor time of this process or of its children so far, in seconds.
 double timeOf(int whose) {
@@ -32,7 +32,7 @@ double timeOf(int whose) {
   return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-struct way {
+struct Way {
   const char* name;
   int whose; // RUSAGE_SELF or RUSAGE_CHILDREN
   std::function<void()> take;
@@ -53,8 +53,8 @@ void byPlugin(const std::string& path) {
 
 void byReadTraces(const std::string& path) {
   MSTraceGroup* group = nullptr;
-  constexpr double asRecorded = -1; // tolerances of time and sample rate
-  if (ms_readtraces(&group, path.c_str(), -1, asRecorded, asRecorded, 0, 1, 1, 0) != MS_NOERROR ||
+  constexpr double kAsRecorded = -1; // tolerances of time and sample rate
+  if (ms_readtraces(&group, path.c_str(), -1, kAsRecorded, kAsRecorded, 0, 1, 1, 0) != MS_NOERROR ||
       group->numtraces != 1)
     throw std::runtime_error("ms_readtraces doesn't find one trace");
   mst_freegroup(&group);
@@ -79,10 +79,10 @@ void byProgram(const std::string& folder, std::vector<std::string> words) {
 
 void compare(const std::string& folder, std::size_t megabytes) {
   const std::string path = folder + "/one.mseed";
-  constexpr std::size_t bytesPerSample = 2; // or less: it is compressed
+  constexpr std::size_t kBytesPerSample = 2; // or less: it is compressed
   miniSeedFile::write(
-      path, miniSeedFile::pack({}, miniSeedFile::wave((megabytes << 20) / bytesPerSample, 1)));
-  way ways[] = {
+      path, miniSeedFile::pack({}, miniSeedFile::wave((megabytes << 20) / kBytesPerSample, 1)));
+  Way ways[] = {
       {"plug-in: parse, copy as doubles", RUSAGE_SELF, [&] { byPlugin(path); }},
       {"ms_readtraces: as integers", RUSAGE_SELF, [&] { byReadTraces(path); }},
       {"ox-wp-host export --format f64", RUSAGE_CHILDREN,
@@ -95,16 +95,16 @@ void compare(const std::string& folder, std::size_t megabytes) {
          byProgram(folder, {"mseed2sac", "-O", path});
        }},
   };
-  for (std::size_t i = 0; i < attempts; ++i)
-    for (way& each : ways) {
+  for (std::size_t i = 0; i < kAttempts; ++i)
+    for (Way& each : ways) {
       const double before = timeOf(each.whose);
       each.take();
       each.times.push_back(timeOf(each.whose) - before);
     }
   std::printf("%ju MiB, one stream, processor time, median of %zu\n",
-              std::filesystem::file_size(path) >> 20, attempts);
+              std::filesystem::file_size(path) >> 20, kAttempts);
   const double first = ways[0].median();
-  for (way& each : ways)
+  for (Way& each : ways)
     std::printf("%-34s %8.1f ms %8.2f\n", each.name, each.median() * 1000, each.median() / first);
 }
 

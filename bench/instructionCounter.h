@@ -3,18 +3,18 @@
 
 #include <cstdint>
 
-class instructionCounter {
+class InstructionCounter {
 public:
-  instructionCounter();
-  ~instructionCounter();
-  instructionCounter(const instructionCounter&) = delete;
-  instructionCounter& operator=(const instructionCounter&) = delete;
+  InstructionCounter();
+  ~InstructionCounter();
+  InstructionCounter(const InstructionCounter&) = delete;
+  InstructionCounter& operator=(const InstructionCounter&) = delete;
 
-  bool works() const noexcept { return descriptor >= 0; }
+  bool works() const noexcept { return descriptor_ >= 0; }
 
   // Instructions in user mode since construction; 0 where the machine doesn't count.
   std::uint64_t count() const noexcept;
 
 private:
-  int descriptor;
+  int descriptor_;
 };

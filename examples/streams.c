@@ -23,8 +23,8 @@ typedef struct {
   int64_t data_type;
 } stream;
 
-static stream read_stream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
-                          int variable) {
+static stream readStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
+                         int variable) {
   stream s = {"", 0, 0, 0, ox_wp_type_none};
   _ox_wp_prop_type p;
   for (int i = 0; t->get_variable_property(t->plugin, file, section, variable, i, &p) == 0; ++i) {
@@ -52,8 +52,8 @@ static stream read_stream(const _ox_wp_plugin_functions_type* t, void* file, voi
 }
 
 /* Samples can be fewer than declared: those that are missing stay NaN. */
-static double* copy_stream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
-                           int variable, int64_t count) {
+static double* copyStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
+                          int variable, int64_t count) {
   double* samples = malloc((size_t)count * sizeof *samples);
   if (!samples)
     return NULL;
@@ -64,15 +64,15 @@ static double* copy_stream(const _ox_wp_plugin_functions_type* t, void* file, vo
   return samples;
 }
 
-static void print_stream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
-                         int variable) {
+static void printStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
+                        int variable) {
   const int64_t most = 0x7fffffff / (int64_t)sizeof(double); /* that one copy holds */
-  const stream s = read_stream(t, file, section, variable);
+  const stream s = readStream(t, file, section, variable);
   const int64_t count = s.count < most ? s.count : most;
   printf("%s %lld %g %.6f", s.name, (long long)s.count, s.step == 0 ? 0 : 1 / s.step, s.start);
   double* samples = NULL;
   if (s.data_type == ox_wp_type_double && count > 0)
-    samples = copy_stream(t, file, section, variable, count);
+    samples = copyStream(t, file, section, variable, count);
   if (samples)
     printf(" %g %g\n", samples[0], samples[count - 1]);
   else
@@ -80,7 +80,7 @@ static void print_stream(const _ox_wp_plugin_functions_type* t, void* file, void
   free(samples);
 }
 
-static int print_file(const _ox_wp_plugin_functions_type* t, const char* path) {
+static int printFile(const _ox_wp_plugin_functions_type* t, const char* path) {
   void* file = t->parse_file(t->plugin, path);
   if (!file) {
     fprintf(stderr, "%s: nothing in it that the plug-in delivers\n", path);
@@ -92,7 +92,7 @@ static int print_file(const _ox_wp_plugin_functions_type* t, const char* path) {
     t->get_section_property(t->plugin, file, section, 1, &p);
     const int64_t variables = p.identifier == ox_wp_prop_variable_count ? p.integer_value : 0;
     for (int variable = 0; variable < variables; ++variable)
-      print_stream(t, file, section, variable);
+      printStream(t, file, section, variable);
   }
   t->release_all_files(t->plugin);
   return 0;
@@ -119,7 +119,7 @@ int main(int argc, char** argv) {
   }
   int status = 0;
   for (int i = 2; i < argc; ++i)
-    status |= print_file(&t, argv[i]);
+    status |= printFile(&t, argv[i]);
   t.release(t.plugin);
   dlclose(library);
   return status;

@@ -25,38 +25,38 @@ __sanitizer_set_report_fd(void* descriptor); // NOLINT(bugprone-reserved-identif
 
 namespace {
 
-constexpr const char* extensions[] = {"", ".mseed", ".MSD", ".dat", ".seg2", ".sg"};
-enum class change { append, cut, empty, vanish };
+constexpr const char* kExtensions[] = {"", ".mseed", ".MSD", ".dat", ".seg2", ".sg"};
+enum class Change { append, cut, empty, vanish };
 
 // More samples than this are not asked for at once: a damaged header can claim millions.
-constexpr std::int64_t mostSamples = 100000;
+constexpr std::int64_t kMostSamples = 100000;
 
 // What nothing may write to and nothing may leave open.
-class surroundings {
+class Surroundings {
 public:
-  surroundings() : printed(memfd_create("printed", MFD_CLOEXEC)) {
+  Surroundings() : printed_(memfd_create("printed", MFD_CLOEXEC)) {
     for (const int stream : {1, 2}) {
-      saved[stream - 1] = fcntl(stream, F_DUPFD_CLOEXEC, 10);
-      dup2(printed, stream);
+      saved_[stream - 1] = fcntl(stream, F_DUPFD_CLOEXEC, 10);
+      dup2(printed_, stream);
     }
-    complainTo(saved[1]);
-    descriptors = openDescriptors();
+    complainTo(saved_[1]);
+    descriptors_ = openDescriptors();
   }
-  surroundings(const surroundings&) = delete;
-  surroundings& operator=(const surroundings&) = delete;
+  Surroundings(const Surroundings&) = delete;
+  Surroundings& operator=(const Surroundings&) = delete;
 
-  ~surroundings() {
-    require(openDescriptors() == descriptors, "a descriptor stays open");
+  ~Surroundings() {
+    require(openDescriptors() == descriptors_, "a descriptor stays open");
     require(!fuzz::readBufferIsTaken, "libmseed's reading state stays");
     std::fflush(nullptr);
     struct stat status = {};
-    require(fstat(printed, &status) == 0 && status.st_size == 0, "something was printed");
+    require(fstat(printed_, &status) == 0 && status.st_size == 0, "something was printed");
     complainTo(2);
     for (const int stream : {1, 2}) {
-      dup2(saved[stream - 1], stream);
-      close(saved[stream - 1]);
+      dup2(saved_[stream - 1], stream);
+      close(saved_[stream - 1]);
     }
-    close(printed);
+    close(printed_);
   }
 
 private:
@@ -72,9 +72,9 @@ private:
       result = result << 1 | (fcntl(i, F_GETFD) != -1 ? 1 : 0);
     return result;
   }
-  int printed;
-  int saved[2] = {-1, -1};
-  std::uint64_t descriptors = 0;
+  int printed_;
+  int saved_[2] = {-1, -1};
+  std::uint64_t descriptors_ = 0;
 };
 
 void write(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
@@ -106,42 +106,43 @@ std::vector<std::int64_t> walk(const Ask& ask) {
   return integers;
 }
 
-class host {
+class Host {
 public:
-  host() {
-    table.version = OX_WP_PLUGIN_VERSION;
-    require(ox_wp_plugin_initialize(&table) == 0, "initialize succeeds");
+  Host() {
+    table_.version = OX_WP_PLUGIN_VERSION;
+    require(ox_wp_plugin_initialize(&table_) == 0, "initialize succeeds");
   }
-  ~host() { table.release(table.plugin); }
-  host(const host&) = delete;
-  host& operator=(const host&) = delete;
+  ~Host() { table_.release(table_.plugin); }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
 
   ox_wp_section_handle parse(const std::string& path) {
-    file = table.parse_file(table.plugin, path.c_str());
+    file_ = table_.parse_file(table_.plugin, path.c_str());
     require(!fuzz::readBufferIsTaken, "a parse ends libmseed's reading state");
-    ox_wp_section_handle section = table.get_section_handle(table.plugin, file, 0);
-    require(!file || fuzz::readBufferWasTaken, "libmseed takes its buffer here");
-    require(!file == !section, "a file has a section");
-    require(!table.get_section_handle(table.plugin, file, 1), "a file has one section");
+    ox_wp_section_handle section = table_.get_section_handle(table_.plugin, file_, 0);
+    require(!file_ || fuzz::readBufferWasTaken, "libmseed takes its buffer here");
+    require(!file_ == !section, "a file has a section");
+    require(!table_.get_section_handle(table_.plugin, file_, 1), "a file has one section");
     return section;
   }
 
   std::int64_t changed() {
     return walk([this](int index, _ox_wp_prop_type* property) {
-      return table.get_file_property(table.plugin, file, index, property);
+      return table_.get_file_property(table_.plugin, file_, index, property);
     })[2];
   }
 
   // The number of samples that each variable declares.
   std::vector<std::int64_t> walkAll(ox_wp_section_handle section) {
     const std::vector<std::int64_t> integers = walk([&](int index, _ox_wp_prop_type* property) {
-      return table.get_section_property(table.plugin, file, section, index, property);
+      return table_.get_section_property(table_.plugin, file_, section, index, property);
     });
     require(integers.size() == 3 && integers[1] > 0, "a section has variables");
     std::vector<std::int64_t> counts;
     for (int variable = 0; variable < integers[1]; ++variable) {
       const std::vector<std::int64_t> found = walk([&](int index, _ox_wp_prop_type* property) {
-        return table.get_variable_property(table.plugin, file, section, variable, index, property);
+        return table_.get_variable_property(table_.plugin, file_, section, variable, index,
+                                            property);
       });
       require(found.size() == 9, "a variable has nine properties");
       require(found[2] == ox_wp_type_double || found[2] == ox_wp_type_none,
@@ -155,15 +156,16 @@ public:
   // Copies twice, over different marks: what differs afterwards was not stored. Gives the samples
   // that were.
   std::vector<std::uint64_t> copy(ox_wp_section_handle section, int variable, std::int64_t count) {
-    constexpr std::uint64_t marks[] = {0x7FF8DEADBEEF0001, 0x7FF8DEADBEEF0002};
+    constexpr std::uint64_t kMarks[] = {0x7FF8DEADBEEF0001, 0x7FF8DEADBEEF0002};
     const auto size = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
     int status[2];
     std::unique_ptr<double[]> samples[2]; // of the exact size: the sanitizer guards both ends
     for (int i = 0; i < 2; ++i) {
       samples[i].reset(new double[size]);
-      std::fill_n(samples[i].get(), size, std::bit_cast<double>(marks[i]));
-      status[i] = table.copy_variable_data(table.plugin, file, section, variable, ox_wp_type_double,
-                                           samples[i].get(), static_cast<int>(count * 8));
+      std::fill_n(samples[i].get(), size, std::bit_cast<double>(kMarks[i]));
+      status[i] =
+          table_.copy_variable_data(table_.plugin, file_, section, variable, ox_wp_type_double,
+                                    samples[i].get(), static_cast<int>(count * 8));
       require(!fuzz::readBufferIsTaken, "a copy ends libmseed's reading state");
     }
     require(status[0] == status[1], "two copies have the same status");
@@ -177,14 +179,14 @@ public:
       stored.push_back(bits(0, n));
     require(status[0] != 0 || n == size, "a copy that succeeds fills the buffer");
     for (; n < size; ++n)
-      require(bits(0, n) == marks[0] && bits(1, n) == marks[1],
+      require(bits(0, n) == kMarks[0] && bits(1, n) == kMarks[1],
               "two copies agree, and nothing is stored behind a hole");
     return stored;
   }
 
   // Copies of all sizes are the beginnings of the longest one.
   void copyAll(ox_wp_section_handle section, int variable, std::int64_t count) {
-    const std::int64_t exact = std::min(count, mostSamples);
+    const std::int64_t exact = std::min(count, kMostSamples);
     const std::vector<std::uint64_t> longest = copy(section, variable, exact + 3);
     for (const std::int64_t n :
          {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, exact / 2, exact}) {
@@ -200,36 +202,36 @@ public:
     double untouched = 1;
     for (const auto& [variable, type] :
          {std::pair{-1, ox_wp_type_double}, {variables, ox_wp_type_double}, {0, ox_wp_type_none}})
-      require(table.copy_variable_data(table.plugin, file, section, variable, type, &untouched,
-                                       sizeof untouched) == 1 &&
+      require(table_.copy_variable_data(table_.plugin, file_, section, variable, type, &untouched,
+                                        sizeof untouched) == 1 &&
                   untouched == 1,
               "a refused copy touches nothing");
   }
 
 private:
-  _ox_wp_plugin_functions_type table = {};
-  ox_wp_file_handle file = nullptr;
+  _ox_wp_plugin_functions_type table_ = {};
+  ox_wp_file_handle file_ = nullptr;
 };
 
-void makeChange(const std::string& path, change kind, const std::uint8_t* data, std::size_t size) {
+void makeChange(const std::string& path, Change kind, const std::uint8_t* data, std::size_t size) {
   switch (kind) {
-  case change::append: {
+  case Change::append: {
     std::vector<std::uint8_t> twice(data, data + size);
     twice.insert(twice.end(), data, data + size);
     return write(path, twice.data(), twice.size());
   }
-  case change::cut:
+  case Change::cut:
     return write(path, data, size / 2);
-  case change::empty:
+  case Change::empty:
     return write(path, data, 0);
-  case change::vanish:
+  case Change::vanish:
     unlink(path.c_str());
   }
 }
 
-void run(const std::string& path, change kind, const std::uint8_t* data, std::size_t size) {
+void run(const std::string& path, Change kind, const std::uint8_t* data, std::size_t size) {
   write(path, data, size);
-  host plugin;
+  Host plugin;
   ox_wp_section_handle section = plugin.parse(path);
   if (!section)
     return;
@@ -248,22 +250,22 @@ void run(const std::string& path, change kind, const std::uint8_t* data, std::si
   plugin.copy(section, 0, 10);
   if (ox_wp_section_handle again = plugin.parse(path)) {
     require(again != section, "each parse has its own handles");
-    plugin.copy(again, 0, std::min(plugin.walkAll(again)[0], mostSamples));
+    plugin.copy(again, 0, std::min(plugin.walkAll(again)[0], kMostSamples));
   }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::inputFolder folder;
-  constexpr std::size_t choices = 2;
-  if (size <= choices)
+  static const fuzz::InputFolder folder;
+  constexpr std::size_t kChoices = 2;
+  if (size <= kChoices)
     return -1;
-  size -= choices;
-  const std::string path = folder.name(extensions[data[size] % std::size(extensions)]);
+  size -= kChoices;
+  const std::string path = folder.name(kExtensions[data[size] % std::size(kExtensions)]);
   {
-    const surroundings unchanged;
-    run(path, static_cast<change>(data[size + 1] % 4), data, size);
+    const Surroundings unchanged;
+    run(path, static_cast<Change>(data[size + 1] % 4), data, size);
   }
   unlink(path.c_str());
   fuzz::clearReadBuffer(2 * size);

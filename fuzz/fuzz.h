@@ -23,20 +23,20 @@ inline void require(bool condition, const char* what) {
 }
 
 // A folder in memory for one file, whose name begins with "input".
-class inputFolder {
+class InputFolder {
 public:
-  inputFolder() {
-    if (!mkdtemp(path.data()))
+  InputFolder() {
+    if (!mkdtemp(path_.data()))
       throw std::runtime_error("no folder for inputs");
   }
-  ~inputFolder() { std::filesystem::remove_all(path); }
-  inputFolder(const inputFolder&) = delete;
-  inputFolder& operator=(const inputFolder&) = delete;
+  ~InputFolder() { std::filesystem::remove_all(path_); }
+  InputFolder(const InputFolder&) = delete;
+  InputFolder& operator=(const InputFolder&) = delete;
 
-  std::string name(const std::string& extension) const { return path + "/input" + extension; }
+  std::string name(const std::string& extension) const { return path_ + "/input" + extension; }
 
 private:
-  std::string path = "/dev/shm/ox-wp-fuzz-XXXXXX";
+  std::string path_ = "/dev/shm/ox-wp-fuzz-XXXXXX";
 };
 
 } // namespace fuzz

@@ -23,21 +23,21 @@ std::uint32_t number(std::string_view bytes, std::size_t offset) {
 }
 
 bool isTag(std::string_view tag) {
-  constexpr std::string_view white = " \t\r\n";
-  constexpr std::string_view text = "GeopsySignal";
-  while (!tag.empty() && white.find(tag.front()) != std::string_view::npos)
+  constexpr std::string_view kWhite = " \t\r\n";
+  constexpr std::string_view kText = "GeopsySignal";
+  while (!tag.empty() && kWhite.find(tag.front()) != std::string_view::npos)
     tag.remove_prefix(1);
-  return tag.starts_with(text) &&
-         tag.substr(text.size()).find_first_not_of(std::string_view(" \t\r\n\0", 5)) ==
+  return tag.starts_with(kText) &&
+         tag.substr(kText.size()).find_first_not_of(std::string_view(" \t\r\n\0", 5)) ==
              std::string_view::npos;
 }
 
 int expected(std::string_view bytes) {
-  constexpr std::string_view fixed("\xF0\xDB\x49\x8A\xA6\x0C\x50\xC7" // the test double
-                                   "\xD7\x84\x15\x84"                 // the test integer
-                                   "\x02\0\0\0",                      // the version
-                                   16);
-  if (bytes.size() < 16 || !isTag(bytes.substr(0, 16)) || bytes.substr(16, 16) != fixed)
+  constexpr std::string_view kFixed("\xF0\xDB\x49\x8A\xA6\x0C\x50\xC7" // the test double
+                                    "\xD7\x84\x15\x84"                 // the test integer
+                                    "\x02\0\0\0",                      // the version
+                                    16);
+  if (bytes.size() < 16 || !isTag(bytes.substr(0, 16)) || bytes.substr(16, 16) != kFixed)
     return ox3::rcFailed;
   const std::uint32_t headerSize = number(bytes, 32);
   const std::uint32_t entries = number(bytes, 36);
@@ -49,7 +49,7 @@ int expected(std::string_view bytes) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::inputFolder folder;
+  static const fuzz::InputFolder folder;
   const std::string bytes(reinterpret_cast<const char*>(data), size);
   const std::string name = folder.name(".sg");
   miniSeedFile::write(name, bytes);

@@ -26,7 +26,8 @@ std::vector<std::string> everyEncoding() {
             pack({.encoding = encoding, .recordLength = length, .bigEndian = bigEndian},
                  waveFor(encoding, 150, 1)));
   for (const int encoding : {2, 12, 13, 14, 15, 16, 17, 18, 19, 30, 31, 32, 33, 77, 254})
-    result.push_back(patched(pack({.encoding = 3}, waveFor(3, 20, 1)), miniSeedFile::encodingOffset,
+    result.push_back(patched(pack({.encoding = 3}, waveFor(3, 20, 1)),
+                             miniSeedFile::kEncodingOffset,
                              std::string(1, static_cast<char>(encoding))));
   return result;
 }
@@ -51,12 +52,12 @@ std::vector<std::string> damaged() {
   const std::string good = pack({.encoding = 3}, waveFor(3, 20, 1));
   const std::string noise(384, '#');
   const std::string blank = "000003" + std::string(506, ' ');
-  const std::string offset = patched(good, miniSeedFile::dataOffsetOffset, "\x7f\xff");
-  const std::string count = patched(good, miniSeedFile::sampleCountOffset, "\xff\xff");
+  const std::string offset = patched(good, miniSeedFile::kDataOffsetOffset, "\x7f\xff");
+  const std::string count = patched(good, miniSeedFile::kSampleCountOffset, "\xff\xff");
   const std::string twoLengths =
       patched(patched(good, 39, "\2"), 50, "\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x14\0"s);
   const std::string opaque = // a blockette 2000 behind the first one
-      patched(patched(patched(good, 39, "\2"), miniSeedFile::dataOffsetOffset, "\0\x80"s), 50,
+      patched(patched(patched(good, 39, "\2"), miniSeedFile::kDataOffsetOffset, "\0\x80"s), 50,
               "\0\x38\3\1\x9\0\7\xd0\0\0\0\x18\0\0\0\0\0\1\0\0\0\0abcd"s);
   const std::string withoutLength = patched(good, 46, "\0\0"s);
   std::vector<std::string> result = {good + noise + offset + blank + good,

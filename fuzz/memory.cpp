@@ -8,10 +8,10 @@
 
 namespace {
 
-constexpr std::size_t readBufferSize = MAXRECLEN;
-alignas(64) char readBuffer[2 * readBufferSize];
+constexpr std::size_t kReadBufferSize = MAXRECLEN;
+alignas(64) char readBuffer[2 * kReadBufferSize];
 
-constexpr std::size_t hugeSize = std::size_t{1} << 30;
+constexpr std::size_t kHugeSize = std::size_t{1} << 30;
 void* hugeTable = nullptr; // one at a time
 std::size_t hugeTableSize = 0;
 
@@ -37,14 +37,14 @@ void* __interceptor_calloc(std::size_t count, std::size_t size);
 void __interceptor_free(void* memory);
 
 [[gnu::visibility("default")]] void* malloc(std::size_t size) {
-  if (size != readBufferSize || fuzz::readBufferIsTaken)
+  if (size != kReadBufferSize || fuzz::readBufferIsTaken)
     return __interceptor_malloc(size);
   fuzz::readBufferIsTaken = fuzz::readBufferWasTaken = true;
   return readBuffer;
 }
 
 [[gnu::visibility("default")]] void* calloc(std::size_t count, std::size_t size) {
-  if (count < hugeSize / std::max<std::size_t>(size, 1) || hugeTable)
+  if (count < kHugeSize / std::max<std::size_t>(size, 1) || hugeTable)
     return __interceptor_calloc(count, size);
   void* const table = mmap(nullptr, count * size, PROT_READ | PROT_WRITE,
                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);

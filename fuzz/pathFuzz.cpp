@@ -13,7 +13,7 @@ using fuzz::require;
 
 namespace {
 
-using components = std::vector<std::string>;
+using Components = std::vector<std::string>;
 
 // A variable that holds its own name makes a path grow up to a limit: in large steps here, since
 // each of them reads the whole text.
@@ -27,8 +27,8 @@ bool setEnvironment() {
   return true;
 }
 
-components split(const std::string& text, char separator) {
-  components result(1);
+Components split(const std::string& text, char separator) {
+  Components result(1);
   for (const char c : text) {
     if (c == separator)
       result.emplace_back();
@@ -59,7 +59,7 @@ std::string plainPath(std::string text) {
   for (char& c : text)
     if (c == '\\')
       c = '/';
-  components kept;
+  Components kept;
   for (const std::string& component : split(text, '/')) {
     if (component == ".." && !kept.empty() && kept.back() != "..")
       kept.pop_back();
@@ -73,7 +73,7 @@ std::string plainPath(std::string text) {
 
 void checkComponents(ox3::cOxFilePath& path) {
   const std::string name = path.name();
-  components parts = split(name, '/');
+  Components parts = split(name, '/');
   if (parts.front().empty())
     parts.erase(parts.begin()); // an absolute path, or an empty one
   if (parts.size() == 1 && parts.front().empty())

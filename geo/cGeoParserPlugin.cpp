@@ -15,7 +15,7 @@ template class cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
 
 namespace {
 
-constexpr double secondsPerMicrosecond = 1e-6;
+constexpr double kSecondsPerMicrosecond = 1e-6;
 
 int answerInteger(_ox_wp_prop_type& property, std::int32_t identifier, std::int64_t value) {
   property.identifier = identifier;
@@ -47,7 +47,7 @@ int answerNothing(_ox_wp_prop_type& property) {
 // The time axis, in seconds.
 
 double start(const cGeoParserVariable& variable) {
-  return variable.startTime * secondsPerMicrosecond;
+  return variable.startTime * kSecondsPerMicrosecond;
 }
 
 double interval(const cGeoParserVariable& variable) {
@@ -70,9 +70,9 @@ int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable,
                 ox_wp_data_type type, void* buffer, int bytes) {
   if (type != ox_wp_type_double)
     return 1;
-  constexpr int bytesToDoubles = 3; // as a shift: a negative size stays negative
+  constexpr int kBytesToDoubles = 3; // as a shift: a negative size stays negative
   return copySamples(file, section, variable, static_cast<double*>(buffer),
-                     bytes >> bytesToDoubles);
+                     bytes >> kBytesToDoubles);
 }
 
 } // namespace
@@ -286,8 +286,8 @@ void ox_wp_plugin_geo_copy_variable_data_double(ox_wp_section_handle section, in
 }
 
 int ox_wp_plugin_geo_initialize(_ox_wp_plugin_functions_type* table) {
-  constexpr int oldestHost = 1;
-  if (!table || table->version < oldestHost)
+  constexpr int kOldestHost = 1;
+  if (!table || table->version < kOldestHost)
     return 1;
   std::memset(table, 0, sizeof *table);
   table->version = OX_WP_PLUGIN_VERSION;

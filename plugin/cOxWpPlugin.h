@@ -21,15 +21,15 @@ public:
 
   void setPluginName(const std::string& name) { pluginName_ = name; }
   const std::string& pluginName() const noexcept { return pluginName_; }
-  void setPluginVersion(const std::string& version) { pluginVersion = version; }
+  void setPluginVersion(const std::string& version) { pluginVersion_ = version; }
 
   void setErrorMessage(const std::string& message) { errorMessage_ = message; }
   const std::string& errorMessage() const noexcept { return errorMessage_; }
   const char* getErrorMessage() const noexcept { return errorMessage_.c_str(); }
 
   // Duplicates are kept.
-  void registerFileExtension(const std::string& pattern) { fileExtensions.push_back(pattern); }
-  void registerExporter(const std::string& name) { exporters.push_back(name); }
+  void registerFileExtension(const std::string& pattern) { fileExtensions_.push_back(pattern); }
+  void registerExporter(const std::string& name) { exporters_.push_back(name); }
 
   std::list<File>& files() noexcept { return files_; }
 
@@ -54,16 +54,18 @@ public:
   // identifier 0 and nothing else; a null record, nothing.
   void getPluginProperty(int index, _ox_wp_prop_type* property);
 
-  void queueErrorMessage(int code, const std::string& text) { errorQueue.emplace_back(code, text); }
+  void queueErrorMessage(int code, const std::string& text) {
+    errorQueue_.emplace_back(code, text);
+  }
 
 private:
-  std::vector<std::string> fileExtensions;
-  std::vector<std::string> exporters;
+  std::vector<std::string> fileExtensions_;
+  std::vector<std::string> exporters_;
   std::string errorMessage_;
   std::string pluginName_;
-  std::string pluginVersion;
-  std::vector<std::pair<std::int32_t, std::string>> errorQueue; // oldest first
-  std::list<File> files_;                                       // in the order of parsing
+  std::string pluginVersion_;
+  std::vector<std::pair<std::int32_t, std::string>> errorQueue_; // oldest first
+  std::list<File> files_;                                        // in the order of parsing
 };
 
 template<class File>
@@ -113,14 +115,14 @@ void cOxWpPlugin<File>::getPluginProperty(int index, _ox_wp_prop_type* property)
 
   // `left` counts down through the groups of the sequence.
   auto left = static_cast<std::size_t>(index);
-  for (const auto& [identifier, texts] : {std::pair{ox_wp_prop_file_extension, &fileExtensions},
-                                          std::pair{ox_wp_prop_exporter, &exporters}}) {
+  for (const auto& [identifier, texts] : {std::pair{ox_wp_prop_file_extension, &fileExtensions_},
+                                          std::pair{ox_wp_prop_exporter, &exporters_}}) {
     if (left < texts->size())
       return answer(identifier, (*texts)[left]);
     left -= texts->size();
   }
   for (const auto& [identifier, text] : {std::pair{ox_wp_prop_plugin_name, &pluginName_},
-                                         std::pair{ox_wp_prop_plugin_version, &pluginVersion}}) {
+                                         std::pair{ox_wp_prop_plugin_version, &pluginVersion_}}) {
     if (text->empty())
       continue; // takes no place in the sequence
     if (left == 0)
@@ -128,11 +130,11 @@ void cOxWpPlugin<File>::getPluginProperty(int index, _ox_wp_prop_type* property)
     --left;
   }
 
-  if (left >= errorQueue.size()) {
-    errorQueue.clear(); // the walk is over: every message has been delivered once
+  if (left >= errorQueue_.size()) {
+    errorQueue_.clear(); // the walk is over: every message has been delivered once
     return;
   }
-  const auto& [code, text] = errorQueue[left];
+  const auto& [code, text] = errorQueue_[left];
   answer(ox_wp_prop_error_message, text);
   property->type = ox_wp_type_message;
   property->integer_value = code;

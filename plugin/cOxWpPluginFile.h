@@ -50,13 +50,13 @@ public:
   // properties change.
   int getFileProperty(int index, _ox_wp_prop_type* property) const;
 
-  void pushProperty(const cOxWpPluginProperty& property) { properties.push_back(property); }
-  void pushProperty(const _ox_wp_prop_type& record) { properties.emplace_back(record); }
+  void pushProperty(const cOxWpPluginProperty& property) { properties_.push_back(property); }
+  void pushProperty(const _ox_wp_prop_type& record) { properties_.emplace_back(record); }
 
   // Replaces the first property of the same identifier and label, or appends.
   void setProperty(const cOxWpPluginProperty& property);
 
-  void clearProperties() noexcept { properties.clear(); }
+  void clearProperties() noexcept { properties_.clear(); }
 
   // Removes the last section, if any.
   void popSection();
@@ -68,9 +68,9 @@ public:
 
 private:
   std::string fileName_;
-  std::uint64_t fileSize = 0;     // as setFileName or checkFileChanged last saw it
-  std::int64_t lastWriteTime = 0; // likewise
-  std::vector<cOxWpPluginProperty> properties;
+  std::uint64_t fileSize_ = 0;     // as setFileName or checkFileChanged last saw it
+  std::int64_t lastWriteTime_ = 0; // likewise
+  std::vector<cOxWpPluginProperty> properties_;
   Plugin* plugin_;              // not owned; outlives the file
   std::list<Section> sections_; // in the order of the reader
 };
@@ -96,18 +96,18 @@ void cOxWpPluginFile<Plugin, Section>::setFileName(const std::string& name) {
   if (name == fileName_)
     return;
   fileName_ = name;
-  fileSize = getFileSize(name);
-  lastWriteTime = getLastWriteTime(name);
+  fileSize_ = getFileSize(name);
+  lastWriteTime_ = getLastWriteTime(name);
 }
 
 template<class Plugin, class Section>
 bool cOxWpPluginFile<Plugin, Section>::checkFileChanged() {
   const std::uint64_t size = getFileSize(fileName_);
   const std::int64_t time = size == 0 ? 0 : getLastWriteTime(fileName_);
-  if (size == fileSize && time == lastWriteTime)
+  if (size == fileSize_ && time == lastWriteTime_)
     return false;
-  fileSize = size;
-  lastWriteTime = time;
+  fileSize_ = size;
+  lastWriteTime_ = time;
   return true;
 }
 
@@ -134,24 +134,24 @@ int cOxWpPluginFile<Plugin, Section>::getFileProperty(int index, _ox_wp_prop_typ
     property->integer_value = std::ssize(sections_);
     return 0;
   }
-  if (index < 1 || index > std::ssize(properties)) {
+  if (index < 1 || index > std::ssize(properties_)) {
     property->identifier = ox_wp_prop_none;
     return 1;
   }
-  *property = properties[static_cast<std::size_t>(index) - 1].delivered();
+  *property = properties_[static_cast<std::size_t>(index) - 1].delivered();
   return 0;
 }
 
 template<class Plugin, class Section>
 void cOxWpPluginFile<Plugin, Section>::setProperty(const cOxWpPluginProperty& property) {
-  for (cOxWpPluginProperty& held : properties) {
+  for (cOxWpPluginProperty& held : properties_) {
     if (held.labelText == property.labelText &&
         held.record.identifier == property.record.identifier) {
       held = property;
       return;
     }
   }
-  properties.push_back(property);
+  properties_.push_back(property);
 }
 
 template<class Plugin, class Section>

@@ -12,21 +12,21 @@ namespace ox3 {
 
 namespace {
 
-constexpr const char* separators = "/\\";
+constexpr const char* kSeparators = "/\\";
 
 // How much longer variables may make a text: far more than any path takes. One whose value holds
 // its own name would otherwise never end.
-constexpr std::size_t largestGrowth = 65536;
+constexpr std::size_t kLargestGrowth = 65536;
 
 // A "$NAME" or "${NAME}" in a text; both empty where there is none.
-struct variableReference {
+struct cVariableReference {
   std::string token;
   std::string name;
 };
 
 // The reference whose "$" stands at `start`. A name without braces ends at a separator: one at the
 // very end of a path is none.
-variableReference referenceAt(const std::string& text, std::size_t start) {
+cVariableReference referenceAt(const std::string& text, std::size_t start) {
   if (text.compare(start, 2, "${") == 0) {
     const std::size_t brace = text.find('}', start);
     if (brace == std::string::npos)
@@ -54,14 +54,14 @@ void cOxFilePath::setPath(const std::string& text) {
   try {
     cOxString path(text);
     path.trim();
-    components.clear();
+    components_.clear();
     name_.clear();
-    absolute = false;
+    absolute_ = false;
 
     evaluateSystemVariables(path);
     if (path.empty())
       return;
-    absolute = path.starts_with('/');
+    absolute_ = path.starts_with('/');
     splitPath(path);
   } catch (const std::exception& failure) {
     reportException(*this, failure);
@@ -69,11 +69,11 @@ void cOxFilePath::setPath(const std::string& text) {
 }
 
 void cOxFilePath::splitPath(const cOxString& text) {
-  components.clear();
+  components_.clear();
   name_.clear();
   std::size_t start = 0;
   while (start < text.size()) {
-    const std::size_t end = std::min(text.find_first_of(separators, start), text.size());
+    const std::size_t end = std::min(text.find_first_of(kSeparators, start), text.size());
     pushToPath(text.substr(start, end - start));
     start = end + 1;
   }
@@ -82,10 +82,10 @@ void cOxFilePath::splitPath(const cOxString& text) {
 void cOxFilePath::pushToPath(const std::string& component) {
   if (component.empty() || component == ".")
     return;
-  if (component == ".." && !components.empty() && components.back() != "..")
-    components.pop_back();
+  if (component == ".." && !components_.empty() && components_.back() != "..")
+    components_.pop_back();
   else
-    components.push_back(component);
+    components_.push_back(component);
   name_.clear(); // last: `component` may be the name itself
 }
 
@@ -96,7 +96,7 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       text.replaceFirst("~", home + "/");
   }
 
-  const std::size_t longest = text.size() + largestGrowth;
+  const std::size_t longest = text.size() + kLargestGrowth;
   for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
     const auto [token, variable] = referenceAt(text, p);
     if (token.empty())
@@ -119,9 +119,9 @@ std::string cOxFilePath::getHomeFolder() const {
 }
 
 std::string cOxFilePath::combinePathImpl(const std::string& separator) const {
-  std::string result = absolute ? "/" : "";
-  for (const std::string& component : components) {
-    if (&component != &components.front())
+  std::string result = absolute_ ? "/" : "";
+  for (const std::string& component : components_) {
+    if (&component != &components_.front())
       result += separator;
     result += component;
   }
@@ -135,7 +135,7 @@ const std::string& cOxFilePath::name() {
 }
 
 std::string cOxFilePath::fileName() const {
-  return components.empty() ? "" : components.back();
+  return components_.empty() ? "" : components_.back();
 }
 
 std::string cOxFilePath::extensionLowerCase() const {

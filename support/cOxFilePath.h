@@ -49,9 +49,9 @@ public:
   bool exists();
 
 private:
-  std::vector<std::string> components; // outermost first; neither "" nor "."
-  std::string name_;                   // empty: not built yet
-  bool absolute = false;
+  std::vector<std::string> components_; // outermost first; neither "" nor "."
+  std::string name_;                    // empty: not built yet
+  bool absolute_ = false;
 };
 
 } // namespace ox3

@@ -18,53 +18,53 @@ cOxString cleaned(const std::string& text) {
 } // namespace
 
 void cOxLogger::sendMsg(unsigned long code, const std::string& text) const {
-  if (level >= code && callBack)
-    callBack->message(code, cleaned(text));
+  if (level_ >= code && callBack_)
+    callBack_->message(code, cleaned(text));
 }
 
 void cOxLogger::sendMsg(unsigned long code, const std::string& text) {
-  if (callBack || !bufferEnabled)
+  if (callBack_ || !bufferEnabled_)
     std::as_const(*this).sendMsg(code, text);
-  else if (level >= code)
-    bufferedMessages.push_back({cleaned(text), code});
+  else if (level_ >= code)
+    bufferedMessages_.push_back({cleaned(text), code});
 }
 
 void cOxLogger::enableBuffer() {
-  bufferEnabled = true;
-  bufferedMessages.clear();
+  bufferEnabled_ = true;
+  bufferedMessages_.clear();
 }
 
 void cOxLogger::disableBuffer() {
-  bufferEnabled = false;
-  bufferedMessages.clear();
+  bufferEnabled_ = false;
+  bufferedMessages_.clear();
 }
 
 void cOxLogger::handleBuffer() {
-  if (!bufferEnabled || !callBack)
+  if (!bufferEnabled_ || !callBack_)
     return;
   // The callback may do as it likes with this logger meanwhile.
-  cOxLoggerCallBack& receiver = *callBack;
-  for (const oxLogger::cBufferedMessages& held : std::exchange(bufferedMessages, {}))
+  cOxLoggerCallBack& receiver = *callBack_;
+  for (const oxLogger::cBufferedMessages& held : std::exchange(bufferedMessages_, {}))
     receiver.message(held.code, held.text);
 }
 
 void cOxLogger::setLoggerCallBack(cOxLoggerCallBack* receiver) {
-  callBack = receiver;
+  callBack_ = receiver;
   handleBuffer();
 }
 
 void cOxLogger::setActionIsInterrupted(bool interrupted) {
-  if (callBack)
-    callBack->setInterrupted(interrupted);
+  if (callBack_)
+    callBack_->setInterrupted(interrupted);
 }
 
 bool cOxLogger::checkActionIsInterrupted() const {
-  return callBack && callBack->checkInterrupted();
+  return callBack_ && callBack_->checkInterrupted();
 }
 
 cOxLogger& cOxLogger::operator<<(const std::string& text) {
-  if (callBack)
-    callBack->rawText(text);
+  if (callBack_)
+    callBack_->rawText(text);
   return *this;
 }
 

@@ -33,7 +33,7 @@ struct cBufferedMessages {
 };
 
 // A message is sent when the logger's level is at least its code.
-enum messageCode : unsigned long {
+enum MessageCode : unsigned long {
   infoCode = 1,
   fatalErrorCode = 2,
   errorCode = 3,
@@ -48,7 +48,7 @@ enum messageCode : unsigned long {
 class cOxLogger {
 public:
   cOxLogger() = default;
-  explicit cOxLogger(unsigned long verbosity) : level(verbosity) {}
+  explicit cOxLogger(unsigned long verbosity) : level_(verbosity) {}
 
   // A const logger hands a message to its callback or drops it; any other buffers it where there is
   // no callback and buffering is enabled.
@@ -97,10 +97,10 @@ public:
   }
 
 private:
-  cOxLoggerCallBack* callBack = nullptr;
-  bool bufferEnabled = false;
-  std::vector<oxLogger::cBufferedMessages> bufferedMessages;
-  unsigned long level = 6;
+  cOxLoggerCallBack* callBack_ = nullptr;
+  bool bufferEnabled_ = false;
+  std::vector<oxLogger::cBufferedMessages> bufferedMessages_;
+  unsigned long level_ = 6;
 };
 
 } // namespace ox3

@@ -14,15 +14,15 @@ void to_lower(std::string& s) {
 }
 
 void trim(std::string& s) {
-  constexpr std::string_view whiteSpace = "\t\n\r ";
-  constexpr std::string_view whiteSpaceOrNul("\t\n\r \0", 5);
+  constexpr std::string_view kWhiteSpace = "\t\n\r ";
+  constexpr std::string_view kWhiteSpaceOrNul("\t\n\r \0", 5);
 
-  const std::size_t start = s.find_first_not_of(whiteSpace);
+  const std::size_t start = s.find_first_not_of(kWhiteSpace);
   if (start == std::string::npos || s[start] == '\0') {
     s.clear();
     return;
   }
-  s.erase(s.find_last_not_of(whiteSpaceOrNul) + 1);
+  s.erase(s.find_last_not_of(kWhiteSpaceOrNul) + 1);
   s.erase(0, start);
 }
 

@@ -9,10 +9,10 @@
 
 namespace failingSystem {
 
-failure planned;
+Failure planned;
 long liveAllocations = 0;
 
-bool failure::hits(kindOfCall asked) {
+bool Failure::hits(KindOfCall asked) {
   if (asked != kind || callsBefore-- > 0)
     return false;
   happened = true;

@@ -4,18 +4,18 @@
 
 namespace failingSystem {
 
-enum kindOfCall { none, memory, opening, reading, asking };
+enum KindOfCall { none, memory, opening, reading, asking };
 
-struct failure {
-  kindOfCall kind = none;
+struct Failure {
+  KindOfCall kind = none;
   bool lasting = false; // that call and all after it, not just that one
   long callsBefore = 0; // that still succeed
   bool happened = false;
 
   // Whether this call is to fail.
-  bool hits(kindOfCall asked);
+  bool hits(KindOfCall asked);
 };
-extern failure planned;
+extern Failure planned;
 
 // Stays 0 under a sanitizer that hands out memory itself; nor does such a call fail then.
 extern long liveAllocations;

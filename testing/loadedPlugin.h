@@ -19,20 +19,20 @@ public:
       throw std::runtime_error(dlerror());
     const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
         dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
-    table.version = OX_WP_PLUGIN_VERSION;
-    if (initialize(&table) != 0)
+    table_.version = OX_WP_PLUGIN_VERSION;
+    if (initialize(&table_) != 0)
       throw std::runtime_error("the plug-in refuses the table");
   }
-  ~LoadedPlugin() { table.release(table.plugin); }
+  ~LoadedPlugin() { table_.release(table_.plugin); }
   LoadedPlugin(const LoadedPlugin&) = delete;
   LoadedPlugin& operator=(const LoadedPlugin&) = delete;
 
   // Drops what was parsed before.
   bool tryToParse(const std::string& path) {
-    table.release_all_files(table.plugin);
-    file = table.parse_file(table.plugin, path.c_str());
-    section = table.get_section_handle(table.plugin, file, 0);
-    return file;
+    table_.release_all_files(table_.plugin);
+    file_ = table_.parse_file(table_.plugin, path.c_str());
+    section_ = table_.get_section_handle(table_.plugin, file_, 0);
+    return file_;
   }
 
   void parse(const std::string& path) {
@@ -46,8 +46,8 @@ public:
     _ox_wp_prop_type property = {};
     for (int variable = 0, before = -1; answers > before; ++variable) {
       before = answers;
-      for (int i = 0;
-           table.get_variable_property(table.plugin, file, section, variable, i, &property) == 0;
+      for (int i = 0; table_.get_variable_property(table_.plugin, file_, section_, variable, i,
+                                                   &property) == 0;
            ++i)
         ++answers;
     }
@@ -57,17 +57,18 @@ public:
   // Room for all of the first stream, or as much as one copy takes.
   std::vector<double> buffer() const {
     _ox_wp_prop_type property = {};
-    constexpr int sampleCount = 3;
-    table.get_variable_property(table.plugin, file, section, 0, sampleCount, &property);
-    constexpr std::int64_t largest = INT32_MAX / sizeof(double);
-    return std::vector<double>(static_cast<std::size_t>(std::min(property.integer_value, largest)));
+    constexpr int kSampleCount = 3;
+    table_.get_variable_property(table_.plugin, file_, section_, 0, kSampleCount, &property);
+    constexpr std::int64_t kLargest = INT32_MAX / sizeof(double);
+    return std::vector<double>(
+        static_cast<std::size_t>(std::min(property.integer_value, kLargest)));
   }
 
   // Samples of the first stream; false when they don't fill the buffer.
   bool tryToCopy(std::vector<double>& samples) const {
-    return table.copy_variable_data(table.plugin, file, section, 0, ox_wp_type_double,
-                                    samples.data(),
-                                    static_cast<int>(samples.size() * sizeof(double))) == 0;
+    return table_.copy_variable_data(table_.plugin, file_, section_, 0, ox_wp_type_double,
+                                     samples.data(),
+                                     static_cast<int>(samples.size() * sizeof(double))) == 0;
   }
 
   void copy(std::vector<double>& samples) const {
@@ -76,7 +77,7 @@ public:
   }
 
 private:
-  _ox_wp_plugin_functions_type table = {};
-  ox_wp_file_handle file = nullptr;
-  ox_wp_section_handle section = nullptr;
+  _ox_wp_plugin_functions_type table_ = {};
+  ox_wp_file_handle file_ = nullptr;
+  ox_wp_section_handle section_ = nullptr;
 };

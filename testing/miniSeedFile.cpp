@@ -13,28 +13,28 @@ namespace miniSeedFile {
 
 namespace {
 
-struct freeRecord {
+struct FreeRecord {
   void operator()(MSRecord* record) const {
     record->datasamples = nullptr; // the caller's
     msr_free(&record);
   }
 };
 
-constexpr char sampleTypes[] = {'i', 'f', 'd', 'a'}; // in the order of the variant
+constexpr char kSampleTypes[] = {'i', 'f', 'd', 'a'}; // in the order of the variant
 
 void append(char* record, int length, void* bytes) {
   static_cast<std::string*>(bytes)->append(record, static_cast<std::size_t>(length));
 }
 
-template<std::size_t size>
-void setCode(char (&code)[size], const std::string& text) {
-  text.copy(code, size - 1);
+template<std::size_t Size>
+void setCode(char (&code)[Size], const std::string& text) {
+  text.copy(code, Size - 1);
 }
 
 } // namespace
 
-std::string pack(const stream& stream, const samples& data) {
-  const std::unique_ptr<MSRecord, freeRecord> record(msr_init(nullptr));
+std::string pack(const Stream& stream, const Samples& data) {
+  const std::unique_ptr<MSRecord, FreeRecord> record(msr_init(nullptr));
   if (!record)
     throw std::runtime_error("no memory for a record");
   setCode(record->network, stream.network);
@@ -47,7 +47,7 @@ std::string pack(const stream& stream, const samples& data) {
   record->encoding = static_cast<std::int8_t>(stream.encoding);
   record->byteorder = stream.bigEndian ? 1 : 0;
   record->reclen = stream.recordLength;
-  record->sampletype = sampleTypes[data.index()];
+  record->sampletype = kSampleTypes[data.index()];
   std::visit(
       [&record](const auto& values) {
         record->numsamples = static_cast<std::int64_t>(values.size());
@@ -61,8 +61,8 @@ std::string pack(const stream& stream, const samples& data) {
   }
 
   std::string bytes;
-  constexpr flag flush = 1;
-  if (msr_pack(record.get(), append, &bytes, nullptr, flush, 0) < 0)
+  constexpr flag kFlush = 1;
+  if (msr_pack(record.get(), append, &bytes, nullptr, kFlush, 0) < 0)
     throw std::runtime_error("libmseed can't pack these samples");
   return bytes;
 }
@@ -92,7 +92,7 @@ std::vector<std::int32_t> wave(std::size_t count, int seed) {
   return values;
 }
 
-samples waveFor(int encoding, std::size_t count, int seed) {
+Samples waveFor(int encoding, std::size_t count, int seed) {
   std::vector<std::int32_t> integers = wave(count, seed);
   if (encoding == 0)
     return std::string(count, 't');

@@ -10,7 +10,7 @@
 namespace miniSeedFile {
 
 // How the records of one stream are written.
-struct stream {
+struct Stream {
   std::string network = "XX";
   std::string station = "TEST";
   std::string location = {};
@@ -25,17 +25,17 @@ struct stream {
 };
 
 // Encodings 1, 3, 10 and 11 take integers, 4 floats, 5 doubles, 0 text.
-using samples =
+using Samples =
     std::variant<std::vector<std::int32_t>, std::vector<float>, std::vector<double>, std::string>;
 
 // Where to damage a record: offsets in its header.
-constexpr std::size_t sampleCountOffset = 30; // 2 bytes
-constexpr std::size_t dataOffsetOffset = 44;  // 2 bytes
-constexpr std::size_t encodingOffset = 52;    // 1 byte; only without exactRate
+constexpr std::size_t kSampleCountOffset = 30; // 2 bytes
+constexpr std::size_t kDataOffsetOffset = 44;  // 2 bytes
+constexpr std::size_t kEncodingOffset = 52;    // 1 byte; only without exactRate
 
 // The bytes of as many records as the samples need. Throws std::runtime_error when libmseed can't
 // write them.
-std::string pack(const stream& stream, const samples& data);
+std::string pack(const Stream& stream, const Samples& data);
 
 // Records of several streams in turn, as a data logger writes them.
 std::string interleave(const std::vector<std::string>& streams, std::size_t recordLength);
@@ -44,7 +44,7 @@ std::string interleave(const std::vector<std::string>& streams, std::size_t reco
 std::vector<std::int32_t> wave(std::size_t count, int seed);
 
 // The same as what an encoding takes; text is all one letter.
-samples waveFor(int encoding, std::size_t count, int seed);
+Samples waveFor(int encoding, std::size_t count, int seed);
 
 // The bytes with others in place of those from `offset` on.
 std::string patched(std::string bytes, std::size_t offset, const std::string& patch);

@@ -8,17 +8,17 @@
 
 #include "testing/miniSeedFile.h"
 
-class temporaryFolder {
+class TemporaryFolder {
 public:
-  temporaryFolder() {
-    if (!mkdtemp(path.data()))
+  TemporaryFolder() {
+    if (!mkdtemp(path_.data()))
       throw std::runtime_error("no temporary folder");
   }
-  ~temporaryFolder() { std::filesystem::remove_all(path); }
-  temporaryFolder(const temporaryFolder&) = delete;
-  temporaryFolder& operator=(const temporaryFolder&) = delete;
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
   // Returns the file's path.
   std::string write(const std::string& name, const std::string& bytes) const {
@@ -27,5 +27,5 @@ public:
   }
 
 private:
-  std::string path = std::filesystem::temp_directory_path() / "ox-wp-XXXXXX";
+  std::string path_ = std::filesystem::temp_directory_path() / "ox-wp-XXXXXX";
 };

@@ -10,12 +10,12 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    constexpr std::size_t sampleCount = 3000;
+    constexpr std::size_t kSampleCount = 3000;
     std::vector<std::string> streams;
     for (const char* channel : {"BHE", "BHN", "BHZ"}) {
-      const miniSeedFile::stream stream{.location = "00", .channel = channel, .sampleRate = 20};
+      const miniSeedFile::Stream stream{.location = "00", .channel = channel, .sampleRate = 20};
       const auto seed = static_cast<int>(streams.size());
-      streams.push_back(miniSeedFile::pack(stream, miniSeedFile::wave(sampleCount, seed)));
+      streams.push_back(miniSeedFile::pack(stream, miniSeedFile::wave(kSampleCount, seed)));
     }
     miniSeedFile::write(argv[1], miniSeedFile::interleave(streams, 512));
   } catch (const std::exception& failure) {

@@ -10,30 +10,30 @@
 namespace {
 
 // One attempt: a reader made for it and gone after it.
-using attempt = int (*)(cGeoParserFile&, const std::string&);
+using Attempt = int (*)(cGeoParserFile&, const std::string&);
 
 template<class Reader>
 int with(cGeoParserFile& file, const std::string& name) {
   return Reader(file).parseFile(name);
 }
 
-constexpr attempt seg2 = with<cGeoFileParserSeg2>;
-constexpr attempt geopsySignal = with<cGeoFileParserGeopsySignal>;
-constexpr attempt miniSeed = with<cGeoFileParserMiniSeed>;
+constexpr Attempt kSeg2 = with<cGeoFileParserSeg2>;
+constexpr Attempt kGeopsySignal = with<cGeoFileParserGeopsySignal>;
+constexpr Attempt kMiniSeed = with<cGeoFileParserMiniSeed>;
 
 // In order. Uneven on purpose: what is named like SEG-2 is never read as miniSEED, and what is
 // named like miniSEED gets a second chance at the end.
-constexpr attempt seg2First[] = {seg2, geopsySignal};
-constexpr attempt miniSeedFirst[] = {miniSeed, geopsySignal, seg2, miniSeed};
-constexpr attempt geopsySignalFirst[] = {geopsySignal, seg2, miniSeed};
+constexpr Attempt kSeg2First[] = {kSeg2, kGeopsySignal};
+constexpr Attempt kMiniSeedFirst[] = {kMiniSeed, kGeopsySignal, kSeg2, kMiniSeed};
+constexpr Attempt kGeopsySignalFirst[] = {kGeopsySignal, kSeg2, kMiniSeed};
 
-std::span<const attempt> attemptsFor(geoFileParser::geo_file_type type,
+std::span<const Attempt> attemptsFor(geoFileParser::geo_file_type type,
                                      const std::string& extension) {
   if (type == geoFileParser::geo_file_seg2 || extension == ".seg2" || extension == ".dat")
-    return seg2First;
+    return kSeg2First;
   if (extension == ".mseed" || extension == ".msd")
-    return miniSeedFirst;
-  return geopsySignalFirst;
+    return kMiniSeedFirst;
+  return kGeopsySignalFirst;
 }
 
 std::string successMessage(const std::string& name) {
@@ -64,8 +64,8 @@ int cGeoFileParser::parse(cGeoParserFile& file, std::string name,
   name = path.name();
   file.setFileName(name);
 
-  const std::span<const attempt> attempts = attemptsFor(type, path.extensionLowerCase());
-  for (const attempt parseFile : attempts) {
+  const std::span<const Attempt> attempts = attemptsFor(type, path.extensionLowerCase());
+  for (const Attempt parseFile : attempts) {
     auto code = static_cast<ox3::returnCode>(parseFile(file, name));
     if (printErrorMessageAndQuit(name, code))
       return code;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "geo/cGeoParserPlugin.h"
-#include "geo/readers/zeroPageAllocator.h"
+#include "geo/readers/cZeroPageAllocator.h"
 #include "support/dateAndTime.h"
 
 // A regular file that holds something. A pipe would keep the host waiting for a writer, a device
@@ -31,7 +31,7 @@ protected:
   cGeoParserFile& file; // the record that the reader fills; not owned
   std::int32_t entryCount = 0;
   std::int32_t headerSize = 0;
-  std::vector<std::int32_t, zeroPageAllocator<std::int32_t>> entryTable;
+  std::vector<std::int32_t, cZeroPageAllocator<std::int32_t>> entryTable;
 };
 
 // `Reader` is the class that derives from this one. It offers

@@ -16,12 +16,12 @@
 //       40   4 n  entry table
 namespace {
 
-constexpr std::streamsize tagSize = 16;
-constexpr double testDouble = -3.333333333e35;
-constexpr std::uint32_t testInteger = 0x841584D7;
-constexpr std::int32_t version = 2;
-constexpr std::int32_t fixedHeaderSize = 40;
-constexpr std::uint64_t readBufferStep = 1024;
+constexpr std::streamsize kTagSize = 16;
+constexpr double kTestDouble = -3.333333333e35;
+constexpr std::uint32_t kTestInteger = 0x841584D7;
+constexpr std::int32_t kVersion = 2;
+constexpr std::int32_t kFixedHeaderSize = 40;
+constexpr std::uint64_t kReadBufferStep = 1024;
 
 // Stores what the file still holds of the number and leaves the rest of it as it was; true when
 // that was all of it.
@@ -51,13 +51,13 @@ int cGeoFileParserGeopsySignal::fillSection(cGeoParserSection& /*section*/) {
 }
 
 bool cGeoFileParserGeopsySignal::parseHeader(std::ifstream& stream) {
-  if (!stream.good() || !readTag(stream) || !readsExactly(stream, testDouble) ||
-      !readsExactly(stream, testInteger) || !readsExactly(stream, version))
+  if (!stream.good() || !readTag(stream) || !readsExactly(stream, kTestDouble) ||
+      !readsExactly(stream, kTestInteger) || !readsExactly(stream, kVersion))
     return false;
 
   // From here on a file that ends too early is not told apart from one with zeros in the rest.
   read(stream, headerSize);
-  if (headerSize < fixedHeaderSize)
+  if (headerSize < kFixedHeaderSize)
     return false;
   read(stream, entryCount);
   if (entryCount < 0 || static_cast<std::uint32_t>(headerSize) != headerSizeFor(entryCount))
@@ -71,9 +71,9 @@ bool cGeoFileParserGeopsySignal::parseHeader(std::ifstream& stream) {
 }
 
 bool cGeoFileParserGeopsySignal::readTag(std::ifstream& stream) {
-  reserveReadBuffer(tagSize);
-  stream.read(readBuffer.get(), tagSize);
-  ox3::cOxString tag(std::string(readBuffer.get(), tagSize));
+  reserveReadBuffer(kTagSize);
+  stream.read(readBuffer.get(), kTagSize);
+  ox3::cOxString tag(std::string(readBuffer.get(), kTagSize));
   if (!stream.good())
     return false;
 
@@ -86,8 +86,8 @@ bool cGeoFileParserGeopsySignal::readTag(std::ifstream& stream) {
 void cGeoFileParserGeopsySignal::reserveReadBuffer(std::uint64_t bytes) {
   if (readBufferCapacity >= bytes)
     return;
-  auto larger = std::make_unique<char[]>(readBufferCapacity + readBufferStep);
+  auto larger = std::make_unique<char[]>(readBufferCapacity + kReadBufferStep);
   std::copy_n(readBuffer.get(), readBufferLength, larger.get());
   readBuffer = std::move(larger);
-  readBufferCapacity += readBufferStep;
+  readBufferCapacity += kReadBufferStep;
 }

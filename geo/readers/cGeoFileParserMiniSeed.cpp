@@ -16,22 +16,22 @@
 
 namespace {
 
-constexpr double microsecondsPerSecond = 1000000.0;
+constexpr double kMicrosecondsPerSecond = 1000000.0;
 
 void discard(char* /*message*/) {}
 
 // A data file held open for reading, whatever else happens to its name.
-class openFile {
+class cOpenFile {
 public:
-  explicit openFile(const std::string& name)
-      : descriptor(isDataFile(name) ? ::open(name.c_str(), O_RDONLY | O_CLOEXEC) : -1) {}
-  ~openFile() { close(); }
-  openFile(const openFile&) = delete;
-  openFile& operator=(const openFile&) = delete;
+  explicit cOpenFile(const std::string& name)
+      : descriptor_(isDataFile(name) ? ::open(name.c_str(), O_RDONLY | O_CLOEXEC) : -1) {}
+  ~cOpenFile() { close(); }
+  cOpenFile(const cOpenFile&) = delete;
+  cOpenFile& operator=(const cOpenFile&) = delete;
 
   void close() noexcept {
-    if (descriptor >= 0)
-      ::close(std::exchange(descriptor, -1));
+    if (descriptor_ >= 0)
+      ::close(std::exchange(descriptor_, -1));
   }
 
   // Whether the file holds as many bytes as the system says. Some don't, under /sys for one, and
@@ -39,25 +39,25 @@ public:
   bool isComplete() const noexcept {
     struct stat status = {};
     char last = 0;
-    return descriptor >= 0 && fstat(descriptor, &status) == 0 &&
-           pread(descriptor, &last, 1, status.st_size - 1) == 1;
+    return descriptor_ >= 0 && fstat(descriptor_, &status) == 0 &&
+           pread(descriptor_, &last, 1, status.st_size - 1) == 1;
   }
 
   // Whether it is a container of records, which begins with one of these. The library takes the
   // lengths written in it on trust, negative ones too, and reads far beyond its buffer.
   bool isPacked() const noexcept {
     char signature[4] = "";
-    if (pread(descriptor, signature, 3, 0) != 3)
+    if (pread(descriptor_, signature, 3, 0) != 3)
       return false;
     const std::string_view packed[] = {"PED", "PSD", "PLC", "PQI", "PLS"};
     return std::find(std::begin(packed), std::end(packed), signature) != std::end(packed);
   }
 
   // Another name of the same file, good until it is closed.
-  std::string otherName() const { return "/proc/self/fd/" + std::to_string(descriptor); }
+  std::string otherName() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
 
 private:
-  int descriptor;
+  int descriptor_;
 };
 
 // The library knows a file by the part of its name that fits its own buffer, and reads standard
@@ -69,81 +69,82 @@ bool isSafeName(const std::string& name) {
 
 // The records of a file, front to back. The library keeps the file open and a reading state for the
 // whole process meanwhile: both end with this object.
-class recordStream {
+class cRecordStream {
 public:
-  enum class samples : flag { skipped = 0, decoded = 1 };
+  enum class Samples : flag { skipped = 0, decoded = 1 };
 
-  recordStream(const std::string& name, samples wanted) : opened(name), dataFlag(wanted) {
+  cRecordStream(const std::string& name, Samples wanted) : opened_(name), dataFlag_(wanted) {
     // The library prints unless told otherwise, and can't be asked what it was told before.
     ms_loginit(discard, nullptr, discard, nullptr);
-    if (!opened.isComplete() || opened.isPacked())
+    if (!opened_.isComplete() || opened_.isPacked())
       return;
     if (isSafeName(name)) {
-      readName = name;
-      opened.close();
+      readName_ = name;
+      opened_.close();
     } else {
-      readName = opened.otherName();
+      readName_ = opened_.otherName();
     }
-    result = MS_NOERROR;
+    result_ = MS_NOERROR;
   }
 
-  ~recordStream() { ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0); }
-  recordStream(const recordStream&) = delete;
-  recordStream& operator=(const recordStream&) = delete;
+  ~cRecordStream() { ms_readmsr(&record_, nullptr, 0, nullptr, nullptr, 0, 0, 0); }
+  cRecordStream(const cRecordStream&) = delete;
+  cRecordStream& operator=(const cRecordStream&) = delete;
 
   // The next record, good until the next call; null at the end and at an error.
   MSRecord* next() {
-    if (result != MS_NOERROR)
+    if (result_ != MS_NOERROR)
       return nullptr;
-    constexpr int detectLength = -1;
-    constexpr flag skipNonData = 1;
-    result = ms_readmsr(&record, readName.c_str(), detectLength, nullptr, nullptr, skipNonData,
-                        static_cast<flag>(dataFlag), 0);
-    if (result != MS_NOERROR)
+    constexpr int kDetectLength = -1;
+    constexpr flag kSkipNonData = 1;
+    result_ = ms_readmsr(&record_, readName_.c_str(), kDetectLength, nullptr, nullptr, kSkipNonData,
+                         static_cast<flag>(dataFlag_), 0);
+    if (result_ != MS_NOERROR)
       return nullptr;
     // A damaged record can claim a negative length: the library would step back by it and never
     // find the end.
-    if (record->reclen < 0) {
-      result = MS_OUTOFRANGE;
+    if (record_->reclen < 0) {
+      result_ = MS_OUTOFRANGE;
       return nullptr;
     }
-    return record;
+    return record_;
   }
 
   // After next() gave null: whether that was the end and no error.
-  bool reachedEnd() const noexcept { return result == MS_ENDOFFILE; }
+  bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
-  openFile opened;
-  std::string readName;
-  samples dataFlag;
-  MSRecord* record = nullptr;
-  int result = MS_GENERROR;
+  cOpenFile opened_;
+  std::string readName_;
+  Samples dataFlag_;
+  MSRecord* record_ = nullptr;
+  int result_ = MS_GENERROR;
 };
 
 // The name of a stream: a record's network, station, location and channel, joined by underscores.
 // Zeros fill the array, so that two names compare as a whole: several times cheaper than comparing
 // texts of unknown length, which each record would pay for.
-class sourceName {
+class cSourceName {
 public:
-  sourceName() = default;
-  explicit sourceName(MSRecord& record) noexcept {
-    constexpr flag withoutQuality = 0;
-    msr_srcname(&record, text, withoutQuality);
+  cSourceName() = default;
+  explicit cSourceName(MSRecord& record) noexcept {
+    constexpr flag kWithoutQuality = 0;
+    msr_srcname(&record, text_, kWithoutQuality);
   }
-  explicit sourceName(const std::string& name) noexcept { name.copy(text, sizeof text - 1); }
+  explicit cSourceName(const std::string& name) noexcept { name.copy(text_, sizeof text_ - 1); }
 
-  bool operator==(const sourceName& other) const noexcept {
-    return std::memcmp(text, other.text, sizeof text) == 0;
+  bool operator==(const cSourceName& other) const noexcept {
+    return std::memcmp(text_, other.text_, sizeof text_) == 0;
   }
-  const char* c_str() const noexcept { return text; }
+  const char* c_str() const noexcept { return text_; }
 
 private:
   // Each code with the byte that follows it, rounded up to whole words.
-  static constexpr std::size_t size = (sizeof(MSRecord::network) + sizeof(MSRecord::station) +
-                                       sizeof(MSRecord::location) + sizeof(MSRecord::channel) + 7) /
-                                      8 * 8;
-  char text[size] = {};
+  static constexpr std::size_t kSize =
+      (sizeof(MSRecord::network) + sizeof(MSRecord::station) + sizeof(MSRecord::location) +
+       sizeof(MSRecord::channel) + 7) /
+      8 * 8;
+  char text_[kSize] = {};
 };
 
 std::int32_t lowBits(std::int64_t value) noexcept {
@@ -153,8 +154,8 @@ std::int32_t lowBits(std::int64_t value) noexcept {
 // Toward zero. What 64 bits can't hold, NaN included, becomes the lowest value, as the processor
 // has it: files can hold any sample rate.
 std::int64_t truncated(double value) noexcept {
-  constexpr double limit = 9223372036854775808.0; // 2^63
-  if (value >= -limit && value < limit)
+  constexpr double kLimit = 9223372036854775808.0; // 2^63
+  if (value >= -kLimit && value < kLimit)
     return static_cast<std::int64_t>(value);
   return std::numeric_limits<std::int64_t>::min();
 }
@@ -191,40 +192,40 @@ cGeoParserVariable variableFor(const std::string& name, const MSRecord& first) {
 
 // Finds the variable of a stream. Records of one stream come in a row, or streams take turns: what
 // neither the variable of the record before nor the one after it explains is looked up.
-class variableFinder {
+class cVariableFinder {
 public:
-  explicit variableFinder(std::vector<cGeoParserVariable>& list) : variables(list) {}
+  explicit cVariableFinder(std::vector<cGeoParserVariable>& list) : variables_(list) {}
 
   // The variable of the record's stream, added when there is none. Good until the next call.
   cGeoParserVariable& variableOf(MSRecord& record) {
-    const sourceName name(record);
-    if (!current || name != currentName) {
-      currentName = name;
-      number = numberOf(record);
-      current = &variables[number];
+    const cSourceName name(record);
+    if (!current_ || name != currentName_) {
+      currentName_ = name;
+      number_ = numberOf(record);
+      current_ = &variables_[number_];
     }
-    return *current;
+    return *current_;
   }
 
 private:
   std::size_t numberOf(const MSRecord& record) {
-    const std::size_t next = number + 1 < names.size() ? number + 1 : 0;
-    if (next < names.size() && names[next] == currentName)
+    const std::size_t next = number_ + 1 < names_.size() ? number_ + 1 : 0;
+    if (next < names_.size() && names_[next] == currentName_)
       return next;
-    const auto [entry, isNew] = numbers.try_emplace(currentName.c_str(), variables.size());
+    const auto [entry, isNew] = numbers_.try_emplace(currentName_.c_str(), variables_.size());
     if (isNew) {
-      variables.push_back(variableFor(entry->first, record));
-      names.push_back(currentName);
+      variables_.push_back(variableFor(entry->first, record));
+      names_.push_back(currentName_);
     }
     return entry->second;
   }
 
-  std::vector<cGeoParserVariable>& variables;
-  std::vector<sourceName> names;                // of the variables
-  std::map<std::string, unsigned long> numbers; // of the variables, by source name
-  sourceName currentName;
-  cGeoParserVariable* current = nullptr;
-  std::size_t number = 0;
+  std::vector<cGeoParserVariable>& variables_;
+  std::vector<cSourceName> names_;               // of the variables
+  std::map<std::string, unsigned long> numbers_; // of the variables, by source name
+  cSourceName currentName_;
+  cGeoParserVariable* current_ = nullptr;
+  std::size_t number_ = 0;
 };
 
 void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
@@ -236,11 +237,11 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
   // start is one sample on, not one record.
   const auto distance = static_cast<double>(record.starttime - variable.nextStartTime);
   const std::int32_t gap =
-      lowBits(truncated(distance / (variable.sampleRate * microsecondsPerSecond)));
+      lowBits(truncated(distance / (variable.sampleRate * kMicrosecondsPerSecond)));
   variable.gapSum =
       static_cast<std::int32_t>(static_cast<std::uint32_t>(variable.gapSum) + magnitude(gap));
   variable.nextStartTime = lowBits(truncated(static_cast<double>(record.starttime) +
-                                             microsecondsPerSecond / variable.sampleRate));
+                                             kMicrosecondsPerSecond / variable.sampleRate));
 }
 
 template<class Sample>
@@ -300,9 +301,9 @@ bool cGeoFileParserMiniSeed::checkFileHeader() {
 
   // Sequence number, quality, station, location, channel and network are text. A file that is
   // shorter is judged by its last byte again.
-  constexpr int textSize = 20;
+  constexpr int kTextSize = 20;
   char byte = 0;
-  for (int i = 0; i < textSize; ++i) {
+  for (int i = 0; i < kTextSize; ++i) {
     stream.read(&byte, 1);
     const bool isText =
         (byte >= 0x20 && byte <= 0x7E) || byte == '\r' || byte == '\t' || byte == '\n';
@@ -313,8 +314,8 @@ bool cGeoFileParserMiniSeed::checkFileHeader() {
 }
 
 bool cGeoFileParserMiniSeed::parseHeader(cGeoParserSection& section) {
-  variableFinder finder(section.variables);
-  recordStream records(fileName, recordStream::samples::skipped);
+  cVariableFinder finder(section.variables);
+  cRecordStream records(fileName, cRecordStream::Samples::skipped);
   while (MSRecord* record = records.next())
     addRecord(finder.variableOf(*record), *record);
   return records.reachedEnd();
@@ -328,12 +329,12 @@ bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, 
     return false;
 
   fileName = file.fileName();
-  const sourceName name(section.variables[static_cast<std::size_t>(variable)].name);
+  const cSourceName name(section.variables[static_cast<std::size_t>(variable)].name);
   std::int64_t copied = 0;
 
-  recordStream records(fileName, recordStream::samples::decoded);
+  cRecordStream records(fileName, cRecordStream::Samples::decoded);
   while (MSRecord* record = records.next()) {
-    if (sourceName(*record) != name || !record->datasamples)
+    if (cSourceName(*record) != name || !record->datasamples)
       continue;
     const std::int64_t n = std::min(record->samplecnt, count - copied);
     copied += n;

@@ -19,19 +19,19 @@ namespace {
 
 using miniSeedFile::pack;
 using miniSeedFile::patched;
-using integers = std::vector<std::int32_t>;
-using doubles = std::vector<double>;
+using Integers = std::vector<std::int32_t>;
+using Doubles = std::vector<double>;
 
-constexpr double mark = -12345.678; // what no test file holds
+constexpr double kMark = -12345.678; // what no test file holds
 
-integers ramp(std::size_t count, std::int32_t first = 1) {
-  integers result(count);
+Integers ramp(std::size_t count, std::int32_t first = 1) {
+  Integers result(count);
   std::iota(result.begin(), result.end(), first);
   return result;
 }
 
 // What a full walk over a variable gives; `label` texts are read at once.
-struct variable {
+struct Variable {
   std::map<int, std::int64_t> integers;
   std::map<int, double> doubles;
   std::map<int, std::string> texts;
@@ -39,18 +39,18 @@ struct variable {
   std::int64_t count() const { return integers.at(ox_wp_prop_sample_count); }
 };
 
-class boundary : public testing::Test {
+class Boundary : public testing::Test {
 protected:
-  boundary() {
-    library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+  Boundary() {
+    library_ = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
     const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
-        dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
+        dlsym(library_, OX_WP_PLUGIN_ENTRY_POINT));
     host.version = 1;
     EXPECT_EQ(initialize(&host), 0);
   }
-  ~boundary() override {
+  ~Boundary() override {
     host.release(host.plugin);
-    dlclose(library);
+    dlclose(library_);
   }
 
   ox_wp_file_handle parse(const std::string& path) const {
@@ -66,10 +66,10 @@ protected:
     return host.get_section_handle(host.plugin, file, 0);
   }
 
-  std::vector<variable> variables(ox_wp_file_handle file) const {
-    std::vector<variable> result;
+  std::vector<Variable> variables(ox_wp_file_handle file) const {
+    std::vector<Variable> result;
     for (int v = 0;; ++v) {
-      variable seen;
+      Variable seen;
       _ox_wp_prop_type property = {};
       for (int i = 0;
            host.get_variable_property(host.plugin, file, section(file), v, i, &property) == 0;
@@ -88,25 +88,25 @@ protected:
   }
 
   // The status of a copy into `room` doubles, and the whole buffer with two more doubles behind.
-  std::pair<int, doubles> copy(ox_wp_file_handle file, int variable, int room) const {
-    doubles buffer(static_cast<std::size_t>(std::max(room, 0)) + 2, mark);
+  std::pair<int, Doubles> copy(ox_wp_file_handle file, int variable, int room) const {
+    Doubles buffer(static_cast<std::size_t>(std::max(room, 0)) + 2, kMark);
     const int status = host.copy_variable_data(host.plugin, file, section(file), variable,
                                                ox_wp_type_double, buffer.data(), room * 8);
     return {status, buffer};
   }
 
   _ox_wp_plugin_functions_type host = {};
-  temporaryFolder folder;
+  TemporaryFolder folder;
 
 private:
-  void* library;
+  void* library_;
 };
 
 // `samples`, then marks up to `size`.
 template<class Samples>
-doubles padded(const Samples& samples, std::size_t size) {
-  doubles result(samples.begin(), samples.end());
-  result.resize(size, mark);
+Doubles padded(const Samples& samples, std::size_t size) {
+  Doubles result(samples.begin(), samples.end());
+  result.resize(size, kMark);
   return result;
 }
 
@@ -118,27 +118,27 @@ long openDescriptors() {
 } // namespace
 
 // That each property has its index, identifier, type and fields, the checker says of any plug-in.
-TEST_F(boundary, propertiesSayWhatTheFileHolds) {
+TEST_F(Boundary, propertiesSayWhatTheFileHolds) {
   const ox_wp_file_handle file = parseBytes(
       pack({.location = "00", .sampleRate = 20, .startTime = (1LL << 32) - 1500096, .encoding = 3},
            ramp(5)));
-  const std::vector<variable> streams = variables(file);
+  const std::vector<Variable> streams = variables(file);
   ASSERT_EQ(streams.size(), 1U);
-  using texts = std::map<int, std::string>;
-  using numbers = std::map<int, double>;
-  EXPECT_EQ(streams[0].texts, (texts{{48, "XX_TEST_00_BHZ"}, {49, "time stamp"}, {50, "count"}}));
+  using Texts = std::map<int, std::string>;
+  using Numbers = std::map<int, double>;
+  EXPECT_EQ(streams[0].texts, (Texts{{48, "XX_TEST_00_BHZ"}, {49, "time stamp"}, {50, "count"}}));
   // The start is what the low 32 bits of the microseconds make of it.
   EXPECT_EQ(streams[0].doubles,
-            (numbers{{34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}}));
+            (Numbers{{34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}}));
   EXPECT_EQ(streams[0].integers, (std::map<int, std::int64_t>{{51, 0}, {52, 10}, {53, 5}}));
 }
 
-TEST_F(boundary, everyEncodingComesOutAsDoubles) {
-  const integers small = {0, 1, -1, 300, -32768, 32767, 5};
-  const integers large = {0, -536870912, 536870911, 12, -7, 9};
-  const miniSeedFile::samples floats = std::vector<float>{0.F, -1.5F, 3e38F, 1e-40F};
-  const miniSeedFile::samples reals = std::vector<double>{0, -1.5, 1e300, 5e-324, INFINITY};
-  const std::pair<int, miniSeedFile::samples> cases[] = {
+TEST_F(Boundary, everyEncodingComesOutAsDoubles) {
+  const Integers small = {0, 1, -1, 300, -32768, 32767, 5};
+  const Integers large = {0, -536870912, 536870911, 12, -7, 9};
+  const miniSeedFile::Samples floats = std::vector<float>{0.F, -1.5F, 3e38F, 1e-40F};
+  const miniSeedFile::Samples reals = std::vector<double>{0, -1.5, 1e300, 5e-324, INFINITY};
+  const std::pair<int, miniSeedFile::Samples> cases[] = {
       {0, "text \xff\x80~"}, {1, small},  {3, large},      {4, floats},       {5, reals},
       {10, large},           {11, small}, {3, ramp(5000)}, {11, ramp(50000)},
   };
@@ -148,7 +148,7 @@ TEST_F(boundary, everyEncodingComesOutAsDoubles) {
         const ox_wp_file_handle file = parseBytes(
             pack({.encoding = encoding, .recordLength = length, .bigEndian = bigEndian}, data));
         ASSERT_NE(file, nullptr) << encoding << " " << length;
-        doubles expected;
+        Doubles expected;
         std::visit(
             [&expected](const auto& values) {
               for (const auto value : values)
@@ -158,7 +158,7 @@ TEST_F(boundary, everyEncodingComesOutAsDoubles) {
                   expected.push_back(static_cast<double>(value));
             },
             data);
-        const variable seen = variables(file).at(0);
+        const Variable seen = variables(file).at(0);
         EXPECT_EQ(seen.integers.at(ox_wp_prop_variable_data_type), ox_wp_type_double) << encoding;
         EXPECT_EQ(seen.count(), std::ssize(expected));
         EXPECT_EQ(copy(file, 0, static_cast<int>(expected.size())),
@@ -169,12 +169,12 @@ TEST_F(boundary, everyEncodingComesOutAsDoubles) {
 
 // What libmseed can decode is copied on request even where the variable says that it isn't
 // deliverable; what it can't is counted and skipped.
-TEST_F(boundary, otherEncodingsAreNotDeliverable) {
+TEST_F(Boundary, otherEncodingsAreNotDeliverable) {
   for (const int encoding : {2, 12, 13, 14, 16, 30, 32, 77, 254}) {
     const std::string record = pack({.encoding = 3}, ramp(5));
-    const ox_wp_file_handle file = parseBytes(
-        patched(record, miniSeedFile::encodingOffset, std::string(1, static_cast<char>(encoding))));
-    const variable seen = variables(file).at(0);
+    const ox_wp_file_handle file = parseBytes(patched(record, miniSeedFile::kEncodingOffset,
+                                                      std::string(1, static_cast<char>(encoding))));
+    const Variable seen = variables(file).at(0);
     EXPECT_EQ(seen.integers.at(ox_wp_prop_variable_data_type), ox_wp_type_none) << encoding;
     EXPECT_EQ(seen.count(), 5);
     const bool decodable = encoding >= 12 && encoding <= 32;
@@ -182,7 +182,7 @@ TEST_F(boundary, otherEncodingsAreNotDeliverable) {
   }
 }
 
-TEST_F(boundary, copiesStopWhereTheBufferEnds) {
+TEST_F(Boundary, copiesStopWhereTheBufferEnds) {
   std::string bytes; // three records of three samples with gaps between
   for (const std::int32_t first : {1, 4, 7})
     bytes += pack({.startTime = first * 60000000LL, .encoding = 3}, ramp(3, first));
@@ -194,7 +194,7 @@ TEST_F(boundary, copiesStopWhereTheBufferEnds) {
   }
 }
 
-TEST_F(boundary, streamsAreInTheOrderOfTheirFirstRecord) {
+TEST_F(Boundary, streamsAreInTheOrderOfTheirFirstRecord) {
   // Quality, rate, encoding and start of later records make no other stream and change nothing.
   const auto record = [](const char* channel, char quality, int rate, int encoding,
                          std::int32_t first) {
@@ -209,7 +209,7 @@ TEST_F(boundary, streamsAreInTheOrderOfTheirFirstRecord) {
       parseBytes(record("BHZ", 'D', 10, 3, 1) + record("BHE", 'R', 20, 11, 100) +
                  record("BHZ", 'Q', 99, 11, 4) + record("BHN", 'M', 40, 1, 200) +
                  record("BHE", 'R', 20, 3, 103) + record("BHZ", 'D', 10, 3, 7));
-  const std::vector<variable> streams = variables(file);
+  const std::vector<Variable> streams = variables(file);
   const struct {
     const char* name;
     std::int32_t first;
@@ -219,7 +219,7 @@ TEST_F(boundary, streamsAreInTheOrderOfTheirFirstRecord) {
       {"XX_TEST__BHZ", 1, 9, 0.1}, {"XX_TEST__BHE", 100, 6, 0.05}, {"XX_TEST__BHN", 200, 3, 0.025}};
   ASSERT_EQ(streams.size(), std::size(expected));
   for (int i = 0; i < 3; ++i) {
-    const variable& seen = streams[static_cast<std::size_t>(i)];
+    const Variable& seen = streams[static_cast<std::size_t>(i)];
     EXPECT_EQ(seen.name(), expected[i].name);
     EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_start), expected[i].first);
     EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_step), expected[i].step);
@@ -228,12 +228,12 @@ TEST_F(boundary, streamsAreInTheOrderOfTheirFirstRecord) {
   }
 }
 
-TEST_F(boundary, damagedRecordsAreCountedButNotFound) {
+TEST_F(Boundary, damagedRecordsAreCountedButNotFound) {
   const std::string good = pack({}, ramp(10)) + pack({}, ramp(10, 11));
   const std::string noise(384, '#');
   const std::string blank = "000003" + std::string(506, ' ');
   const std::string badOffset =
-      patched(pack({}, ramp(5, 50)), miniSeedFile::dataOffsetOffset, std::string("\x7f\xff", 2));
+      patched(pack({}, ramp(5, 50)), miniSeedFile::kDataOffsetOffset, std::string("\x7f\xff", 2));
   const ox_wp_file_handle file = parseBytes(good.substr(0, 512) + noise + badOffset + blank +
                                             good.substr(512) + good.substr(0, 100));
   EXPECT_EQ(variables(file).at(0).count(), 25);
@@ -241,10 +241,10 @@ TEST_F(boundary, damagedRecordsAreCountedButNotFound) {
   EXPECT_EQ(copy(file, 0, 20), std::pair(0, padded(ramp(20), 22)));
 }
 
-TEST_F(boundary, anySampleRateIsTaken) {
+TEST_F(Boundary, anySampleRateIsTaken) {
   const double huge = std::numeric_limits<float>::max();
-  for (const double rate : {0., -1., 1e-30, huge, -huge, doubles::value_type{INFINITY},
-                            -doubles::value_type{INFINITY}, std::nan("")}) {
+  for (const double rate : {0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
+                            -Doubles::value_type{INFINITY}, std::nan("")}) {
     std::string bytes;
     for (const std::int64_t start : {0LL, 1LL << 40, -(1LL << 40)})
       bytes +=
@@ -260,7 +260,7 @@ TEST_F(boundary, anySampleRateIsTaken) {
 
 // Each of these makes libmseed print, wait for ever or read what is the host's, if it gets the
 // chance.
-TEST_F(boundary, namesAndFilesThatLeadTheLibraryAstray) {
+TEST_F(Boundary, namesAndFilesThatLeadTheLibraryAstray) {
   const std::string good = pack({.encoding = 3}, ramp(3));
   const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'e') + "/";
   std::filesystem::create_directories(folder / deep);
@@ -294,7 +294,7 @@ TEST_F(boundary, namesAndFilesThatLeadTheLibraryAstray) {
   std::filesystem::current_path("/");
 }
 
-TEST_F(boundary, badInputLeavesNoTrace) {
+TEST_F(Boundary, badInputLeavesNoTrace) {
   const std::string good = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle earlier = parse(folder.write("earlier", good));
   const std::string gone = folder.write("gone", good);
@@ -347,25 +347,25 @@ TEST_F(boundary, badInputLeavesNoTrace) {
   EXPECT_EQ(host.parse_file(host.plugin, nullptr), nullptr);
   parse(folder.write("blockettes.mseed", patched(good, 39, "\7"))); // libmseed warns of each record
 
-  EXPECT_EQ(copy(vanished, 0, 3), std::pair(1, doubles(5, mark)));
+  EXPECT_EQ(copy(vanished, 0, 3), std::pair(1, Doubles(5, kMark)));
   EXPECT_EQ(copy(earlier, 0, 3).first, 0);
   EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(boundary, nullPropertiesAndMissingVariablesAreRefused) {
+TEST_F(Boundary, nullPropertiesAndMissingVariablesAreRefused) {
   ox_wp_file_handle file = parseBytes(pack({}, ramp(3)));
   EXPECT_EQ(host.get_file_property(host.plugin, file, 0, nullptr), 1);
   EXPECT_EQ(host.get_section_property(host.plugin, file, section(file), 0, nullptr), 1);
   EXPECT_EQ(host.get_variable_property(host.plugin, file, section(file), 0, 0, nullptr), 1);
   for (const int missing : {1, INT_MAX, -1, INT_MIN})
-    EXPECT_EQ(copy(file, missing, 3), std::pair(1, doubles(5, mark))) << missing;
+    EXPECT_EQ(copy(file, missing, 3), std::pair(1, Doubles(5, kMark))) << missing;
   EXPECT_EQ(host.copy_variable_data(host.plugin, file, section(file), 0, ox_wp_type_double, nullptr,
                                     sizeof(double)),
             1);
 }
 
-TEST_F(boundary, changedFileIsParsedAnew) {
+TEST_F(Boundary, changedFileIsParsedAnew) {
   const std::string record = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle file = parseBytes(record);
   const ox_wp_file_handle again = parseBytes(record + record);

@@ -15,11 +15,11 @@ using namespace failingSystem;
 
 namespace {
 
-enum step { initializing, parsing, copying };
+enum Step { initializing, parsing, copying };
 
-class faults : public testing::Test {
+class Faults : public testing::Test {
 protected:
-  faults() {
+  Faults() {
     std::vector<std::int32_t> ramp(2000);
     std::iota(ramp.begin(), ramp.end(), 1);
     const std::string first = miniSeedFile::pack({.channel = "BHE"}, ramp);
@@ -37,7 +37,7 @@ protected:
   ox_wp_file_handle parse() const { return host.parse_file(host.plugin, path.c_str()); }
 
   // True when all is there; never says so when it isn't.
-  bool copy(ox_wp_file_handle file, kindOfCall failing = none) const {
+  bool copy(ox_wp_file_handle file, KindOfCall failing = none) const {
     std::vector<double> buffer(samples.size());
     planned.kind = failing;
     const int status = host.copy_variable_data(
@@ -49,7 +49,7 @@ protected:
   }
 
   // A host's visit in which call number `call` of a step fails; false when there is no such call.
-  bool visit(step which, kindOfCall kind, long call, bool lasting) {
+  bool visit(Step which, KindOfCall kind, long call, bool lasting) {
     planned = {.kind = none, .lasting = lasting, .callsBefore = call, .happened = false};
     if (which != initializing)
       initialize();
@@ -79,10 +79,10 @@ protected:
     return std::distance(begin(all), end(all));
   }
 
-  void everyCall(kindOfCall kind, step first) {
+  void everyCall(KindOfCall kind, Step first) {
     int failed = 0;
     visit(copying, none, 0, false); // what a process sets up once
-    for (const step which : {initializing, parsing, copying})
+    for (const Step which : {initializing, parsing, copying})
       for (const bool lasting : {false, true})
         for (long call = 0; which >= first; ++call) {
           const long descriptors = openDescriptors();
@@ -99,7 +99,7 @@ protected:
   }
 
   _ox_wp_plugin_functions_type host = {};
-  temporaryFolder folder;
+  TemporaryFolder folder;
   std::string path;
   std::vector<double> samples;
 };
@@ -107,16 +107,16 @@ protected:
 } // namespace
 
 #ifndef __SANITIZE_ADDRESS__
-TEST_F(faults, ofMemory) {
+TEST_F(Faults, ofMemory) {
   everyCall(memory, initializing);
 }
 #endif
-TEST_F(faults, ofOpening) {
+TEST_F(Faults, ofOpening) {
   everyCall(opening, parsing);
 }
-TEST_F(faults, ofReading) {
+TEST_F(Faults, ofReading) {
   everyCall(reading, parsing);
 }
-TEST_F(faults, ofAsking) {
+TEST_F(Faults, ofAsking) {
   everyCall(asking, parsing);
 }

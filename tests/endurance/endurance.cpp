@@ -17,10 +17,10 @@
 
 namespace {
 
-constexpr double mostGrowth = 1;        // MiB of resident memory, from warmed up to the end
-constexpr double mostAtPeak = 8;        // MiB, while a large file is parsed and copied
-constexpr double mostTimePerByte = 1.5; // of a large file, compared with one an eighth of it
-constexpr std::size_t smallerBy = 8;
+constexpr double kMostGrowth = 1;        // MiB of resident memory, from warmed up to the end
+constexpr double kMostAtPeak = 8;        // MiB, while a large file is parsed and copied
+constexpr double kMostTimePerByte = 1.5; // of a large file, compared with one an eighth of it
+constexpr std::size_t kSmallerBy = 8;
 
 bool failed = false;
 
@@ -59,19 +59,19 @@ double processorTime() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-class folder {
+class Folder {
 public:
-  folder() {
-    if (!mkdtemp(path.data()))
+  Folder() {
+    if (!mkdtemp(path_.data()))
       throw std::runtime_error("no temporary folder");
   }
-  ~folder() { std::filesystem::remove_all(path); }
-  folder(const folder&) = delete;
-  folder& operator=(const folder&) = delete;
-  std::string operator/(const std::string& name) const { return path + "/" + name; }
+  ~Folder() { std::filesystem::remove_all(path_); }
+  Folder(const Folder&) = delete;
+  Folder& operator=(const Folder&) = delete;
+  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
 private:
-  std::string path = std::filesystem::temp_directory_path() / "ox-wp-endure-XXXXXX";
+  std::string path_ = std::filesystem::temp_directory_path() / "ox-wp-endure-XXXXXX";
 };
 
 // Records of so many streams in turn.
@@ -85,42 +85,42 @@ std::string records(int streams, std::size_t samples) {
 }
 
 // What a host does all day: good files, and all that can go wrong with one.
-class everyday {
+class Everyday {
 public:
-  everyday() {
-    miniSeedFile::write(good, records(3, 3000));
-    miniSeedFile::write(cut, records(1, 3000).substr(0, 700));
-    miniSeedFile::write(noise, std::string(5000, '#'));
+  Everyday() {
+    miniSeedFile::write(good_, records(3, 3000));
+    miniSeedFile::write(cut_, records(1, 3000).substr(0, 700));
+    miniSeedFile::write(noise_, std::string(5000, '#'));
     for (const char* extension : {".mseed", ".dat", ".sg"})
-      std::filesystem::copy(noise, noise + extension);
+      std::filesystem::copy(noise_, noise_ + extension);
   }
 
   void round() {
-    for (const std::string& bad :
-         {noise, noise + ".mseed", noise + ".dat", noise + ".sg", files / "missing", files / "."})
-      expect(!plugin.tryToParse(bad), "a bad file is accepted");
-    plugin.parse(cut);
-    plugin.parse(good);
-    expect(plugin.walk() == 27, "a walk doesn't find three variables");
-    std::vector<double> all = plugin.buffer();
-    plugin.copy(all);
+    for (const std::string& bad : {noise_, noise_ + ".mseed", noise_ + ".dat", noise_ + ".sg",
+                                   files_ / "missing", files_ / "."})
+      expect(!plugin_.tryToParse(bad), "a bad file is accepted");
+    plugin_.parse(cut_);
+    plugin_.parse(good_);
+    expect(plugin_.walk() == 27, "a walk doesn't find three variables");
+    std::vector<double> all = plugin_.buffer();
+    plugin_.copy(all);
     all.resize(all.size() + 1);
-    expect(!plugin.tryToCopy(all), "a copy finds more than there is");
-    std::filesystem::rename(good, good + ".gone");
-    expect(!plugin.tryToCopy(all), "a copy finds what is gone");
-    std::filesystem::rename(good + ".gone", good);
+    expect(!plugin_.tryToCopy(all), "a copy finds more than there is");
+    std::filesystem::rename(good_, good_ + ".gone");
+    expect(!plugin_.tryToCopy(all), "a copy finds what is gone");
+    std::filesystem::rename(good_ + ".gone", good_);
   }
 
 private:
-  folder files;
-  std::string good = files / "good.mseed";
-  std::string cut = files / "cut";
-  std::string noise = files / "noise";
-  LoadedPlugin plugin;
+  Folder files_;
+  std::string good_ = files_ / "good.mseed";
+  std::string cut_ = files_ / "cut";
+  std::string noise_ = files_ / "noise";
+  LoadedPlugin plugin_;
 };
 
 void endureRounds(long rounds) {
-  everyday host;
+  Everyday host;
   const long warmUp = rounds / 10;
   for (long i = 0; i < warmUp; ++i)
     host.round();
@@ -134,7 +134,7 @@ void endureRounds(long rounds) {
               "descriptors %ld -> %ld\n\n",
               rounds, warmUp, processorTime() - start, before, after, descriptors,
               openDescriptors());
-  expect(after - before < mostGrowth, "memory grows");
+  expect(after - before < kMostGrowth, "memory grows");
   expect(openDescriptors() == descriptors, "descriptors stay open");
 }
 
@@ -146,8 +146,8 @@ double endureFile(const std::string& path, int streams) {
   malloc_trim(0); // or what was freed before would hide what is taken now
   const double before = resident();
   forgetPeak();
-  constexpr int attempts = 3; // one alone can meet a busy machine
-  for (int i = 0; i < attempts; ++i) {
+  constexpr int kAttempts = 3; // one alone can meet a busy machine
+  for (int i = 0; i < kAttempts; ++i) {
     const double start = processorTime();
     plugin.parse(path);
     plugin.copy(samples);
@@ -156,21 +156,21 @@ double endureFile(const std::string& path, int streams) {
   }
   std::printf("%8ju MiB %8d %12.3f %18.2f\n", std::filesystem::file_size(path) >> 20, streams,
               least, peak() - before);
-  expect(peak() - before < mostAtPeak, "a large file takes much memory");
+  expect(peak() - before < kMostAtPeak, "a large file takes much memory");
   return least;
 }
 
 void endureFiles(std::size_t megabytes) {
   std::printf("%12s %8s %12s %18s\n", "file", "streams", "seconds", "peak memory, MiB");
-  const folder files;
+  const Folder files;
   const std::string path = files / "large";
   for (const int streams : {1, 3000}) {
     const std::string once = records(streams, 300);
-    const std::size_t times = std::max((megabytes << 20) / once.size(), smallerBy);
-    miniSeedFile::repeat(path, once, times / smallerBy);
+    const std::size_t times = std::max((megabytes << 20) / once.size(), kSmallerBy);
+    miniSeedFile::repeat(path, once, times / kSmallerBy);
     const double small = endureFile(path, streams);
-    miniSeedFile::repeat(path, once, times / smallerBy * smallerBy);
-    expect(endureFile(path, streams) < mostTimePerByte * smallerBy * small,
+    miniSeedFile::repeat(path, once, times / kSmallerBy * kSmallerBy);
+    expect(endureFile(path, streams) < kMostTimePerByte * kSmallerBy * small,
            "a large file takes more than its time");
   }
 }
@@ -178,9 +178,9 @@ void endureFiles(std::size_t megabytes) {
 } // namespace
 
 int main(int argc, char** argv) {
-  constexpr int decimal = 10;
-  const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, decimal) : 100000;
-  const long megabytes = argc > 2 ? std::strtol(argv[2], nullptr, decimal) : 1024;
+  constexpr int kDecimal = 10;
+  const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, kDecimal) : 100000;
+  const long megabytes = argc > 2 ? std::strtol(argv[2], nullptr, kDecimal) : 1024;
   if (argc > 3 || rounds < 10 || megabytes < 1) {
     std::fprintf(stderr, "usage: endure [ROUNDS [MEGABYTES]]\n");
     return 2;

@@ -18,7 +18,7 @@ using namespace std::string_literals;
 namespace {
 
 // A Geopsy signal header, each field as it should be unless said otherwise.
-struct geopsyHeader {
+struct GeopsyHeader {
   std::string tag = "GeopsySignal\0\0\0\0"s;
   double testDouble = -3.333333333e35;
   std::uint32_t testInteger = 0x841584D7;
@@ -55,8 +55,8 @@ std::string cutRecord() {
 }
 
 // A record that every reader can be let loose on, with a section that was there before.
-struct record {
-  record() { file.sections().emplace_back(file).tag = 77; }
+struct Record {
+  Record() { file.sections().emplace_back(file).tag = 77; }
   bool isAsBefore() const {
     return file.sections().size() == 1 && file.sections().back().tag == 77;
   }
@@ -66,7 +66,7 @@ struct record {
 
 template<class Reader>
 int codeOf(const std::string& name) {
-  record before;
+  Record before;
   Reader reader(before.file);
   const int code = reader.parseFile(name);
   EXPECT_EQ(reader.reloadFile(name), code) << name;
@@ -77,14 +77,14 @@ int codeOf(const std::string& name) {
 } // namespace
 
 TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
-  const temporaryFolder folder;
-  const std::string good = geopsyHeader{}.bytes();
-  const std::string three = geopsyHeader{.headerSize = 52, .entryCount = 3}.bytes();
+  const TemporaryFolder folder;
+  const std::string good = GeopsyHeader{}.bytes();
+  const std::string three = GeopsyHeader{.headerSize = 52, .entryCount = 3}.bytes();
   const std::tuple<std::string, std::string, int> cases[] = {
       {"smallest", good, 16},
       {"more behind it", good + "data", 16},
-      {"blanks", geopsyHeader{.tag = "GeopsySignal    "}.bytes(), 16},
-      {"leading blanks", geopsyHeader{.tag = " \tGeopsySignal " + "\0"s}.bytes(), 16},
+      {"blanks", GeopsyHeader{.tag = "GeopsySignal    "}.bytes(), 16},
+      {"leading blanks", GeopsyHeader{.tag = " \tGeopsySignal " + "\0"s}.bytes(), 16},
       {"entries", three + std::string(12, 'x'), 16},
       {"missing entries", three, 16},
       {"cut after the header size", good.substr(0, 36), 16},
@@ -94,16 +94,16 @@ TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
       {"cut within the tag", good.substr(0, 15), 3},
       {"tag alone", good.substr(0, 16), 3},
       {"empty", "", 3},
-      {"NUL first", geopsyHeader{.tag = "\0GeopsySignal\0\0\0"s}.bytes(), 3},
-      {"other tag", geopsyHeader{.tag = "GeopsySignals\0\0\0"s}.bytes(), 3},
-      {"other case", geopsyHeader{.tag = "geopsySignal\0\0\0\0"s}.bytes(), 3},
-      {"test double", geopsyHeader{.testDouble = -3.333333334e35}.bytes(), 3},
-      {"test integer", geopsyHeader{.testInteger = 0x841584D6}.bytes(), 3},
-      {"version 1", geopsyHeader{.version = 1}.bytes(), 3},
-      {"version 3", geopsyHeader{.version = 3}.bytes(), 3},
-      {"header size 36", geopsyHeader{.headerSize = 36, .entryCount = -1}.bytes(), 3},
-      {"header size too small", geopsyHeader{.headerSize = 48, .entryCount = 3}.bytes(), 3},
-      {"negative count", geopsyHeader{.headerSize = 40, .entryCount = INT32_MIN}.bytes(), 3},
+      {"NUL first", GeopsyHeader{.tag = "\0GeopsySignal\0\0\0"s}.bytes(), 3},
+      {"other tag", GeopsyHeader{.tag = "GeopsySignals\0\0\0"s}.bytes(), 3},
+      {"other case", GeopsyHeader{.tag = "geopsySignal\0\0\0\0"s}.bytes(), 3},
+      {"test double", GeopsyHeader{.testDouble = -3.333333334e35}.bytes(), 3},
+      {"test integer", GeopsyHeader{.testInteger = 0x841584D6}.bytes(), 3},
+      {"version 1", GeopsyHeader{.version = 1}.bytes(), 3},
+      {"version 3", GeopsyHeader{.version = 3}.bytes(), 3},
+      {"header size 36", GeopsyHeader{.headerSize = 36, .entryCount = -1}.bytes(), 3},
+      {"header size too small", GeopsyHeader{.headerSize = 48, .entryCount = 3}.bytes(), 3},
+      {"negative count", GeopsyHeader{.headerSize = 40, .entryCount = INT32_MIN}.bytes(), 3},
       {"big-endian", reversed(good), 3},
   };
   for (const auto& [name, bytes, code] : cases)
@@ -113,8 +113,8 @@ TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
 
 // The header is forty bytes; the table that it declares would fill 4 GiB.
 TEST(geopsySignal, hugeTableTakesUpNoMemory) {
-  const temporaryFolder folder;
-  const geopsyHeader header{.entryCount = 1073741824};
+  const TemporaryFolder folder;
+  const GeopsyHeader header{.entryCount = 1073741824};
   EXPECT_EQ(codeOf<cGeoFileParserGeopsySignal>(folder.write("huge", header.bytes())), 16);
   rusage usage = {};
   getrusage(RUSAGE_SELF, &usage);
@@ -122,11 +122,11 @@ TEST(geopsySignal, hugeTableTakesUpNoMemory) {
 }
 
 TEST(seg2, isOpenedAndDeclined) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string file = folder.write("a.seg2", "\x55\x3a\x01\0"s);
   EXPECT_EQ(codeOf<cGeoFileParserSeg2>(file), 3);
   EXPECT_EQ(codeOf<cGeoFileParserSeg2>(folder / "missing"), 3);
-  record before;
+  Record before;
   std::ifstream stream(file, std::ios::binary);
   EXPECT_FALSE(cGeoFileParserSeg2(before.file).parseHeader(stream));
   EXPECT_TRUE(stream.good());
@@ -134,7 +134,7 @@ TEST(seg2, isOpenedAndDeclined) {
 }
 
 TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   const std::pair<std::string, int> cases[] = {
       {"", 3},                            // nothing at all
       {"ten bytes!", 3},                  // text, but no record
@@ -151,12 +151,12 @@ TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
 
 // Two records whose starts are 10 s apart: the marks that the reader keeps from record to record.
 TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   std::string bytes;
   for (const std::int64_t start : {0, 10000000})
     bytes += miniSeedFile::pack({.sampleRate = 2, .startTime = start, .encoding = 3},
                                 std::vector<std::int32_t>(50));
-  record before;
+  Record before;
   EXPECT_EQ(cGeoFileParserMiniSeed(before.file).parseFile(folder.write("a", bytes)), 0);
   EXPECT_EQ(before.file.sections().size(), 2U);
   EXPECT_EQ(before.file.sections().back().file, &before.file);
@@ -167,8 +167,8 @@ TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
 }
 
 TEST(dispatcher, readersHaveTheirOrder) {
-  const temporaryFolder folder;
-  const std::string geopsy = geopsyHeader{}.bytes();
+  const TemporaryFolder folder;
+  const std::string geopsy = GeopsyHeader{}.bytes();
   using enum geoFileParser::geo_file_type;
   const struct {
     std::string name, bytes;
@@ -233,7 +233,7 @@ TEST(dispatcher, aReadersCodeEndsTheSearchOrNot) {
 }
 
 TEST(dispatcher, copiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   cGeoParserPlugin plugin;
   cGeoParserFile* const file = plugin.parseFile(folder.write("x", miniSeed()).c_str());
   ASSERT_NE(file, nullptr);
@@ -251,7 +251,7 @@ TEST(dispatcher, copiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
 }
 
 TEST(plugin, failedParseLeavesTheListAsItWas) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   cGeoParserPlugin plugin;
   const std::string good = folder.write("x", miniSeed());
   EXPECT_NE(plugin.parseFile(good.c_str()), plugin.parseFile((" " + folder / "./x ").c_str()));

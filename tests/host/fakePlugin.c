@@ -15,7 +15,7 @@
 #define PROPERTY(name, kind, value)                                                                \
   { .identifier = ox_wp_prop_##name, .type = ox_wp_type_##kind, .kind##_value = value }
 
-enum { most_streams = 64, most_files = 64 };
+enum { mostStreams = 64, mostFiles = 64 };
 
 struct stream {
   char name[64];
@@ -26,12 +26,12 @@ struct stream {
 struct file {
   char path[4096], label[16]; // one label, of the section and all of its variables
   struct stat seen;
-  struct stream streams[most_streams];
+  struct stream streams[mostStreams];
   int count;
 };
 
 struct plugin {
-  struct file* files[most_files];
+  struct file* files[mostFiles];
   int count, messages;
 };
 
@@ -65,7 +65,7 @@ static int answer(const _ox_wp_prop_type* all, int count, int index, _ox_wp_prop
   return 0;
 }
 
-static int get_plugin_property(ox_wp_plugin_handle handle, int index, _ox_wp_prop_type* record) {
+static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_type* record) {
   static const _ox_wp_prop_type properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
       PROPERTY(plugin_name, string, "fake"),
@@ -80,7 +80,7 @@ static int get_plugin_property(ox_wp_plugin_handle handle, int index, _ox_wp_pro
   return answer(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
 }
 
-static int release_all_files(ox_wp_plugin_handle handle) {
+static int releaseAllFiles(ox_wp_plugin_handle handle) {
   struct plugin* plugin = handle;
   while (plugin && plugin->count > 0)
     free(plugin->files[--plugin->count]);
@@ -88,15 +88,15 @@ static int release_all_files(ox_wp_plugin_handle handle) {
 }
 
 static void release(ox_wp_plugin_handle plugin) {
-  release_all_files(plugin);
+  releaseAllFiles(plugin);
   free(plugin);
 }
 
-static const char* get_error_message(ox_wp_plugin_handle plugin) {
+static const char* getErrorMessage(ox_wp_plugin_handle plugin) {
   return plugin ? "" : NULL;
 }
 
-static int has_changed(struct file* file) {
+static int hasChanged(struct file* file) {
   struct stat now = {0};
   (void)stat(file->path, &now); // all zero where the file is gone
   const int changed = now.st_size != file->seen.st_size || now.st_mtime != file->seen.st_mtime;
@@ -105,26 +105,26 @@ static int has_changed(struct file* file) {
   return changed;
 }
 
-static int read_file(struct file* file) {
+static int readFile(struct file* file) {
   struct stream s;
   FILE* input = fopen(file->path, "r");
   if (!input || fstat(fileno(input), &file->seen))
     return 0;
-  while (file->count < most_streams && fscanf(input, "%63s %lld %lld %lld %lf %lf", s.name, &s.type,
-                                              &s.declared, &s.found, &s.start, &s.interval) == 6)
+  while (file->count < mostStreams && fscanf(input, "%63s %lld %lld %lld %lf %lf", s.name, &s.type,
+                                             &s.declared, &s.found, &s.start, &s.interval) == 6)
     file->streams[file->count++] = s;
   if (!breaks("DESCRIPTOR"))
     (void)fclose(input);
   return file->count > 0;
 }
 
-static ox_wp_file_handle parse_file(ox_wp_plugin_handle handle, const char* path) {
+static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path) {
   struct plugin* plugin = handle;
-  if (!plugin || plugin->count == most_files)
+  if (!plugin || plugin->count == mostFiles)
     return NULL;
   struct file* file = calloc(1, sizeof *file);
   strncpy(file->path, path, sizeof file->path - 1);
-  if (read_file(file))
+  if (readFile(file))
     return plugin->files[plugin->count++] = file;
   free(file);
   if (breaks("PRINTS"))
@@ -135,30 +135,30 @@ static ox_wp_file_handle parse_file(ox_wp_plugin_handle handle, const char* path
   return NULL;
 }
 
-static int release_file(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
+static int releaseFile(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
   (void)plugin, (void)file;
   return 1;
 }
 
-static int get_file_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
-                             _ox_wp_prop_type* record) {
+static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
+                           _ox_wp_prop_type* record) {
   const _ox_wp_prop_type properties[] = {
       PROPERTY(file_kind, integer, 0),
       PROPERTY(section_count, integer, 1),
-      PROPERTY(file_changed, integer, plugin && file && record && index == 2 && has_changed(file)),
+      PROPERTY(file_changed, integer, plugin && file && record && index == 2 && hasChanged(file)),
   };
   return answer(properties, plugin && file ? 3 : 0, index, record);
 }
 
-static ox_wp_section_handle get_section_handle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                                               int index) {
+static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
+                                             int index) {
   while (breaks("HANG") && index < 0)
     pause();
   return plugin && index == 0 ? file : NULL;
 }
 
-static int get_section_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                                ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
+static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
+                              ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
   struct file* owner = section;
   if (!plugin || !file || !owner)
     return answer(NULL, 0, index, record) && !breaks("NULL");
@@ -170,9 +170,9 @@ static int get_section_property(ox_wp_plugin_handle plugin, ox_wp_file_handle fi
   return answer(properties, 3, index, record);
 }
 
-static int get_variable_property(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                                 ox_wp_section_handle section, int variable, int index,
-                                 _ox_wp_prop_type* record) {
+static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
+                               ox_wp_section_handle section, int variable, int index,
+                               _ox_wp_prop_type* record) {
   struct file* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
     return answer(NULL, 0, index, record);
@@ -192,9 +192,9 @@ static int get_variable_property(ox_wp_plugin_handle plugin, ox_wp_file_handle f
   return answer(properties, 9, index, record);
 }
 
-static int copy_variable_data(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                              ox_wp_section_handle section, int variable, ox_wp_data_type type,
-                              void* buffer, int size) {
+static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
+                            ox_wp_section_handle section, int variable, ox_wp_data_type type,
+                            void* buffer, int size) {
   const struct file* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
     return 1;
@@ -218,18 +218,18 @@ int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
     return 1;
   const _ox_wp_plugin_functions_type filled = {.version = OX_WP_PLUGIN_VERSION,
                                                .plugin = calloc(1, sizeof(struct plugin)),
-                                               .get_plugin_property = get_plugin_property,
+                                               .get_plugin_property = getPluginProperty,
                                                .release = release,
-                                               .get_error_message = get_error_message,
-                                               .parse_file = parse_file,
+                                               .get_error_message = getErrorMessage,
+                                               .parse_file = parseFile,
                                                .reserved_48 = breaks("SLOT") ? table : NULL,
-                                               .release_file = release_file,
-                                               .release_all_files = release_all_files,
-                                               .get_file_property = get_file_property,
-                                               .get_section_handle = get_section_handle,
-                                               .get_section_property = get_section_property,
-                                               .get_variable_property = get_variable_property,
-                                               .copy_variable_data = copy_variable_data};
+                                               .release_file = releaseFile,
+                                               .release_all_files = releaseAllFiles,
+                                               .get_file_property = getFileProperty,
+                                               .get_section_handle = getSectionHandle,
+                                               .get_section_property = getSectionProperty,
+                                               .get_variable_property = getVariableProperty,
+                                               .copy_variable_data = copyVariableData};
   *table = filled;
   return 0;
 }

@@ -11,11 +11,11 @@
 
 namespace {
 
-using basePlugin = cOxWpPlugin<cGeoParserFile>;
+using BasePlugin = cOxWpPlugin<cGeoParserFile>;
 
 // "identifier text" (or "identifier type code text" for messages), from index 0 until nothing
 // comes.
-std::vector<std::string> walk(basePlugin& plugin) {
+std::vector<std::string> walk(BasePlugin& plugin) {
   std::vector<std::string> seen;
   for (int i = 0;; ++i) {
     _ox_wp_prop_type property = {};
@@ -42,10 +42,10 @@ _ox_wp_prop_type labelled(int identifier, const char* label, const char* value) 
 
 TEST(plugin, propertiesAreOneSequence) {
   cGeoParserPlugin plugin;
-  using lines = std::vector<std::string>;
-  EXPECT_EQ(walk(plugin), lines{"145 *"});
+  using Lines = std::vector<std::string>;
+  EXPECT_EQ(walk(plugin), Lines{"145 *"});
   plugin.setPluginVersion("V");
-  EXPECT_EQ(walk(plugin), (lines{"145 *", "146 V"})); // an empty name takes no place
+  EXPECT_EQ(walk(plugin), (Lines{"145 *", "146 V"})); // an empty name takes no place
   plugin.setPluginName("N");
   plugin.registerExporter("E");
   plugin.registerFileExtension("*");
@@ -58,8 +58,8 @@ TEST(plugin, propertiesAreOneSequence) {
   EXPECT_EQ(property.identifier, ox_wp_prop_none);
   plugin.getPluginProperty(INT_MIN, &property);
   plugin.getPluginProperty(INT_MAX, nullptr);
-  const lines described = {"145 *", "145 *", "147 E", "144 N", "146 V"};
-  lines withMessages = described;
+  const Lines described = {"145 *", "145 *", "147 E", "144 N", "146 V"};
+  Lines withMessages = described;
   withMessages.insert(withMessages.end(), {"148 8 -5 a", "148 8 7 b"});
   EXPECT_EQ(walk(plugin), withMessages);
   EXPECT_EQ(walk(plugin), described);
@@ -98,9 +98,9 @@ TEST(plugin, findsAndReleasesItsFiles) {
 }
 
 TEST(storedProperties, areTheSameByIdentifierAndLabel) {
-  using baseFile = cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
+  using BaseFile = cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
   cGeoParserPlugin plugin;
-  baseFile file(plugin);
+  BaseFile file(plugin);
   {
     std::string text = "text of the caller";
     file.pushProperty(labelled(5, "a", text.c_str()));
@@ -128,7 +128,7 @@ TEST(storedProperties, areTheSameByIdentifierAndLabel) {
 }
 
 TEST(changeCheck, reportsAChangeOnce) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string name = folder.write("f", "12345");
   cGeoParserPlugin plugin;
   cGeoParserFile file(plugin);
@@ -196,7 +196,7 @@ TEST(entryPoints, outsideTheTable) {
   table.version = 2;
   ASSERT_EQ(ox_wp_plugin_geo_initialize(&table), 0);
 
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   const std::string record =
       miniSeedFile::pack({.encoding = 3}, std::vector<std::int32_t>{1, 2, 3});
   auto* const file = static_cast<cGeoParserFile*>(
@@ -206,16 +206,16 @@ TEST(entryPoints, outsideTheTable) {
   auto& plugin = *static_cast<cGeoParserPlugin*>(table.plugin);
 
   // Each way to a copy, with room for two of the three samples.
-  constexpr int bytes = 23;
-  constexpr auto type = ox_wp_type_double;
+  constexpr int kBytes = 23;
+  constexpr auto kType = ox_wp_type_double;
   double c[7][3] = {};
   ox_wp_plugin_geo_copy_variable_data_double(&section, 0, c[0], 2);
   EXPECT_EQ(section.copyVariableDataDouble(0, c[1], 2), 0);
-  EXPECT_EQ(section.copyVariableData(0, type, c[2], bytes), 0);
+  EXPECT_EQ(section.copyVariableData(0, kType, c[2], kBytes), 0);
   EXPECT_EQ(file->copyVariableDataDouble(section, 0, c[3], 2), 0);
-  EXPECT_EQ(file->copyVariableData(section, 0, type, c[4], bytes), 0);
+  EXPECT_EQ(file->copyVariableData(section, 0, kType, c[4], kBytes), 0);
   EXPECT_EQ(plugin.copyVariableDataDouble(*file, section, 0, c[5], 2), 0);
-  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, type, c[6], bytes), 0);
+  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, kType, c[6], kBytes), 0);
   for (const auto& copy : c)
     EXPECT_EQ(std::vector(copy, copy + 3), (std::vector<double>{1, 2, 0}));
 

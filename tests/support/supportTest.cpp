@@ -19,7 +19,7 @@ using ox3::cOxString;
 namespace {
 
 // Notes every message as "code:text", raw text as it is.
-struct notes : ox3::cOxLoggerCallBack {
+struct Notes : ox3::cOxLoggerCallBack {
   void message(unsigned long code, const std::string& text) override {
     all.push_back(std::to_string(code) + ":" + text);
   }
@@ -33,24 +33,24 @@ struct notes : ox3::cOxLoggerCallBack {
   bool interrupted = false;
 };
 
-using lines = std::vector<std::string>;
+using Lines = std::vector<std::string>;
 
 // A variable of the environment for the length of a test; null unsets it.
-class environment {
+class Environment {
 public:
-  environment(const char* variable, const char* value) : name(variable) {
+  Environment(const char* variable, const char* value) : name_(variable) {
     if (const char* before = std::getenv(variable))
-      old = before;
+      old_ = before;
     set(value);
   }
-  ~environment() { set(old.empty() ? nullptr : old.c_str()); }
-  environment(const environment&) = delete;
-  environment& operator=(const environment&) = delete;
+  ~Environment() { set(old_.empty() ? nullptr : old_.c_str()); }
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
 
 private:
-  void set(const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
-  const char* name;
-  std::string old;
+  void set(const char* value) { value ? setenv(name_, value, 1) : unsetenv(name_); }
+  const char* name_;
+  std::string old_;
 };
 
 } // namespace
@@ -109,9 +109,9 @@ TEST(strings, bytesAndLineBreaks) {
 }
 
 TEST(logger, sendsWhatItsLevelLetsThroughAsOneLine) {
-  const lines all = {"1:i", "2:f", "3:e", "4:h", "5:w w", "6:d", "7:n"};
+  const Lines all = {"1:i", "2:f", "3:e", "4:h", "5:w w", "6:d", "7:n"};
   for (unsigned long level = 0; level <= all.size(); ++level) {
-    notes seen;
+    Notes seen;
     cOxLogger logger(level);
     logger.setLoggerCallBack(&seen);
     const auto sendAll = [](auto& to) {
@@ -125,7 +125,7 @@ TEST(logger, sendsWhatItsLevelLetsThroughAsOneLine) {
       to.sendMsg(8, "s");
     };
     sendAll(logger);
-    lines expected(all.begin(), all.begin() + static_cast<long>(level));
+    Lines expected(all.begin(), all.begin() + static_cast<long>(level));
     EXPECT_EQ(std::exchange(seen.all, {}), expected);
     sendAll(std::as_const(logger));
     EXPECT_EQ(seen.all, expected);
@@ -133,7 +133,7 @@ TEST(logger, sendsWhatItsLevelLetsThroughAsOneLine) {
 }
 
 TEST(logger, buffersUntilThereIsACallback) {
-  notes seen;
+  Notes seen;
   cOxLogger logger(7);
   logger.warnMsg("dropped: no buffer");
   logger.enableBuffer();
@@ -144,7 +144,7 @@ TEST(logger, buffersUntilThereIsACallback) {
   logger.setLoggerCallBack(&seen);
   logger.infoMsg("third");
   logger.handleBuffer(); // empty: nothing twice
-  EXPECT_EQ(seen.all, (lines{"7:first", "3:second", "1:third"}));
+  EXPECT_EQ(seen.all, (Lines{"7:first", "3:second", "1:third"}));
 
   for (const bool disable : {true, false}) { // both lose what is held
     cOxLogger losing;
@@ -158,7 +158,7 @@ TEST(logger, buffersUntilThereIsACallback) {
 }
 
 TEST(logger, rawTextAndInterruption) {
-  notes seen;
+  Notes seen;
   cOxLogger logger(0UL);
   logger << "lost" << std::endl;
   logger.setActionIsInterrupted(true);
@@ -173,11 +173,11 @@ TEST(logger, rawTextAndInterruption) {
 }
 
 TEST(paths, areNormalised) {
-  const environment home("HOME", "/home/u");
-  const environment one("OX_ONE", "one");
-  const environment empty("OX_EMPTY", "");
-  const environment unset("OX_UNSET", nullptr);
-  const environment nested("OX_NESTED", "x$OX_ONE");
+  const Environment home("HOME", "/home/u");
+  const Environment one("OX_ONE", "one");
+  const Environment empty("OX_EMPTY", "");
+  const Environment unset("OX_UNSET", nullptr);
+  const Environment nested("OX_NESTED", "x$OX_ONE");
   const struct {
     const char *text, *name, *last, *extension;
   } cases[] = {
@@ -225,7 +225,7 @@ TEST(paths, forgetTheirNameWhenTheyChange) {
 }
 
 TEST(paths, danglingLinkIsNothing) {
-  const temporaryFolder folder;
+  const TemporaryFolder folder;
   std::filesystem::create_symlink("file", folder / "link");
   EXPECT_FALSE(cOxFilePath(folder / "link").exists());
   folder.write("file", "");
@@ -235,13 +235,13 @@ TEST(paths, danglingLinkIsNothing) {
 }
 
 TEST(paths, reportWhatTheyCannotResolve) {
-  const environment home("HOME", nullptr);
-  const environment unset("OX_UNSET", nullptr);
-  const environment empty("OX_EMPTY", "");
-  const environment endless("OX_ENDLESS", "b$OX_ENDLESS/");
+  const Environment home("HOME", nullptr);
+  const Environment unset("OX_UNSET", nullptr);
+  const Environment empty("OX_EMPTY", "");
+  const Environment endless("OX_ENDLESS", "b$OX_ENDLESS/");
   const struct {
     const char* text;
-    lines messages;
+    Lines messages;
   } cases[] = {
       {"${OX_UNSET}/a",
        {"7:Could not resolve system variable \"OX_UNSET\" .",
@@ -255,7 +255,7 @@ TEST(paths, reportWhatTheyCannotResolve) {
     // A level above the default one comes only with a copy: assign a louder logger's state.
     cOxFilePath path("");
     static_cast<cOxLogger&>(path) = cOxLogger(7);
-    notes seen;
+    Notes seen;
     path.setLoggerCallBack(&seen);
     path.setPath(c.text);
     EXPECT_EQ(seen.all, c.messages) << c.text;
@@ -265,18 +265,18 @@ TEST(paths, reportWhatTheyCannotResolve) {
 }
 
 TEST(environmentVariables, specialPathIsNotThePathClass) {
-  notes seen;
+  Notes seen;
   cOxLogger logger(7);
   logger.setLoggerCallBack(&seen);
   for (const auto& [home, expected] :
        {std::pair{"/h", "/hx~"}, {static_cast<const char*>(nullptr), "x~"}}) {
-    const environment set("HOME", home);
+    const Environment set("HOME", home);
     EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), expected);
     EXPECT_EQ(ox3::evaluateSpecialPath("x~", logger), "x~");
     EXPECT_EQ(ox3::evaluateSpecialPath("", logger), "");
     EXPECT_EQ(ox3::evaluateEnvironmentVariable("HOME"), home ? home : "");
   }
-  EXPECT_EQ(seen.all, lines{"7:Could not resolve system variable \"HOME\" ."});
+  EXPECT_EQ(seen.all, Lines{"7:Could not resolve system variable \"HOME\" ."});
 }
 
 // The texts that aren't what their names make one expect, and the codes that are none.

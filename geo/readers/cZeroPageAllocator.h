@@ -8,7 +8,7 @@
 // A header of forty bytes can declare a table of 4 GiB. The system hands out memory of that size as
 // pages that read as 0 and take up no room, which holds as long as nobody writes zeros into them.
 template<class Number>
-struct zeroPageAllocator {
+struct cZeroPageAllocator {
   static_assert(std::is_arithmetic_v<Number>);
   using value_type = Number;
 
@@ -22,5 +22,5 @@ struct zeroPageAllocator {
   // REQUIRES: the element lies in memory fresh from allocate.
   void construct(Number* /*element*/) noexcept {}
 
-  bool operator==(const zeroPageAllocator&) const noexcept { return true; }
+  bool operator==(const cZeroPageAllocator&) const noexcept { return true; }
 };
