@@ -2,33 +2,35 @@
  * ox_wp_plugin.h: the boundary between a waveform viewer (the host) and a reader plug-in.
  *
  * A plug-in is a shared library with one exported function, ox_wp_plugin_initialize. The host loads
- * the library, hands that function a table, and from then on talks to the plug-in through the
- * function pointers that the plug-in has put there:
+ * the library and passes a table to that function. The plug-in fills the table with function
+ * pointers, and the host calls them:
  *
- *   initialise -> parse a file -> read its properties -> take its sections -> read their properties
+ *   initialise -> parse a file -> read its properties -> get its sections -> read their properties
  *   and those of their variables -> copy samples -> release all files -> release the plug-in
+ *
+ * A variable is one recorded signal. In a miniSEED file it is a data stream.
  *
  * This header is plain C (C99 or later, or C++11 or later) and needs no other file. The layout is
  * that of 64-bit little-endian Linux and is fixed byte for byte; the assertions at the end of the
  * file check every offset.
  *
- * Rules that hold for every function:
+ * Everything here holds for any plug-in, except the block "The plug-in ox_wp_plugin_geo" near the
+ * end. That block describes the plug-in that comes with this header.
  *
- * - Threads. A plug-in starts no thread and takes no lock. Call it from one thread at a time, and
- *   never two calls at once, even for different plug-in objects: the library that decodes records
- *   keeps one reading state per process.
+ * Rules for every function:
+ *
+ * - Threads. Make one call at a time in the whole process, even for different plug-in objects: a
+ *   plug-in takes no lock, and a library that it uses can keep one state per process. A plug-in
+ *   starts no thread.
  * - Output. A plug-in prints nothing.
- * - libmseed. parse_file and copy_variable_data give that library log handlers that discard, for
- * the whole process, and use the one reading state behind ms_readmsr. A host that uses it too sets
- * its own handlers again and has no file half read across these calls.
  * - Status. An int result is 0 for success and 1 for failure, unless the function says otherwise.
- * - Null. Null arguments are refused as each function says; a handle that is neither null nor valid
- *   is undefined behaviour.
- * - Exceptions. None leaves a function in normal operation. Where memory runs out, a C++
- *   std::bad_alloc may pass through initialize, parse_file and copy_variable_data; a host written
- * in C ends there. A table that was given to an initialize that failed so holds no function.
- * - Texts are NUL-terminated bytes in the encoding of the file they come from; the plug-in owns
- *   them. How long they live is told at string_value.
+ * - Null. Each function says what it does with a null argument. Passing a handle that is neither
+ *   null nor valid is undefined behaviour.
+ * - Exceptions. Functions do not throw, except that ox_wp_plugin_initialize, parse_file and
+ *   copy_variable_data may throw std::bad_alloc. A C host cannot catch it and is terminated. If
+ *   ox_wp_plugin_initialize threw, the table holds no functions.
+ * - Strings are NUL-terminated bytes, in the encoding of the file that they come from, and can
+ *   contain control characters. The plug-in owns them. string_value says how long they are valid.
  */
 #ifndef OX_WP_PLUGIN_H
 #define OX_WP_PLUGIN_H
@@ -47,101 +49,132 @@ extern "C" {
 #define OX_WP_PLUGIN_ENTRY_POINT "ox_wp_plugin_initialize"
 
 /*
- * Handles. Each is opaque: the host keeps it and hands it back. Null means that there is no such
+ * Handles are opaque: the host stores them and passes them back. Null means that there is no such
  * object.
  *
- * - A plug-in handle lives from ox_wp_plugin_initialize to release.
- * - File and section handles live until release_all_files or release, whichever comes first.
+ * - A plug-in handle is valid from ox_wp_plugin_initialize until release.
+ * - File and section handles are valid until release_all_files or release, whichever comes first. A
+ *   successful release_file ends those of its file.
  */
 typedef void* ox_wp_plugin_handle;
 typedef void* ox_wp_file_handle;
 typedef void* ox_wp_section_handle;
 
-/* What a value or an array of samples is. Any 32-bit value may be passed where one is expected. */
+/* The kinds of values and of samples. A host may pass any 32-bit value where one is expected. */
 #ifdef __cplusplus
 enum ox_wp_data_type : int32_t
 #else
 enum ox_wp_data_type
 #endif
 {
-  ox_wp_type_none = 0,    /* no deliverable data: the plug-in can't convert these samples */
-  ox_wp_type_string = 2,  /* a text, in string_value */
-  ox_wp_type_message = 8, /* a numbered message: code in integer_value, text in string_value */
-  ox_wp_type_double = 10, /* an IEEE double, in double_value; as sample type, arrays of doubles */
-  ox_wp_type_integer = 13 /* a signed 64-bit integer, in integer_value */
+  ox_wp_type_none = 0,     /* of samples: the plug-in does not promise that it can convert them; a
+                              copy fails or converts them all the same */
+  ox_wp_type_string = 2,   /* a string, in string_value */
+  ox_wp_type_message = 8,  /* a numbered message: code in integer_value, string in string_value */
+  ox_wp_type_double = 10,  /* an IEEE double, in double_value; of samples: an array of doubles */
+  ox_wp_type_integer = 13, /* a signed 64-bit integer, in integer_value */
 };
 #ifndef __cplusplus
 typedef enum ox_wp_data_type ox_wp_data_type;
 #endif
 
-/* What a property is about. The comment gives its level, its index there, and its value type. */
+/*
+ * What a property is about, grouped by level. The comment starts with the type of the value. The
+ * enumerator ox_wp_index_NAME below is the index of the property ox_wp_prop_NAME at its level.
+ */
 enum ox_wp_prop_identifier {
   ox_wp_prop_none = 0, /* no property was delivered */
 
-  ox_wp_prop_file_kind = 9,      /* file 0, integer: always 0 */
-  ox_wp_prop_section_count = 10, /* file 1, integer: number of sections of the file */
-  ox_wp_prop_file_changed = 11,  /* file 2, integer: 1 if the file on disk changed since the last
-                                    time this was asked (at first: since it was parsed), else 0;
-                                    a change is reported once, and is seen by size and by
-                                    modification time in whole seconds; a file that vanished
-                                    has changed */
-
-  ox_wp_prop_x_start = 34, /* variable 6, double: start time in seconds; only the low 32 bits of
-                              the microseconds since 1970 are kept, so it lies within -2147.483648
-                              and 2147.483647 and two recordings can show the same one */
-  ox_wp_prop_x_step = 35,  /* variable 7, double: sample interval in seconds, 0 when the sample
-                              rate is unknown; negative, infinite or NaN where a damaged file's
-                              sample rate makes it so */
-  ox_wp_prop_x_end = 36,   /* variable 8, double: time just after the last sample, in seconds:
-                              start + sample count * interval, rounded once */
-
-  ox_wp_prop_section_x_label = 37, /* section 2, string: label of the x axis, "time stamp" */
-  ox_wp_prop_section_kind = 38,    /* section 0, integer: always 0 */
-  ox_wp_prop_variable_count = 39,  /* section 1, integer: number of variables of the section */
-
-  ox_wp_prop_variable_name = 48,      /* variable 0, string: name of the stream */
-  ox_wp_prop_variable_x_label = 49,   /* variable 4, string: label of the x axis, "time stamp" */
-  ox_wp_prop_variable_y_label = 50,   /* variable 5, string: label of the y axis, "count" */
-  ox_wp_prop_variable_kind = 51,      /* variable 1, integer: always 0 */
-  ox_wp_prop_variable_data_type = 52, /* variable 2, integer: ox_wp_type_double when the samples
-                                         can be copied, ox_wp_type_none when they can't */
-  ox_wp_prop_sample_count = 53,       /* variable 3, integer: number of samples that the file
-                                         declares; a copy can find fewer, see copy_variable_data */
-
-  /* Properties of the plug-in have no fixed index: see get_plugin_property. */
+  /* The plug-in. These have no fixed index: see get_plugin_property. */
+  ox_wp_prop_file_extension = 145, /* string: a pattern of file names that the plug-in reads */
+  ox_wp_prop_exporter = 147,       /* string: a format that the plug-in exports */
   ox_wp_prop_plugin_name = 144,    /* string */
-  ox_wp_prop_file_extension = 145, /* string: one pattern of file names that the plug-in reads */
   ox_wp_prop_plugin_version = 146, /* string */
-  ox_wp_prop_exporter = 147,       /* string: one format that the plug-in exports */
-  ox_wp_prop_error_message = 148   /* message: one queued message with its code */
+  ox_wp_prop_error_message = 148,  /* message: a queued message with its code */
+
+  /* A file. */
+  ox_wp_prop_file_kind = 9,      /* integer: 0; no other kind is defined */
+  ox_wp_prop_section_count = 10, /* integer: number of sections of the file */
+  ox_wp_prop_file_changed = 11,  /* integer: the change flag. 1 if the file on disk changed since
+                                    the flag was last read (at first: since the file was parsed),
+                                    else 0. Each change is reported once. The file has changed when
+                                    its size differs, or its modification time in whole seconds, or
+                                    when it has vanished. */
+
+  /* A section. */
+  ox_wp_prop_section_kind = 38,    /* integer: 0; no other kind is defined */
+  ox_wp_prop_variable_count = 39,  /* integer: number of variables of the section */
+  ox_wp_prop_section_x_label = 37, /* string: label of the x axis */
+
+  /* A variable. */
+  ox_wp_prop_variable_name = 48,      /* string */
+  ox_wp_prop_variable_kind = 51,      /* integer: 0; no other kind is defined */
+  ox_wp_prop_variable_data_type = 52, /* integer: ox_wp_type_double, or ox_wp_type_none */
+  ox_wp_prop_sample_count = 53,       /* integer: number of samples that the file declares; a copy
+                                         can find fewer, see copy_variable_data */
+  ox_wp_prop_variable_x_label = 49,   /* string: label of the x axis */
+  ox_wp_prop_variable_y_label = 50,   /* string: label of the y axis */
+  ox_wp_prop_x_start = 34,            /* double: time of the first sample, in seconds */
+  ox_wp_prop_x_step = 35,             /* double: sample interval in seconds; 0 when the sample rate
+                                         is unknown; negative, infinite or NaN where a damaged
+                                         file's sample rate makes it so */
+  ox_wp_prop_x_end = 36,              /* double: start + sample count * interval, rounded once. This
+                                         is the time just after the last sample only if the stream
+                                         has no gaps. */
 };
 
 /*
- * A property, as the plug-in reports it. 56 bytes, owned by the caller.
+ * The fixed indexes of properties, an enumeration for each level. A host passes them to
+ * get_file_property, get_section_property and get_variable_property.
+ */
+enum ox_wp_file_index {
+  ox_wp_index_file_kind = 0,
+  ox_wp_index_section_count = 1,
+  ox_wp_index_file_changed = 2,
+};
+enum ox_wp_section_index {
+  ox_wp_index_section_kind = 0,
+  ox_wp_index_variable_count = 1,
+  ox_wp_index_section_x_label = 2,
+};
+enum ox_wp_variable_index {
+  ox_wp_index_variable_name = 0,
+  ox_wp_index_variable_kind = 1,
+  ox_wp_index_variable_data_type = 2,
+  ox_wp_index_sample_count = 3,
+  ox_wp_index_variable_x_label = 4,
+  ox_wp_index_variable_y_label = 5,
+  ox_wp_index_x_start = 6,
+  ox_wp_index_x_step = 7,
+  ox_wp_index_x_end = 8,
+};
+
+/*
+ * A property record: 56 bytes, owned by the caller.
  *
- * A property function writes identifier, and on success type and the value fields that belong to
- * that type; all other fields keep what the caller put there.
+ * A property function writes identifier and, on success, type and the value fields of that type.
+ * All other fields keep what the caller put there.
  *
- * Each level is walked by index: ask 0, 1, 2, ... until identifier comes back 0 (for files,
- * sections and variables the function then also returns 1).
+ * A host walks a level by index: 0, 1, 2, ... until identifier comes back 0. For files, sections
+ * and variables the function then also returns 1.
  */
 typedef struct _ox_wp_prop_type {
   int32_t identifier; /* an ox_wp_prop_identifier; ox_wp_prop_none: no property was delivered */
   int32_t reserved_4;
-  const char* label; /* a second text; this plug-in never writes it */
+  const char* label; /* a second string; not used by any property above */
   int32_t type;      /* an ox_wp_data_type: which of the value fields count */
   int32_t reserved_20;
-  const char* string_value; /* for types string and message. Owned by the plug-in; valid until the
-                               object it belongs to changes or is released. Axis labels
-                               (identifiers 37, 49 and 50) only until the next property call on
-                               the same section: all labels of a section share one text. */
-  double double_value;      /* for type double */
+  const char* string_value; /* for the types string and message. Owned by the plug-in, and valid
+                               until the object that it belongs to changes or is released. A label
+                               of an axis is valid only until the next property call on the same
+                               section or one of its variables: copy it first. */
+  double double_value;      /* for the type double */
   int64_t reserved_40;
-  int64_t integer_value; /* for types integer and message */
+  int64_t integer_value; /* for the types integer and message */
 } _ox_wp_prop_type;
 
 /*
- * The table. 256 bytes, owned by the host. ox_wp_plugin_initialize zeroes it and fills the slots
+ * The table: 256 bytes, owned by the host. ox_wp_plugin_initialize zeroes it and fills the slots
  * below; the others stay null and are free for later versions.
  */
 typedef struct _ox_wp_plugin_functions_type {
@@ -149,98 +182,106 @@ typedef struct _ox_wp_plugin_functions_type {
   int32_t version;
   int32_t reserved_4;
 
-  /* The plug-in object; first argument of every function below. Ends with release. */
+  /* The plug-in object: the first argument of every function below. release destroys it. */
   ox_wp_plugin_handle plugin;
 
   /*
    * Reads property number `index` (from 0) of the plug-in: its file name patterns, its exporters,
    * its name and its version (each only if it has one), then the queued messages, oldest first.
-   * An index past the end, whichever it is, clears the queue: a full walk delivers every message
-   * once; a walk that stops early leaves all of them queued.
+   * Any index past the end clears the queue: a full walk delivers every message once, and a walk
+   * that stops early leaves all of them queued.
    *
-   * The result means nothing: look at property->identifier. Does nothing when `plugin` or
-   * `property` is null; `identifier` is 0 for an index that is negative or past the end.
+   * The result means nothing: look at property->identifier, which is 0 for an index that is
+   * negative or past the end. Does nothing when `plugin` or `property` is null.
    */
   int (*get_plugin_property)(ox_wp_plugin_handle plugin, int index, _ox_wp_prop_type* property);
 
-  /* Destroys the plug-in object with all its files. Every handle and text of it is then invalid.
-     Null is allowed and does nothing. */
+  /* Destroys the plug-in object with all its files. Every handle and string of it is then invalid.
+     Does nothing when `plugin` is null. */
   void (*release)(ox_wp_plugin_handle plugin);
 
-  /* The plug-in's current error text, empty when there is none. Valid until the next call. Null
-     only for a null `plugin`. */
+  /* Returns the plug-in's current error string, empty when there is none; valid until the next
+     call. Returns null only when `plugin` is null. */
   const char* (*get_error_message)(ox_wp_plugin_handle plugin);
 
   /*
-   * Parses a file and keeps it: the names, sizes and times of its streams, not their samples.
+   * Parses a file and keeps its description: the names, counts and times of its variables, not
+   * their samples.
    *
-   * `path` is absolute, or relative to the working directory of this call and of every later copy
-   * and change question alike. White space around it is dropped;
-   * "/", "\" and "^" separate; "." and ".." are resolved by text; a leading "~" stands for $HOME;
-   * ${NAME}, and $NAME where a "/" or "\" follows, stand for environment variables.
+   * A relative `path` is resolved against the current working directory, in this call and again in
+   * every later copy and every reading of the change flag. White space around the path is dropped.
+   * "/", "\" and "^" separate components; "." and ".." are resolved in the string, without a look
+   * at links. A leading "~" is replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the
+   * environment variable; what is not set stays as it is.
    *
-   * Returns a new file handle at each call, also for a path parsed before; null when `plugin` or
-   * `path` is null or when the file is missing, can't be read or holds nothing that the plug-in
-   * delivers. Earlier files are not touched either way.
+   * The path is processed in this way twice, so the second time can replace what the first one has
+   * uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~" safely.
+   *
+   * Returns a new file handle at each call, also for a path parsed before. Returns null when
+   * `plugin` or `path` is null, or when the file is missing, cannot be read or contains nothing
+   * that the plug-in delivers. A file whose variables are all of ox_wp_type_none gives a handle.
+   * Earlier files stay as they are.
    */
   ox_wp_file_handle (*parse_file)(ox_wp_plugin_handle plugin, const char* path);
 
   void* reserved_48; /* null */
 
-  /* Not offered: always returns 1 and releases nothing. A host that parses a file again and again
-     uses release_all_files from time to time. */
+  /* Destroys one file and returns 0. A plug-in need not offer this: then it returns 1, releases
+     nothing, and only release_all_files and release free memory. */
   int (*release_file)(ox_wp_plugin_handle plugin, ox_wp_file_handle file);
 
-  /* Destroys all files of the plug-in; every file and section handle is then invalid. Always
-     returns 0. */
+  /* Destroys all files of the plug-in. Every file and section handle, and every string of a file,
+     is then invalid. Always returns 0, and does nothing when `plugin` is null. */
   int (*release_all_files)(ox_wp_plugin_handle plugin);
 
   /*
-   * Reads property number `index` (from 0) of a file. Asking the change flag (index 2) looks at the
-   * disk and takes what it finds as the state that the next question is compared with; to see the
-   * new content, parse the path again.
+   * Reads property number `index` (an ox_wp_file_index) of a file. Reading ox_wp_index_file_changed
+   * compares the file's size and modification time with the last reading, then stores the new
+   * values. Parse the path again to read the new content.
    *
-   * Returns 1, with identifier 0, when `file` is null or the index out of range; 1 when `property`
-   * is null.
+   * Returns 1, with identifier 0, when `file` is null or the index is out of range; 1 when
+   * `property` is null.
    */
   int (*get_file_property)(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
                            _ox_wp_prop_type* property);
 
-  /* The section number `index` (from 0) of a file; null when there is none or when `plugin` or
+  /* Returns section number `index` (from 0) of a file; null when there is none or when `plugin` or
      `file` is null. */
   ox_wp_section_handle (*get_section_handle)(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                              int index);
 
-  /* Reads property number `index` (from 0) of a section. Returns 1, with identifier 0, when
-     `section` is null or the index out of range; 1 when `property` is null. */
+  /* Reads property number `index` (an ox_wp_section_index) of a section. Returns 1, with identifier
+     0, when `section` is null or the index is out of range; 1 when `property` is null. */
   int (*get_section_property)(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                               ox_wp_section_handle section, int index, _ox_wp_prop_type* property);
 
   void* reserved_96; /* null */
 
-  /* Reads property number `index` (from 0) of the section's variable number `variable` (from 0).
-     Returns 1, with identifier 0, when `section` is null or either number out of range; 1 when
-     `property` is null. */
+  /* Reads property number `index` (an ox_wp_variable_index) of the section's variable number
+     `variable` (from 0). Returns 1, with identifier 0, when `section` is null or either number is
+     out of range; 1 when `property` is null. */
   int (*get_variable_property)(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                ox_wp_section_handle section, int variable, int index,
                                _ox_wp_prop_type* property);
 
   /*
-   * Copies samples of a variable, from its first one on, into `buffer` (aligned for doubles). The
-   * whole file, as it is now, is read for it each time, however small the buffer: ask the change
-   * flag first. Samples come in file order and without a hole: gaps in time are not filled.
+   * Copies samples of a variable, from the first one on, into `buffer` (aligned for doubles). They
+   * come from the file as it is now, in the order of the file. Gaps in time are not filled: sample
+   * i has the time start + i * step only if no gap lies before it.
    *
-   * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples; it
-   * is rounded down to whole doubles, so that one call delivers at most 268,435,455 samples.
+   * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples. It
+   * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples.
    *
-   * Returns 0 when the buffer was filled, 1 otherwise:
-   * - `section` null, no such variable, another type, or a null buffer with room for a sample:
-   *   the buffer is not touched;
-   * - the buffer is larger than the stream, or some records can't be decoded: the samples that were
-   *   found stand at the start of the buffer, the rest of it is not touched. How many there are is
-   *   not reported: fill the buffer with a mark (a NaN) beforehand to tell;
-   * - the file can't be read any more: the samples found up to there are stored.
-   * A negative size stores nothing, and the result then tells nothing.
+   * Returns 0 when the buffer was filled and the file read to its end; 1 otherwise:
+   * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null and
+   *   `size` takes a sample: the buffer is not touched.
+   * - The buffer is larger than the stream, or some records cannot be decoded: the samples found
+   *   are at the start of the buffer, and the rest of it is not touched. Their number is not
+   *   reported: fill the buffer with a mark (a NaN) beforehand to see it.
+   * - The file cannot be read, or not to its end: the samples found before the error are at the
+   *   start of the buffer, which can be full.
+   *
+   * A negative size stores nothing; ignore the result.
    */
   int (*copy_variable_data)(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                             ox_wp_section_handle section, int variable, ox_wp_data_type type,
@@ -252,8 +293,9 @@ typedef struct _ox_wp_plugin_functions_type {
 /*
  * The entry point. Set table->version to OX_WP_PLUGIN_VERSION and call it.
  *
- * Returns 0, the table filled and a new plug-in object in table->plugin, independent of all others;
- * or 1, with the table untouched, when `table` is null or its version below 1.
+ * Returns 0 with the table filled and a new plug-in object, independent of all others, in
+ * table->plugin. Returns 1 and leaves the table untouched when `table` is null or its version is
+ * below 1.
  *
  * Keep the library loaded for as long as the object lives.
  */
@@ -262,12 +304,41 @@ __attribute__((visibility("default")))
 #endif
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table);
 
-/* Its type, for the result of dlsym. */
+/* The type of the entry point, for the result of dlsym. */
 typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* table);
 
 #ifdef __cplusplus
 }
 #endif
+
+/*
+ * The plug-in ox_wp_plugin_geo
+ * ============================
+ *
+ * What is true of the plug-in that comes with this header, and need not be true of another:
+ *
+ * - Files. It delivers miniSEED files: one section with a variable for each data stream, in the
+ *   order of their first records. It registers the single pattern "*", no exporter, no name and no
+ *   version. It reports no messages, and its error string is always empty: parse_file does not say
+ *   why it declined a file.
+ * - Names are those of the source: "NET_STA_LOC_CHA".
+ * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
+ *   section share one string: the next label overwrites it.
+ * - Start time. It is the low 32 bits of the microseconds since 1970, in seconds. It lies between
+ *   -2147.483648 and 2147.483647, repeats every 71.6 minutes and is no date: two recordings can
+ * show the same one.
+ * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
+ *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
+ * the same.
+ * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
+ * - release_file always returns 1. A host that parses again and again calls release_all_files from
+ *   time to time.
+ * - libmseed. The first parse or copy, and each later one, gives libmseed log handlers that discard
+ *   messages, for the whole process; all of them use libmseed's one reading state per process. A
+ *   host that uses libmseed too sets its own handlers again (ms_loginit) after each parse or copy,
+ *   and has no file half read with ms_readmsr during these calls.
+ * - The library stays loaded until the process ends, even after dlclose.
+ */
 
 /* The layout, checked. C99 has no assertion at compile time: an array of size -1 stands in. */
 #ifdef __cplusplus
