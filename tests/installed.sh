@@ -19,7 +19,7 @@ cp "its place/share/doc/ox-wp-plugin/examples/streams.c" .
 cat >CMakeLists.txt <<'END'
 cmake_minimum_required(VERSION 3.16)
 project(consumer C)
-find_package(ox-wp-plugin 0.1 REQUIRED)
+find_package(ox-wp-plugin 0.2 REQUIRED)
 add_executable(streams streams.c)
 target_link_libraries(streams ox-wp-plugin::header ${CMAKE_DL_LIBS})
 add_custom_target(shown ALL streams ${OX_WP_PLUGIN_DIR}/ox_wp_plugin_geo.so ${recording} > shown VERBATIM)
