@@ -45,7 +45,7 @@ Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRe
   samples.values.assign(std::min(stream.sampleCount, kMostSamplesOfACopy), unwrittenMark());
   const int size = static_cast<int>(samples.values.size() * sizeof(double));
   // The status says no more than the marks do.
-  plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
+  plugin->copy_variable_data(plugin.handle(), file.handle, stream.handle, stream.variable,
                              ox_wp_type_double, samples.values.data(), size);
   samples.values.resize(countWritten(samples.values));
   return samples;

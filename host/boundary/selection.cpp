@@ -15,18 +15,11 @@ bool matches(const StreamRecord& stream, const std::string& pattern) {
   return fnmatch(pattern.c_str(), stream.name.c_str(), 0) == 0;
 }
 
-std::vector<StreamRecord> streamsOf(const FileRecord& file) {
-  std::vector<StreamRecord> streams;
-  for (const SectionRecord& section : file.sections)
-    streams.insert(streams.end(), section.streams.begin(), section.streams.end());
-  return streams;
-}
-
 } // namespace
 
 std::vector<StreamRecord> selectStreams(const FileRecord& file,
                                         const std::vector<std::string>& patterns) {
-  std::vector<StreamRecord> streams = streamsOf(file);
+  std::vector<StreamRecord> streams = file.streams;
   for (const std::string& pattern : patterns)
     if (std::none_of(streams.begin(), streams.end(),
                      [&](const StreamRecord& stream) { return matches(stream, pattern); }))

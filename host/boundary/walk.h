@@ -1,5 +1,5 @@
-// What a plug-in tells about itself and about a file, walked through the boundary into plain
-// records that own all their texts.
+// What a plug-in reports about itself and about a file, read through the boundary into plain
+// records that own all their strings.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@
 
 namespace host {
 
-// A property, copied: the plug-in's texts may change at the next call.
+// A copy of a property: the plug-in's own strings may change at the next call.
 struct Property {
   int32_t identifier = ox_wp_prop_none;
   int32_t type = ox_wp_type_none;
@@ -21,30 +21,27 @@ struct Property {
 
 using Properties = std::vector<Property>;
 
-// The name that the boundary gives to an identifier, without prefix; "unknown" for any other.
-const char* propertyName(int32_t identifier) noexcept;
-
-// One signal of a file. The named fields are picked from the properties by identifier.
+// One signal of a file, which the boundary calls a variable. The named fields are copies of
+// properties.
 struct StreamRecord {
-  ox_wp_section_handle section = nullptr;
-  int variable = 0;
+  int section = 0;                       // the section's number, from 0
+  ox_wp_section_handle handle = nullptr; // of the section
+  int variable = 0;                      // the stream's number within the section
   std::string name;
+  std::string xLabel;
+  std::string yLabel;
   uint64_t sampleCount = 0; // as declared; a copy can find fewer
-  double start = 0;         // seconds
+  double start = 0;         // seconds; only the low 32 bits of the microseconds since 1970
   double interval = 0;      // seconds; 0 when the sample rate is unknown
   double end = 0;           // seconds
   bool deliverable = false; // the samples can be copied
   Properties properties;
 
-  // The time of a sample, rounded once, as the end of the stream is.
+  // The time of a sample, rounded once, as the end of the stream is. Nominal behind a gap: the time
+  // between records is not reported.
   double timeOf(uint64_t sample) const noexcept;
   // Samples per second; 0 when unknown.
   double sampleRate() const noexcept { return interval == 0 ? 0 : 1 / interval; }
-};
-
-struct SectionRecord {
-  Properties properties;
-  std::vector<StreamRecord> streams;
 };
 
 struct FileRecord {
@@ -52,16 +49,17 @@ struct FileRecord {
   ox_wp_file_handle handle = nullptr;
   bool changed = false; // the change flag: reading it has reset it
   Properties properties;
-  std::vector<SectionRecord> sections;
+  std::vector<Properties> sections;
+  std::vector<StreamRecord> streams; // of all sections, in order
 };
 
-// A walk that has not ended here never will: no plug-in has as many properties.
+// Ends a walk that would never end: no plug-in has as many properties.
 inline constexpr int kLongestWalk = 1 << 20;
 
-// Delivers, and so takes out of the queue, the queued messages too.
+// Reads the queued messages too, which takes them out of the queue.
 Properties walkPlugin(const Plugin& plugin);
 
-// Parses a file and walks all of it. Throws Error when the plug-in declines the file.
+// Parses a file and reads all its properties. Throws Error when the plug-in declines the file.
 FileRecord openFile(const Plugin& plugin, const std::string& path);
 
 } // namespace host

@@ -3,6 +3,7 @@
 #include <map>
 #include <vector>
 
+#include "host/boundary/propertyTable.h"
 #include "host/boundary/walk.h"
 #include "host/check/rules.h"
 

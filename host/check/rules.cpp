@@ -1,6 +1,7 @@
 #include "host/check/rules.h"
 
 #include "host/base/error.h"
+#include "host/boundary/propertyTable.h"
 #include "host/boundary/samples.h"
 
 namespace host {
@@ -23,9 +24,8 @@ int countOf(const _ox_wp_prop_type& record, int32_t identifier) {
 void useFile(const Plugin& plugin, const std::string& path) {
   try {
     const FileRecord file = openFile(plugin, path);
-    for (const SectionRecord& section : file.sections)
-      for (const StreamRecord& stream : section.streams)
-        copySamples(plugin, file, stream);
+    for (const StreamRecord& stream : file.streams)
+      copySamples(plugin, file, stream);
   } catch (const Error&) { // NOLINT(bugprone-empty-catch): declining is a use as well
   }
 }

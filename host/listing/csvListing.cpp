@@ -22,12 +22,12 @@ public:
   }
 
   void file(const ListedFile& file) override {
-    for (const ListedStream& stream : file.streams) {
-      const StreamRecord& record = stream.record;
-      const SampleSummary& samples = stream.samples;
+    for (size_t i = 0; i < file.samples.size(); ++i) {
+      const StreamRecord& record = file.record.streams[i];
+      const SampleSummary& samples = file.samples[i];
       // The rate is computed from the interval: 15 digits drop what that division adds.
       output_.write(fmt::format("{},{},{},{},{},{},{},{:.15g},{},{},{},{},{}\n",
-                                csvField(file.record.path), stream.section, record.variable,
+                                csvField(file.record.path), record.section, record.variable,
                                 csvField(record.name), record.sampleCount, samples.found,
                                 record.interval, record.sampleRate(), record.start, record.end,
                                 record.deliverable ? "yes" : "no", exactNumber(samples.first),

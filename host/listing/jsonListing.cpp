@@ -3,6 +3,7 @@
 #include <fmt/core.h>
 #include <nlohmann/json.hpp>
 
+#include "host/boundary/propertyTable.h"
 #include "host/listing/listing.h"
 
 namespace host {
@@ -48,10 +49,11 @@ Json propertiesJson(const Properties& properties) {
   return json;
 }
 
-Json streamJson(const ListedStream& stream) {
-  const SampleSummary& samples = stream.samples;
-  return {{"properties", propertiesJson(stream.record.properties)},
-          {"deliverable", stream.record.deliverable},
+Json streamJson(const StreamRecord& stream, const SampleSummary& samples) {
+  return {{"section", stream.section},
+          {"variable", stream.variable},
+          {"properties", propertiesJson(stream.properties)},
+          {"deliverable", stream.deliverable},
           {"samples_found", samples.found},
           {"first_sample", optionalJson(samples.first)},
           {"last_sample", optionalJson(samples.last)}};
@@ -68,14 +70,15 @@ public:
 
   void file(const ListedFile& file) override {
     Json sections = Json::array();
-    for (const SectionRecord& section : file.record.sections)
-      sections.push_back(
-          {{"properties", propertiesJson(section.properties)}, {"variables", Json::array()}});
-    for (const ListedStream& stream : file.streams)
-      sections[static_cast<size_t>(stream.section)]["variables"].push_back(streamJson(stream));
+    for (const Properties& section : file.record.sections)
+      sections.push_back({{"properties", propertiesJson(section)}});
+    Json streams = Json::array();
+    for (size_t i = 0; i < file.samples.size(); ++i)
+      streams.push_back(streamJson(file.record.streams[i], file.samples[i]));
     document_["files"].push_back({{"path", file.record.path},
                                   {"properties", propertiesJson(file.record.properties)},
-                                  {"sections", std::move(sections)}});
+                                  {"sections", std::move(sections)},
+                                  {"streams", std::move(streams)}});
   }
 
   void failure(const std::string& path, const std::string& reason) override {

@@ -22,13 +22,8 @@ SampleSummary summarize(const Samples& samples) {
 ListedFile summarize(const Plugin& plugin, FileRecord record) {
   ListedFile listed;
   listed.record = std::move(record);
-  int section = 0;
-  for (const SectionRecord& each : listed.record.sections) {
-    for (const StreamRecord& stream : each.streams)
-      listed.streams.push_back(
-          {section, stream, summarize(copySamples(plugin, listed.record, stream))});
-    ++section;
-  }
+  for (const StreamRecord& stream : listed.record.streams)
+    listed.samples.push_back(summarize(copySamples(plugin, listed.record, stream)));
   return listed;
 }
 

@@ -19,15 +19,9 @@ struct SampleSummary {
   std::string shortfall; // see Samples
 };
 
-struct ListedStream {
-  int section = 0;
-  StreamRecord record;
-  SampleSummary samples;
-};
-
 struct ListedFile {
   FileRecord record;
-  std::vector<ListedStream> streams;
+  std::vector<SampleSummary> samples; // of each stream
 };
 
 // Copies every stream in turn; holds the samples of one at a time.

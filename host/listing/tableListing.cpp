@@ -38,17 +38,16 @@ std::string shortNumber(const std::optional<double>& value) {
   return value ? shortNumber(*value) : "-";
 }
 
-Row rowOf(const ListedStream& stream) {
-  const StreamRecord& record = stream.record;
+Row rowOf(const StreamRecord& record, const SampleSummary& samples) {
   return {printable(record.name),
           std::to_string(record.sampleCount),
           record.interval == 0 ? "unknown" : shortNumber(record.sampleRate()),
           fmt::format("{:.6f}", record.start),
           fmt::format("{:.6f}", record.end),
           record.deliverable ? "yes" : "no",
-          shortNumber(stream.samples.first),
-          shortNumber(stream.samples.last),
-          record.deliverable ? stream.samples.shortfall : ""};
+          shortNumber(samples.first),
+          shortNumber(samples.last),
+          record.deliverable ? samples.shortfall : ""};
 }
 
 // The number of characters: bytes that do not continue one.
@@ -63,16 +62,16 @@ public:
 
   void file(const ListedFile& file) override {
     output_.write(fmt::format("{}{}: {} stream{}\n", first_ ? "" : "\n",
-                              printable(file.record.path), file.streams.size(),
-                              file.streams.size() == 1 ? "" : "s"));
+                              printable(file.record.path), file.samples.size(),
+                              file.samples.size() == 1 ? "" : "s"));
     first_ = false;
-    if (file.streams.empty())
+    if (file.samples.empty())
       return;
     std::vector<Row> rows(1);
     std::transform(kColumns.begin(), kColumns.end(), rows[0].begin(),
                    [](const Column& column) { return column.heading; });
-    for (const ListedStream& stream : file.streams)
-      rows.push_back(rowOf(stream));
+    for (size_t i = 0; i < file.samples.size(); ++i)
+      rows.push_back(rowOf(file.record.streams[i], file.samples[i]));
     writeAligned(rows);
   }
 

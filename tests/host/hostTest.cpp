@@ -76,12 +76,12 @@ TEST_F(HostTest, ListingsStayValidForAnyNameAndNumber) {
     return testing::internal::GetCapturedStdout();
   };
   const auto json = nlohmann::json::parse(listed(ListFormat::json));
-  const auto& variables = json["files"][0]["sections"][0]["variables"];
-  EXPECT_EQ(variables[0]["properties"][0]["value"], "a\"b,\x1b\u009bé€🌍" + marks);
-  EXPECT_EQ(variables[0]["properties"].size(), 9);
-  EXPECT_EQ(variables[0]["samples_found"], 6);
-  EXPECT_EQ(variables[0]["last_sample"], "inf");
-  EXPECT_EQ(variables[1]["first_sample"], nullptr);
+  const auto& streams = json["files"][0]["streams"];
+  EXPECT_EQ(streams[0]["properties"][0]["value"], "a\"b,\x1b\u009bé€🌍" + marks);
+  EXPECT_EQ(streams[0]["properties"].size(), 9);
+  EXPECT_EQ(streams[0]["samples_found"], 6);
+  EXPECT_EQ(streams[0]["last_sample"], "inf");
+  EXPECT_EQ(streams[1]["first_sample"], nullptr);
 
   const Texts rows = split(listed(ListFormat::csv), '\n');
   ASSERT_EQ(rows.size(), 3);
@@ -114,7 +114,7 @@ TEST_F(Export, KeepsEveryBitOfEverySample) {
   ASSERT_EQ(rows.size(), 20002);
   EXPECT_EQ(rows[0], "A time_s,A value,B time_s,B value,C time_s,C value");
   for (size_t i = 0; i < 3; ++i) {
-    const StreamRecord& stream = record.sections[0].streams[i];
+    const StreamRecord& stream = record.streams[i];
     const Samples samples = copySamples(plugin, record, stream);
     raw.append(reinterpret_cast<const char*>(samples.values.data()), samples.values.size() * 8);
     for (size_t sample = 0; sample < 20001; ++sample) {
