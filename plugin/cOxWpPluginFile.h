@@ -1,4 +1,5 @@
-// The record of one parsed file: its path, what the disk said of it, its sections and properties.
+// The record of one parsed file: its path, its size and time on the disk, its sections and
+// properties.
 #pragma once
 
 #include <cstdint>
@@ -33,20 +34,21 @@ public:
   // In whole seconds since 1970-01-01 UTC; 0 for an empty name and for one that can't be examined.
   long getLastWriteTime(const std::string& name) const;
 
-  // Takes the name and what the disk says of it; does nothing when it is the name already held.
+  // Stores the name, and the size and time that the file has now. Does nothing when it is the name
+  // already held.
   void setFileName(const std::string& name);
   void setFileName(const char* name) { setFileName(std::string(name ? name : "")); }
 
-  // True when size or time differ from those held, which are then replaced: a change is reported
-  // once. An empty or vanished file counts with time 0.
+  // Compares the file's size and time with those held, and then holds the new ones: a change is
+  // reported once. An empty or vanished file counts with time 0.
   bool checkFileChanged();
 
   // Null for an index out of range.
   Section* getSectionHandle(int index) noexcept;
   const Section* getSectionHandle(int index) const noexcept;
 
-  // Index 0 is the number of sections, the stored properties follow. 0 on success; 1 with
-  // identifier 0 for an index out of range. `property` is not null; its texts live until the
+  // Index 0 is the number of sections; the stored properties follow. Returns 0 on success, and 1
+  // with identifier 0 for an index out of range. `property` is not null; its strings live until the
   // properties change.
   int getFileProperty(int index, _ox_wp_prop_type* property) const;
 
@@ -67,6 +69,13 @@ public:
   }
 
 private:
+  // Size and time of one look at the disk, so that they belong together.
+  struct cLook {
+    std::uint64_t size = 0; // bytes
+    std::int64_t time = 0;  // seconds since 1970-01-01 UTC
+  };
+  static cLook lookAt(const std::string& name);
+
   std::string fileName_;
   std::uint64_t fileSize_ = 0;     // as setFileName or checkFileChanged last saw it
   std::int64_t lastWriteTime_ = 0; // likewise
@@ -76,19 +85,22 @@ private:
 };
 
 template<class Plugin, class Section>
-unsigned long cOxWpPluginFile<Plugin, Section>::getFileSize(const std::string& name) const {
+typename cOxWpPluginFile<Plugin, Section>::cLook
+cOxWpPluginFile<Plugin, Section>::lookAt(const std::string& name) {
   struct stat status = {};
   if (name.empty() || stat(name.c_str(), &status) != 0)
-    return 0;
-  return static_cast<unsigned long>(status.st_size);
+    return {};
+  return {static_cast<std::uint64_t>(status.st_size), status.st_mtime};
+}
+
+template<class Plugin, class Section>
+unsigned long cOxWpPluginFile<Plugin, Section>::getFileSize(const std::string& name) const {
+  return lookAt(name).size;
 }
 
 template<class Plugin, class Section>
 long cOxWpPluginFile<Plugin, Section>::getLastWriteTime(const std::string& name) const {
-  struct stat status = {};
-  if (name.empty() || stat(name.c_str(), &status) != 0)
-    return 0;
-  return status.st_mtime;
+  return lookAt(name).time;
 }
 
 template<class Plugin, class Section>
@@ -96,18 +108,20 @@ void cOxWpPluginFile<Plugin, Section>::setFileName(const std::string& name) {
   if (name == fileName_)
     return;
   fileName_ = name;
-  fileSize_ = getFileSize(name);
-  lastWriteTime_ = getLastWriteTime(name);
+  const cLook now = lookAt(name);
+  fileSize_ = now.size;
+  lastWriteTime_ = now.time;
 }
 
 template<class Plugin, class Section>
 bool cOxWpPluginFile<Plugin, Section>::checkFileChanged() {
-  const std::uint64_t size = getFileSize(fileName_);
-  const std::int64_t time = size == 0 ? 0 : getLastWriteTime(fileName_);
-  if (size == fileSize_ && time == lastWriteTime_)
+  cLook now = lookAt(fileName_);
+  if (now.size == 0)
+    now.time = 0;
+  if (now.size == fileSize_ && now.time == lastWriteTime_)
     return false;
-  fileSize_ = size;
-  lastWriteTime_ = time;
+  fileSize_ = now.size;
+  lastWriteTime_ = now.time;
   return true;
 }
 
