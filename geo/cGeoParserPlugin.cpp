@@ -9,37 +9,40 @@
 #include "support/cOxFilePath.h"
 #include "support/dateAndTime.h"
 
-// The templates as a whole, so that members which this plug-in doesn't call compile all the same.
+// The only instantiation. It is explicit so that members which this plug-in does not call compile
+// too.
 template class cOxWpPlugin<cGeoParserFile>;
 template class cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
 
 namespace {
 
 constexpr double kSecondsPerMicrosecond = 1e-6;
+constexpr const char* kTimeLabel = "time stamp";
+constexpr const char* kValueLabel = "count";
 
-int answerInteger(_ox_wp_prop_type& property, std::int32_t identifier, std::int64_t value) {
+int setInteger(_ox_wp_prop_type& property, std::int32_t identifier, std::int64_t value) {
   property.identifier = identifier;
   property.type = ox_wp_type_integer;
   property.integer_value = value;
   return 0;
 }
 
-int answerDouble(_ox_wp_prop_type& property, std::int32_t identifier, double value) {
+int setDouble(_ox_wp_prop_type& property, std::int32_t identifier, double value) {
   property.identifier = identifier;
   property.type = ox_wp_type_double;
   property.double_value = value;
   return 0;
 }
 
-// `text` is the section's or one of its variables', so that the pointer stays good.
-int answerText(_ox_wp_prop_type& property, std::int32_t identifier, const std::string& text) {
+// `value` belongs to the section or to one of its variables: the host gets a pointer into it.
+int setString(_ox_wp_prop_type& property, std::int32_t identifier, const std::string& value) {
   property.identifier = identifier;
   property.type = ox_wp_type_string;
-  property.string_value = text.c_str();
+  property.string_value = value.c_str();
   return 0;
 }
 
-int answerNothing(_ox_wp_prop_type& property) {
+int refuse(_ox_wp_prop_type& property) {
   property.identifier = ox_wp_prop_none;
   return 1;
 }
@@ -54,115 +57,119 @@ double interval(const cGeoParserVariable& variable) {
   return variable.sampleRate == 0 ? 0 : 1 / variable.sampleRate;
 }
 
-// Just after the last sample, rounded once.
+// One interval after the last sample; computed with a single rounding.
 double end(const cGeoParserVariable& variable) {
   return std::fma(static_cast<double>(variable.sampleCount), interval(variable), start(variable));
 }
 
-// Every copy ends here: 0 when the dispatcher is content, else 1.
-int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable, double* buffer,
+// Returns 0 when all samples were copied, else 1.
+int copyDoubles(cGeoParserFile& file, cGeoParserSection& section, int variable, double* buffer,
                 int count) {
   cGeoFileParser parser;
   return parser.copyVariableDataDouble(file, section, variable, buffer, count) > ox3::rcPartiallyOk;
 }
 
-int copySamples(cGeoParserFile& file, cGeoParserSection& section, int variable,
-                ox_wp_data_type type, void* buffer, int bytes) {
+// Likewise for a buffer of `bytes` bytes, in which doubles are the only type that is copied.
+int copyIntoBytes(cGeoParserFile& file, cGeoParserSection& section, int variable,
+                  ox_wp_data_type type, void* buffer, int bytes) {
   if (type != ox_wp_type_double)
     return 1;
-  constexpr int kBytesToDoubles = 3; // as a shift: a negative size stays negative
-  return copySamples(file, section, variable, static_cast<double*>(buffer),
+  constexpr int kBytesToDoubles = 3; // as a shift, which keeps a negative size negative
+  return copyDoubles(file, section, variable, static_cast<double*>(buffer),
                      bytes >> kBytesToDoubles);
 }
 
 } // namespace
 
+int cGeoParserSection::setLabel(_ox_wp_prop_type& property, std::int32_t identifier,
+                                const char* label) {
+  unitText = label;
+  return setString(property, identifier, unitText);
+}
+
 int cGeoParserSection::getSectionProperty(int index, _ox_wp_prop_type* property) {
   switch (index) {
   case 0:
-    return answerInteger(*property, ox_wp_prop_section_kind, 0);
+    return setInteger(*property, ox_wp_prop_section_kind, 0);
   case 1:
-    return answerInteger(*property, ox_wp_prop_variable_count, std::ssize(variables));
+    return setInteger(*property, ox_wp_prop_variable_count, std::ssize(variables));
   case 2:
-    unitText = "time stamp";
-    return answerText(*property, ox_wp_prop_section_x_label, unitText);
+    return setLabel(*property, ox_wp_prop_section_x_label, kTimeLabel);
   default:
-    return answerNothing(*property);
+    return refuse(*property);
   }
 }
 
 int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_type* property) {
   if (variable < 0 || variable >= std::ssize(variables))
-    return answerNothing(*property);
+    return refuse(*property);
 
-  const cGeoParserVariable& asked = variables[static_cast<std::size_t>(variable)];
+  const cGeoParserVariable& chosen = variables[static_cast<std::size_t>(variable)];
   switch (index) {
   case 0:
-    return answerText(*property, ox_wp_prop_variable_name, asked.name);
+    return setString(*property, ox_wp_prop_variable_name, chosen.name);
   case 1:
-    return answerInteger(*property, ox_wp_prop_variable_kind, 0);
+    return setInteger(*property, ox_wp_prop_variable_kind, 0);
   case 2:
-    return answerInteger(*property, ox_wp_prop_variable_data_type, asked.dataType);
+    return setInteger(*property, ox_wp_prop_variable_data_type, chosen.dataType);
   case 3:
-    return answerInteger(*property, ox_wp_prop_sample_count,
-                         static_cast<std::int64_t>(asked.sampleCount));
+    return setInteger(*property, ox_wp_prop_sample_count,
+                      static_cast<std::int64_t>(chosen.sampleCount));
   case 4:
-    unitText = "time stamp";
-    return answerText(*property, ox_wp_prop_variable_x_label, unitText);
+    return setLabel(*property, ox_wp_prop_variable_x_label, kTimeLabel);
   case 5:
-    unitText = "count";
-    return answerText(*property, ox_wp_prop_variable_y_label, unitText);
+    return setLabel(*property, ox_wp_prop_variable_y_label, kValueLabel);
   case 6:
-    return answerDouble(*property, ox_wp_prop_x_start, start(asked));
+    return setDouble(*property, ox_wp_prop_x_start, start(chosen));
   case 7:
-    return answerDouble(*property, ox_wp_prop_x_step, interval(asked));
+    return setDouble(*property, ox_wp_prop_x_step, interval(chosen));
   case 8:
-    return answerDouble(*property, ox_wp_prop_x_end, end(asked));
+    return setDouble(*property, ox_wp_prop_x_end, end(chosen));
   default:
-    return answerNothing(*property);
+    return refuse(*property);
   }
 }
 
-// In both copies a negative number passes here: the reader refuses it.
+// In both copies a negative variable number passes the check; the reader refuses it.
 
 int cGeoParserSection::copyVariableDataDouble(int variable, double* buffer, int count) {
   if (variable >= std::ssize(variables))
     return 1;
-  return copySamples(*file, *this, variable, buffer, count);
+  return copyDoubles(*file, *this, variable, buffer, count);
 }
 
 int cGeoParserSection::copyVariableData(int variable, ox_wp_data_type type, void* buffer,
                                         int bytes) {
   if (variable >= std::ssize(variables))
     return 1;
-  return copySamples(*file, *this, variable, type, buffer, bytes);
+  return copyIntoBytes(*file, *this, variable, type, buffer, bytes);
 }
 
 int cGeoParserFile::getFileProperty(int index, _ox_wp_prop_type* property) {
   switch (index) {
   case 0:
-    return answerInteger(*property, ox_wp_prop_file_kind, 0);
+    return setInteger(*property, ox_wp_prop_file_kind, 0);
   case 1:
-    return answerInteger(*property, ox_wp_prop_section_count, std::ssize(sections()));
+    return setInteger(*property, ox_wp_prop_section_count, std::ssize(sections()));
   case 2:
-    return answerInteger(*property, ox_wp_prop_file_changed, checkFileChanged());
+    return setInteger(*property, ox_wp_prop_file_changed, checkFileChanged());
   default:
-    return answerNothing(*property);
+    return refuse(*property);
   }
 }
 
 int cGeoParserFile::copyVariableDataDouble(cGeoParserSection& section, int variable, double* buffer,
                                            int count) {
-  return copySamples(*this, section, variable, buffer, count);
+  return copyDoubles(*this, section, variable, buffer, count);
 }
 
 int cGeoParserFile::copyVariableData(cGeoParserSection& section, int variable, ox_wp_data_type type,
                                      void* buffer, int bytes) {
-  return copySamples(*this, section, variable, type, buffer, bytes);
+  return copyIntoBytes(*this, section, variable, type, buffer, bytes);
 }
 
 cGeoParserPlugin::cGeoParserPlugin() {
-  registerFileExtension("*"); // files of any name: the dispatcher looks at the extension itself
+  registerFileExtension("*"); // any file: the dispatcher chooses by the extension itself
 }
 
 cGeoParserFile* cGeoParserPlugin::parseFile(const char* path) {
@@ -185,16 +192,16 @@ cGeoParserFile* cGeoParserPlugin::parseFile(const char* path) {
 
 int cGeoParserPlugin::copyVariableDataDouble(cGeoParserFile& file, cGeoParserSection& section,
                                              int variable, double* buffer, int count) {
-  return copySamples(file, section, variable, buffer, count);
+  return copyDoubles(file, section, variable, buffer, count);
 }
 
 int cGeoParserPlugin::copyVariableData(cGeoParserFile& file, cGeoParserSection& section,
                                        int variable, ox_wp_data_type type, void* buffer,
                                        int bytes) {
-  return copySamples(file, section, variable, type, buffer, bytes);
+  return copyIntoBytes(file, section, variable, type, buffer, bytes);
 }
 
-// The functions behind the table's slots: check the pointers, then ask the object.
+// The functions of the table: each checks its pointers and calls the object.
 
 namespace {
 
@@ -214,68 +221,67 @@ cGeoParserSection* asSection(ox_wp_section_handle handle) {
 
 extern "C" {
 
-static int ox_wp_plugin_geo_get_plugin_property(ox_wp_plugin_handle plugin, int index,
-                                                _ox_wp_prop_type* property) {
+int ox_wp_plugin_geo_get_plugin_property(ox_wp_plugin_handle plugin, int index,
+                                         _ox_wp_prop_type* property) {
   if (plugin)
     asPlugin(plugin)->getPluginProperty(index, property);
   return 0;
 }
 
-static void ox_wp_plugin_geo_release(ox_wp_plugin_handle plugin) {
+void ox_wp_plugin_geo_release(ox_wp_plugin_handle plugin) {
   delete asPlugin(plugin);
 }
 
-static const char* ox_wp_plugin_geo_get_error_message(ox_wp_plugin_handle plugin) {
+const char* ox_wp_plugin_geo_get_error_message(ox_wp_plugin_handle plugin) {
   return plugin ? asPlugin(plugin)->getErrorMessage() : nullptr;
 }
 
-static ox_wp_file_handle ox_wp_plugin_geo_parser_parse_file(ox_wp_plugin_handle plugin,
-                                                            const char* path) {
+ox_wp_file_handle ox_wp_plugin_geo_parser_parse_file(ox_wp_plugin_handle plugin, const char* path) {
   return plugin ? asPlugin(plugin)->parseFile(path) : nullptr;
 }
 
-static int ox_wp_plugin_geo_parser_release_file(ox_wp_plugin_handle, ox_wp_file_handle) {
-  return 1; // by design: files live until all of them are released
+int ox_wp_plugin_geo_parser_release_file(ox_wp_plugin_handle, ox_wp_file_handle) {
+  return 1; // by design: single files cannot be released
 }
 
-static int ox_wp_plugin_geo_parser_release_all_files(ox_wp_plugin_handle plugin) {
+int ox_wp_plugin_geo_parser_release_all_files(ox_wp_plugin_handle plugin) {
   return plugin ? asPlugin(plugin)->releaseAllFiles() : 0;
 }
 
-static int ox_wp_plugin_geo_parser_get_file_property(ox_wp_plugin_handle, ox_wp_file_handle file,
-                                                     int index, _ox_wp_prop_type* property) {
+int ox_wp_plugin_geo_parser_get_file_property(ox_wp_plugin_handle, ox_wp_file_handle file,
+                                              int index, _ox_wp_prop_type* property) {
   if (!property)
     return 1;
   property->identifier = ox_wp_prop_none;
   return file ? asFile(file)->getFileProperty(index, property) : 1;
 }
 
-static ox_wp_section_handle ox_wp_plugin_geo_get_section_handle(ox_wp_plugin_handle plugin,
-                                                                ox_wp_file_handle file, int index) {
+ox_wp_section_handle ox_wp_plugin_geo_get_section_handle(ox_wp_plugin_handle plugin,
+                                                         ox_wp_file_handle file, int index) {
   return plugin && file ? asFile(file)->getSectionHandle(index) : nullptr;
 }
 
-static int ox_wp_plugin_geo_get_section_property(ox_wp_plugin_handle, ox_wp_file_handle,
-                                                 ox_wp_section_handle section, int index,
-                                                 _ox_wp_prop_type* property) {
+int ox_wp_plugin_geo_get_section_property(ox_wp_plugin_handle, ox_wp_file_handle,
+                                          ox_wp_section_handle section, int index,
+                                          _ox_wp_prop_type* property) {
   if (!property)
     return 1;
   property->identifier = ox_wp_prop_none;
   return section ? asSection(section)->getSectionProperty(index, property) : 1;
 }
 
-static int ox_wp_plugin_geo_get_variable_property(ox_wp_plugin_handle, ox_wp_file_handle,
-                                                  ox_wp_section_handle section, int variable,
-                                                  int index, _ox_wp_prop_type* property) {
+int ox_wp_plugin_geo_get_variable_property(ox_wp_plugin_handle, ox_wp_file_handle,
+                                           ox_wp_section_handle section, int variable, int index,
+                                           _ox_wp_prop_type* property) {
   if (!property)
     return 1;
   property->identifier = ox_wp_prop_none;
   return section ? asSection(section)->getVariableProperty(variable, index, property) : 1;
 }
 
-static int ox_wp_plugin_geo_copy_variable_data(ox_wp_plugin_handle, ox_wp_file_handle,
-                                               ox_wp_section_handle section, int variable,
-                                               ox_wp_data_type type, void* buffer, int size) {
+int ox_wp_plugin_geo_copy_variable_data(ox_wp_plugin_handle, ox_wp_file_handle,
+                                        ox_wp_section_handle section, int variable,
+                                        ox_wp_data_type type, void* buffer, int size) {
   return section ? asSection(section)->copyVariableData(variable, type, buffer, size) : 1;
 }
 
@@ -304,7 +310,7 @@ int ox_wp_plugin_geo_initialize(_ox_wp_plugin_functions_type* table) {
   table->get_section_property = ox_wp_plugin_geo_get_section_property;
   table->get_variable_property = ox_wp_plugin_geo_get_variable_property;
   table->copy_variable_data = ox_wp_plugin_geo_copy_variable_data;
-  table->plugin = plugin.release(); // the host's from here on
+  table->plugin = plugin.release(); // the host owns it from here on
   return 0;
 }
 
