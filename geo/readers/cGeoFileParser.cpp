@@ -9,20 +9,19 @@
 
 namespace {
 
-// One attempt: a reader made for it and gone after it.
-using Attempt = int (*)(cGeoParserFile&, const std::string&);
-
+// One attempt: a reader that lives as long as the call.
 template<class Reader>
-int with(cGeoParserFile& file, const std::string& name) {
+ox3::returnCode parseWith(cGeoParserFile& file, const std::string& name) {
   return Reader(file).parseFile(name);
 }
 
-constexpr Attempt kSeg2 = with<cGeoFileParserSeg2>;
-constexpr Attempt kGeopsySignal = with<cGeoFileParserGeopsySignal>;
-constexpr Attempt kMiniSeed = with<cGeoFileParserMiniSeed>;
+using Attempt = ox3::returnCode (*)(cGeoParserFile&, const std::string&);
+constexpr Attempt kSeg2 = parseWith<cGeoFileParserSeg2>;
+constexpr Attempt kGeopsySignal = parseWith<cGeoFileParserGeopsySignal>;
+constexpr Attempt kMiniSeed = parseWith<cGeoFileParserMiniSeed>;
 
-// In order. Uneven on purpose: what is named like SEG-2 is never read as miniSEED, and what is
-// named like miniSEED gets a second chance at the end.
+// The order of the attempts. It is uneven on purpose: a file named like SEG-2 is never read as
+// miniSEED, and one named like miniSEED is read as such a second time at the end.
 constexpr Attempt kSeg2First[] = {kSeg2, kGeopsySignal};
 constexpr Attempt kMiniSeedFirst[] = {kMiniSeed, kGeopsySignal, kSeg2, kMiniSeed};
 constexpr Attempt kGeopsySignalFirst[] = {kGeopsySignal, kSeg2, kMiniSeed};
@@ -66,7 +65,7 @@ int cGeoFileParser::parse(cGeoParserFile& file, std::string name,
 
   const std::span<const Attempt> attempts = attemptsFor(type, path.extensionLowerCase());
   for (const Attempt parseFile : attempts) {
-    auto code = static_cast<ox3::returnCode>(parseFile(file, name));
+    ox3::returnCode code = parseFile(file, name);
     if (printErrorMessageAndQuit(name, code))
       return code;
   }
@@ -87,7 +86,7 @@ bool cGeoFileParser::printErrorMessageAndQuit(const std::string& name, ox3::retu
     code = ox3::rcFailed;
     return true;
   default:
-    return false; // not the reader's format: the next one may try
+    return false; // not the reader's format: the next reader tries
   }
 }
 

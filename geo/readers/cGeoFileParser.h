@@ -1,4 +1,4 @@
-// The dispatcher: which reader parses a file, and which one delivers its samples.
+// The dispatcher: decides which reader parses a file and which one delivers its samples.
 #pragma once
 
 #include <string>
@@ -9,9 +9,9 @@
 // A short-lived object: one for each parse request and one for each copy.
 class cGeoFileParser {
 public:
-  // Fills `file` from the file `name`: tries readers, the extension's own first, until one gives a
-  // final answer. The type geo_file_seg2 forces that reader to the front; any other changes
-  // nothing. Returns rcOk, rcPartlyParsed, rcFailed or rcFileNotFound; message() then tells the
+  // Fills `file` from the file `name`: tries readers, that of the extension first, until one
+  // returns a final code. The type geo_file_seg2 puts that reader first; any other type changes
+  // nothing. Returns rcOk, rcPartlyParsed, rcFailed or rcFileNotFound; message() then states the
   // outcome.
   int parse(cGeoParserFile& file, std::string name, geoFileParser::geo_file_type type);
 
@@ -20,8 +20,8 @@ public:
   int copyVariableDataDouble(cGeoParserFile& file, cGeoParserSection& section, int variable,
                              double* buffer, int count);
 
-  // True when `code`, a reader's answer, ends the search; the message then tells how, and a format
-  // that was recognised but not loaded becomes rcFailed.
+  // True when `code`, returned by a reader, ends the search. The message then states the outcome,
+  // and a format that was recognised but not loaded becomes rcFailed.
   bool printErrorMessageAndQuit(const std::string& name, ox3::returnCode& code);
 
   // A Geopsy signal file may have any extension.

@@ -1,52 +1,28 @@
-// What the readers share: their members, and the life of one parse.
+// What the readers share: their members, and the steps of one parse.
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
-#include <fstream>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "geo/cGeoParserPlugin.h"
-#include "geo/readers/cZeroPageAllocator.h"
 #include "support/dateAndTime.h"
 
-// A regular file that holds something. A pipe would keep the host waiting for a writer, a device
-// for its data, and so can what only looks like a file and says that it is empty, under /proc.
-bool isDataFile(const std::string& name);
-
-class cGeoFileParserState {
-protected:
-  explicit cGeoFileParserState(cGeoParserFile& record) : file(record) {}
-
-  // Opens a data file for binary input; anything else counts as a file that can't be opened.
-  static void open(std::ifstream& stream, const std::string& name);
-
-  bool reloadFlag = false; // set by reloadFile; no reader reads it
-  std::string fileName;
-  std::unique_ptr<char[]> readBuffer;
-  std::uint64_t readBufferLength = 0; // valid bytes
-  std::uint64_t readBufferCapacity = 0;
-  cGeoParserFile& file; // the record that the reader fills; not owned
-  std::int32_t entryCount = 0;
-  std::int32_t headerSize = 0;
-  std::vector<std::int32_t, cZeroPageAllocator<std::int32_t>> entryTable;
-};
-
-// `Reader` is the class that derives from this one. It offers
-//   int fillSection(cGeoParserSection&)
-// which reads `fileName` into the section and returns an ox3::returnCode.
+// `Reader` is the class that derives from this one. It has a member
+//   ox3::returnCode fillSection(cGeoParserSection&)
+// which reads `fileName` into the section.
 template<class Reader>
-class cGeoFileParserBase : protected cGeoFileParserState {
+class cGeoFileParserBase {
 public:
-  // Returns an ox3::returnCode: rcFailed when the file is not of the reader's format or can't be
-  // read, rcFileFormatRecognized when it is but gives nothing, rcOk when the file record has one
-  // more section. Any other result leaves the record's sections as they were, unless there was no
-  // memory for one more: the last one is then gone, by intention.
-  int parseFile(const std::string& name) {
+  // Returns rcOk when the file record has one more section, rcFileFormatRecognized when the file is
+  // of the reader's format but has no data, and rcFailed when it is not of the format or cannot be
+  // read. On failure the last section is removed. If appending itself failed, that is an older
+  // section; this is intended.
+  ox3::returnCode parseFile(const std::string& name) {
     fileName = name;
-    int code = ox3::rcFailed;
+    ox3::returnCode code = ox3::rcFailed;
     try {
       file.sections().emplace_back(file);
       code = static_cast<Reader*>(this)->fillSection(file.sections().back());
@@ -59,11 +35,27 @@ public:
   }
 
   // As parseFile.
-  int reloadFile(const std::string& name) {
+  ox3::returnCode reloadFile(const std::string& name) {
     reloadFlag = true;
     return parseFile(name);
   }
 
 protected:
-  using cGeoFileParserState::cGeoFileParserState;
+  explicit cGeoFileParserBase(cGeoParserFile& record) : file(record) {}
+
+  struct cFree {
+    void operator()(void* memory) const noexcept { std::free(memory); }
+  };
+
+  bool reloadFlag = false; // set by reloadFile; no reader reads it
+  std::string fileName;
+  std::unique_ptr<char[]> readBuffer;
+  std::uint64_t readBufferLength = 0; // valid bytes
+  std::uint64_t readBufferCapacity = 0;
+  cGeoParserFile& file; // the record that the reader fills; not owned
+  std::int32_t entryCount = 0;
+  std::int32_t headerSize = 0;
+  // No vector: a header of forty bytes can declare a table of 4 GiB, and zeros that calloc hands
+  // out take up no memory until they are overwritten.
+  std::unique_ptr<std::int32_t[], cFree> entryTable;
 };

@@ -1,10 +1,12 @@
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 
 #include <algorithm>
+#include <new>
 
+#include "geo/readers/cDataFile.h"
 #include "support/cOxString.h"
 
-// The header, little-endian as the machine is:
+// The header, little-endian like the processor:
 //
 //   offset  size
 //        0    16  tag
@@ -17,14 +19,15 @@
 namespace {
 
 constexpr std::streamsize kTagSize = 16;
+constexpr const char* kTag = "GeopsySignal"; // with blanks or zeros around it
 constexpr double kTestDouble = -3.333333333e35;
 constexpr std::uint32_t kTestInteger = 0x841584D7;
 constexpr std::int32_t kVersion = 2;
-constexpr std::int32_t kFixedHeaderSize = 40;
+constexpr std::int32_t kFixedHeaderSize = 40; // without the entry table
 constexpr std::uint64_t kReadBufferStep = 1024;
 
-// Stores what the file still holds of the number and leaves the rest of it as it was; true when
-// that was all of it.
+// Reads a number; false when the file ends within it. The bytes that the file does not hold stay as
+// they were.
 template<class Number>
 bool read(std::ifstream& stream, Number& number) {
   stream.read(reinterpret_cast<char*>(&number), sizeof number);
@@ -37,16 +40,15 @@ bool readsExactly(std::ifstream& stream, Number expected) {
   return read(stream, number) && number == expected;
 }
 
-// Wraps around, as a 32-bit product does.
+// Modulo 2^32.
 std::uint32_t headerSizeFor(std::int32_t entryCount) {
-  return (static_cast<std::uint32_t>(entryCount) + 10) * 4;
+  return kFixedHeaderSize + 4 * static_cast<std::uint32_t>(entryCount);
 }
 
 } // namespace
 
-int cGeoFileParserGeopsySignal::fillSection(cGeoParserSection& /*section*/) {
-  std::ifstream stream;
-  open(stream, fileName);
+ox3::returnCode cGeoFileParserGeopsySignal::fillSection(cGeoParserSection& /*section*/) {
+  cDataFileStream stream(fileName);
   return parseHeader(stream) ? ox3::rcFileFormatRecognized : ox3::rcFailed;
 }
 
@@ -55,7 +57,7 @@ bool cGeoFileParserGeopsySignal::parseHeader(std::ifstream& stream) {
       !readsExactly(stream, kTestInteger) || !readsExactly(stream, kVersion))
     return false;
 
-  // From here on a file that ends too early is not told apart from one with zeros in the rest.
+  // From here on, bytes that the file does not hold count as 0.
   read(stream, headerSize);
   if (headerSize < kFixedHeaderSize)
     return false;
@@ -64,9 +66,12 @@ bool cGeoFileParserGeopsySignal::parseHeader(std::ifstream& stream) {
     return false;
 
   const auto entries = static_cast<std::size_t>(entryCount);
-  entryTable = decltype(entryTable)(entries);
-  stream.read(reinterpret_cast<char*>(entryTable.data()),
-              static_cast<std::streamsize>(entries * sizeof entryTable[0]));
+  entryTable.reset(static_cast<std::int32_t*>(
+      std::calloc(std::max<std::size_t>(entries, 1), sizeof(std::int32_t))));
+  if (!entryTable)
+    throw std::bad_alloc();
+  stream.read(reinterpret_cast<char*>(entryTable.get()),
+              static_cast<std::streamsize>(entries * sizeof(std::int32_t)));
   return true;
 }
 
@@ -77,10 +82,8 @@ bool cGeoFileParserGeopsySignal::readTag(std::ifstream& stream) {
   if (!stream.good())
     return false;
 
-  ox3::cOxString expected("GeopsySignal   ");
-  expected.trim();
   tag.trim();
-  return tag == expected;
+  return tag == kTag;
 }
 
 void cGeoFileParserGeopsySignal::reserveReadBuffer(std::uint64_t bytes) {

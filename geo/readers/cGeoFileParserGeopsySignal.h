@@ -1,4 +1,4 @@
-// The Geopsy signal reader: recognises such a file by its header and loads nothing of it.
+// The Geopsy signal reader: recognises a file of this format by its header and loads none of it.
 #pragma once
 
 #include <cstdint>
@@ -10,12 +10,12 @@ class cGeoFileParserGeopsySignal : public cGeoFileParserBase<cGeoFileParserGeops
 public:
   explicit cGeoFileParserGeopsySignal(cGeoParserFile& record) : cGeoFileParserBase(record) {}
 
-  // Reads a header from where the stream stands; true when it is that of a Geopsy signal file.
+  // Reads a header from the stream's position; true when it is that of a Geopsy signal file.
   bool parseHeader(std::ifstream& stream);
 
 private:
   friend cGeoFileParserBase;
-  int fillSection(cGeoParserSection& section);
+  ox3::returnCode fillSection(cGeoParserSection& section);
   bool readTag(std::ifstream& stream);
   void reserveReadBuffer(std::uint64_t bytes);
 };

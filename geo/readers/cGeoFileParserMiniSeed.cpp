@@ -5,125 +5,17 @@
 #include <iterator>
 #include <limits>
 #include <map>
-#include <string_view>
-#include <utility>
 #include <vector>
 
-#include <fcntl.h>
-#include <libmseed.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include "geo/readers/cRecordStream.h"
 
 namespace {
 
 constexpr double kMicrosecondsPerSecond = 1000000.0;
 
-void discard(char* /*message*/) {}
-
-// A data file held open for reading, whatever else happens to its name.
-class cOpenFile {
-public:
-  explicit cOpenFile(const std::string& name)
-      : descriptor_(isDataFile(name) ? ::open(name.c_str(), O_RDONLY | O_CLOEXEC) : -1) {}
-  ~cOpenFile() { close(); }
-  cOpenFile(const cOpenFile&) = delete;
-  cOpenFile& operator=(const cOpenFile&) = delete;
-
-  void close() noexcept {
-    if (descriptor_ >= 0)
-      ::close(std::exchange(descriptor_, -1));
-  }
-
-  // Whether the file holds as many bytes as the system says. Some don't, under /sys for one, and
-  // the library would wait for the missing ones for ever.
-  bool isComplete() const noexcept {
-    struct stat status = {};
-    char last = 0;
-    return descriptor_ >= 0 && fstat(descriptor_, &status) == 0 &&
-           pread(descriptor_, &last, 1, status.st_size - 1) == 1;
-  }
-
-  // Whether it is a container of records, which begins with one of these. The library takes the
-  // lengths written in it on trust, negative ones too, and reads far beyond its buffer.
-  bool isPacked() const noexcept {
-    char signature[4] = "";
-    if (pread(descriptor_, signature, 3, 0) != 3)
-      return false;
-    const std::string_view packed[] = {"PED", "PSD", "PLC", "PQI", "PLS"};
-    return std::find(std::begin(packed), std::end(packed), signature) != std::end(packed);
-  }
-
-  // Another name of the same file, good until it is closed.
-  std::string otherName() const { return "/proc/self/fd/" + std::to_string(descriptor_); }
-
-private:
-  int descriptor_;
-};
-
-// The library knows a file by the part of its name that fits its own buffer, and reads standard
-// input for "-": with a longer name it starts over for ever, with "-" it reads and closes what
-// belongs to the host.
-bool isSafeName(const std::string& name) {
-  return name.size() < sizeof(MSFileParam::filename) && name != "-";
-}
-
-// The records of a file, front to back. The library keeps the file open and a reading state for the
-// whole process meanwhile: both end with this object.
-class cRecordStream {
-public:
-  enum class Samples : flag { skipped = 0, decoded = 1 };
-
-  cRecordStream(const std::string& name, Samples wanted) : opened_(name), dataFlag_(wanted) {
-    // The library prints unless told otherwise, and can't be asked what it was told before.
-    ms_loginit(discard, nullptr, discard, nullptr);
-    if (!opened_.isComplete() || opened_.isPacked())
-      return;
-    if (isSafeName(name)) {
-      readName_ = name;
-      opened_.close();
-    } else {
-      readName_ = opened_.otherName();
-    }
-    result_ = MS_NOERROR;
-  }
-
-  ~cRecordStream() { ms_readmsr(&record_, nullptr, 0, nullptr, nullptr, 0, 0, 0); }
-  cRecordStream(const cRecordStream&) = delete;
-  cRecordStream& operator=(const cRecordStream&) = delete;
-
-  // The next record, good until the next call; null at the end and at an error.
-  MSRecord* next() {
-    if (result_ != MS_NOERROR)
-      return nullptr;
-    constexpr int kDetectLength = -1;
-    constexpr flag kSkipNonData = 1;
-    result_ = ms_readmsr(&record_, readName_.c_str(), kDetectLength, nullptr, nullptr, kSkipNonData,
-                         static_cast<flag>(dataFlag_), 0);
-    if (result_ != MS_NOERROR)
-      return nullptr;
-    // A damaged record can claim a negative length: the library would step back by it and never
-    // find the end.
-    if (record_->reclen < 0) {
-      result_ = MS_OUTOFRANGE;
-      return nullptr;
-    }
-    return record_;
-  }
-
-  // After next() gave null: whether that was the end and no error.
-  bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
-
-private:
-  cOpenFile opened_;
-  std::string readName_;
-  Samples dataFlag_;
-  MSRecord* record_ = nullptr;
-  int result_ = MS_GENERROR;
-};
-
-// The name of a stream: a record's network, station, location and channel, joined by underscores.
-// Zeros fill the array, so that two names compare as a whole: several times cheaper than comparing
-// texts of unknown length, which each record would pay for.
+// The source name of a stream: a record's network, station, location and channel, joined by
+// underscores. Zeros fill the array, so that two names compare as a few whole words, which is
+// several times cheaper than comparing strings. Every record pays for one comparison.
 class cSourceName {
 public:
   cSourceName() = default;
@@ -151,8 +43,8 @@ std::int32_t lowBits(std::int64_t value) noexcept {
   return static_cast<std::int32_t>(value);
 }
 
-// Toward zero. What 64 bits can't hold, NaN included, becomes the lowest value, as the processor
-// has it: files can hold any sample rate.
+// Truncates toward zero. NaN and values outside 64 bits become INT64_MIN, as the x86-64 conversion
+// does: a file can have any sample rate.
 std::int64_t truncated(double value) noexcept {
   constexpr double kLimit = 9223372036854775808.0; // 2^63
   if (value >= -kLimit && value < kLimit)
@@ -190,29 +82,31 @@ cGeoParserVariable variableFor(const std::string& name, const MSRecord& first) {
   return variable;
 }
 
-// Finds the variable of a stream. Records of one stream come in a row, or streams take turns: what
-// neither the variable of the record before nor the one after it explains is looked up.
+// Finds a record's variable, or adds one. Records of one stream usually follow each other, or
+// streams are interleaved in a fixed order: tries the previous variable, then the next one, and
+// only then searches by name.
 class cVariableFinder {
 public:
-  explicit cVariableFinder(std::vector<cGeoParserVariable>& list) : variables_(list) {}
+  explicit cVariableFinder(std::vector<cGeoParserVariable>& list)
+      : variables_(list), first_(list.size()) {}
 
-  // The variable of the record's stream, added when there is none. Good until the next call.
+  // The variable is valid until the next call.
   cGeoParserVariable& variableOf(MSRecord& record) {
     const cSourceName name(record);
     if (!current_ || name != currentName_) {
       currentName_ = name;
-      number_ = numberOf(record);
-      current_ = &variables_[number_];
+      stream_ = streamOf(record);
+      current_ = &variables_[first_ + stream_];
     }
     return *current_;
   }
 
 private:
-  std::size_t numberOf(const MSRecord& record) {
-    const std::size_t next = number_ + 1 < names_.size() ? number_ + 1 : 0;
+  std::size_t streamOf(const MSRecord& record) {
+    const std::size_t next = stream_ + 1 < names_.size() ? stream_ + 1 : 0;
     if (next < names_.size() && names_[next] == currentName_)
       return next;
-    const auto [entry, isNew] = numbers_.try_emplace(currentName_.c_str(), variables_.size());
+    const auto [entry, isNew] = streamByName_.try_emplace(currentName_.c_str(), names_.size());
     if (isNew) {
       variables_.push_back(variableFor(entry->first, record));
       names_.push_back(currentName_);
@@ -221,11 +115,13 @@ private:
   }
 
   std::vector<cGeoParserVariable>& variables_;
-  std::vector<cSourceName> names_;               // of the variables
-  std::map<std::string, unsigned long> numbers_; // of the variables, by source name
+  std::size_t first_; // variables that were there before; they stay as they are
+  // Streams are numbered in the order of their first record.
+  std::vector<cSourceName> names_;
+  std::map<std::string, unsigned long> streamByName_;
   cSourceName currentName_;
   cGeoParserVariable* current_ = nullptr;
-  std::size_t number_ = 0;
+  std::size_t stream_ = 0;
 };
 
 void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
@@ -233,8 +129,8 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
   if (variable.sampleRate == 0)
     return;
 
-  // The marks are what they are by agreement: the distance is divided by the rate, and the next
-  // start is one sample on, not one record.
+  // Required behaviour, not a mistake: the distance is divided by the rate, and nextStartTime
+  // advances by one sample, not by one record. No property publishes either.
   const auto distance = static_cast<double>(record.starttime - variable.nextStartTime);
   const std::int32_t gap =
       lowBits(truncated(distance / (variable.sampleRate * kMicrosecondsPerSecond)));
@@ -252,8 +148,8 @@ template<class Sample>
     target[i] = static_cast<double>(samples[i]);
 }
 
-// Where compiled twice, the loader takes what suits the processor: converting is most of what a
-// copy adds to libmseed's work.
+// On x86-64 this is also compiled for AVX2, and the dynamic loader picks the version. Converting is
+// most of what a copy adds to libmseed's work.
 #ifdef __x86_64__
 #define COMPILED_FOR_AVX2_TOO [[gnu::target_clones("avx2", "default")]]
 #else
@@ -284,8 +180,9 @@ COMPILED_FOR_AVX2_TOO double* storeSamples(const MSRecord& record, std::int64_t 
 
 } // namespace
 
-int cGeoFileParserMiniSeed::fillSection(cGeoParserSection& section) {
-  if (!checkFileHeader() || !parseHeader(section))
+ox3::returnCode cGeoFileParserMiniSeed::fillSection(cGeoParserSection& section) {
+  cDataFile data(fileName);
+  if (!checkFileHeader(data) || !parseHeader(data, section))
     return ox3::rcFailed;
   if (section.variables.empty())
     return ox3::rcFileFormatRecognized;
@@ -294,28 +191,28 @@ int cGeoFileParserMiniSeed::fillSection(cGeoParserSection& section) {
 }
 
 bool cGeoFileParserMiniSeed::checkFileHeader() {
-  std::ifstream stream;
-  open(stream, fileName);
-  if (!stream.is_open())
-    return false;
+  return checkFileHeader(cDataFile(fileName));
+}
 
-  // Sequence number, quality, station, location, channel and network are text. A file that is
-  // shorter is judged by its last byte again.
-  constexpr int kTextSize = 20;
-  char byte = 0;
-  for (int i = 0; i < kTextSize; ++i) {
-    stream.read(&byte, 1);
-    const bool isText =
-        (byte >= 0x20 && byte <= 0x7E) || byte == '\r' || byte == '\t' || byte == '\n';
-    if (!isText)
-      return false;
-  }
-  return true;
+bool cGeoFileParserMiniSeed::checkFileHeader(const cDataFile& data) {
+  // Sequence number, quality, station, location, channel and network are text. In a shorter file
+  // its last byte stands for the missing ones.
+  constexpr std::size_t kTextSize = 20;
+  char start[kTextSize] = {};
+  const std::size_t size = data.isReadable() ? data.readStart(start, kTextSize) : 0;
+  return size > 0 && std::all_of(start, start + size, [](char byte) {
+           return (byte >= 0x20 && byte <= 0x7E) || byte == '\r' || byte == '\t' || byte == '\n';
+         });
 }
 
 bool cGeoFileParserMiniSeed::parseHeader(cGeoParserSection& section) {
+  cDataFile data(fileName);
+  return parseHeader(data, section);
+}
+
+bool cGeoFileParserMiniSeed::parseHeader(cDataFile& data, cGeoParserSection& section) {
   cVariableFinder finder(section.variables);
-  cRecordStream records(fileName, cRecordStream::Samples::skipped);
+  cRecordStream records(data, cRecordStream::Samples::skipped);
   while (MSRecord* record = records.next())
     addRecord(finder.variableOf(*record), *record);
   return records.reachedEnd();
@@ -332,10 +229,12 @@ bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, 
   const cSourceName name(section.variables[static_cast<std::size_t>(variable)].name);
   std::int64_t copied = 0;
 
-  cRecordStream records(fileName, cRecordStream::Samples::decoded);
+  cDataFile data(fileName);
+  cRecordStream records(data, cRecordStream::Samples::decoded);
   while (MSRecord* record = records.next()) {
-    if (cSourceName(*record) != name || !record->datasamples)
+    if (cSourceName(*record) != name || !record->datasamples || !holdsItsSamples(*record))
       continue;
+    // With a negative count this is negative and nothing is stored.
     const std::int64_t n = std::min(record->samplecnt, count - copied);
     copied += n;
     if (n > 0)

@@ -1,28 +1,35 @@
-// The miniSEED reader: one section of a file, one variable per data stream; samples are read anew
-// from the file each time they are asked for.
+// The miniSEED reader.
+//
+// A parse reads the headers of all records and makes one section of them, with one variable per
+// stream: its name, its number of samples, and the rate and start of its first record. No samples
+// are kept. A copy reads the file again, records with samples this time, and converts those of one
+// stream to doubles. The records come from libmseed, through cRecordStream.
 #pragma once
 
+#include "geo/readers/cDataFile.h"
 #include "geo/readers/cGeoFileParserBase.h"
 
-// libmseed keeps one reading state per process: no two parses or copies may run at once, in
-// whichever objects.
+// libmseed keeps one reading state per process: parses and copies must not overlap, not even those
+// of different objects.
 class cGeoFileParserMiniSeed : public cGeoFileParserBase<cGeoFileParserMiniSeed> {
 public:
   explicit cGeoFileParserMiniSeed(cGeoParserFile& record) : cGeoFileParserBase(record) {}
 
-  // Whether the file could be miniSEED at all: its first twenty bytes are text.
+  // True when the file can be miniSEED: its first twenty bytes are text.
   bool checkFileHeader();
 
-  // Fills the section from the headers of the file's records; false when libmseed reports an error.
+  // Adds the streams of the file to the section; false when libmseed reports an error.
   bool parseHeader(cGeoParserSection& section);
 
-  // Stores the first `count` samples of a variable, in file order and without holes. False, with
-  // the samples found stored, when there are fewer or the file can't be read to its end; false,
-  // with nothing stored, for a bad index and for a null `samples` with a positive `count`. A
-  // negative count stores nothing.
+  // Stores the first `count` samples of a variable, in the order of the file; gaps are not filled.
+  // Returns false, with the samples found stored, when there are fewer or the file cannot be read
+  // to its end. Returns false, with nothing stored, for an index out of range and for a null
+  // `samples` with a positive `count`. A negative count stores nothing.
   bool copyVariableDataDouble(cGeoParserSection& section, int variable, double* samples, int count);
 
 private:
   friend cGeoFileParserBase;
-  int fillSection(cGeoParserSection& section);
+  ox3::returnCode fillSection(cGeoParserSection& section);
+  static bool checkFileHeader(const cDataFile& data);
+  static bool parseHeader(cDataFile& data, cGeoParserSection& section);
 };

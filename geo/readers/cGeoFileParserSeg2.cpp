@@ -1,8 +1,8 @@
 #include "geo/readers/cGeoFileParserSeg2.h"
 
-int cGeoFileParserSeg2::fillSection(cGeoParserSection& /*section*/) {
-  std::ifstream stream;
-  open(stream, fileName);
-  stream.close();
+#include "geo/readers/cDataFile.h"
+
+ox3::returnCode cGeoFileParserSeg2::fillSection(cGeoParserSection& /*section*/) {
+  const cDataFileStream openedAndClosed(fileName);
   return ox3::rcFailed;
 }

@@ -9,10 +9,10 @@ class cGeoFileParserSeg2 : public cGeoFileParserBase<cGeoFileParserSeg2> {
 public:
   explicit cGeoFileParserSeg2(cGeoParserFile& record) : cGeoFileParserBase(record) {}
 
-  // Always false, the stream untouched: nothing of the layout is decoded.
+  // Returns false and leaves the stream as it was: nothing of the layout is decoded.
   bool parseHeader(std::ifstream& /*stream*/) { return false; }
 
 private:
   friend cGeoFileParserBase;
-  int fillSection(cGeoParserSection& section);
+  ox3::returnCode fillSection(cGeoParserSection& section);
 };
