@@ -1,4 +1,4 @@
-// The plug-in object of the framework: its files, its self-description and its message queue.
+// The generic plug-in object: its parsed files, its self-description and its queue of messages.
 #pragma once
 
 #include <cstddef>
@@ -10,8 +10,8 @@
 
 #include "plugin/ox_wp_plugin.h"
 
-// `File` is the record of one parsed file. Files are held by value and never move: a file's address
-// is its handle until the file is removed.
+// `File` is the record of one parsed file. Files are elements of a list and never move: the address
+// of a file is its handle until the file is removed.
 template<class File>
 class cOxWpPlugin {
 public:
@@ -33,25 +33,26 @@ public:
 
   std::list<File>& files() noexcept { return files_; }
 
-  // A plug-in that reads anything declares its own.
+  // Parses nothing. A plug-in that reads files declares its own parseFile.
   File* parseFile(const char* /*path*/) { return nullptr; }
 
-  // The oldest file of exactly this name; null if there is none.
+  // Returns the oldest file with exactly this name; null if there is none.
   File* findFile(const std::string& name);
   File* findFile(const char* name) { return name ? findFile(std::string(name)) : nullptr; }
 
   // Removes the last file, if any.
   void popFile();
 
-  // Removes the file at that address: 0, or 1 when it is none of this plug-in's files.
+  // Removes the file at this address and returns 0; returns 1 if the plug-in has no such file.
   int releaseFile(const File* file);
 
-  // Always 0.
+  // Removes all files. Always returns 0.
   int releaseAllFiles() noexcept;
 
-  // Answers property number `index` of the sequence that the host walks: extensions, exporters,
-  // name, version, queued messages. Asking past the end clears the queue. A negative index gives
-  // identifier 0 and nothing else; a null record, nothing.
+  // Reads property number `index` of the sequence that the host walks: extensions, exporters, name,
+  // version, queued messages. An empty name or version takes no place in the sequence. An index
+  // past the end clears the queue. The identifier is 0 for a negative index and past the end. Does
+  // nothing when `property` is null.
   void getPluginProperty(int index, _ox_wp_prop_type* property);
 
   void queueErrorMessage(int code, const std::string& text) {
@@ -107,26 +108,29 @@ void cOxWpPlugin<File>::getPluginProperty(int index, _ox_wp_prop_type* property)
   if (index < 0)
     return;
 
-  const auto answer = [property](std::int32_t identifier, const std::string& text) {
+  const auto deliver = [property](std::int32_t identifier, const std::string& value) {
     property->identifier = identifier;
     property->type = ox_wp_type_string;
-    property->string_value = text.c_str();
+    property->string_value = value.c_str();
   };
 
-  // `left` counts down through the groups of the sequence.
-  auto left = static_cast<std::size_t>(index);
-  for (const auto& [identifier, texts] : {std::pair{ox_wp_prop_file_extension, &fileExtensions_},
-                                          std::pair{ox_wp_prop_exporter, &exporters_}}) {
-    if (left < texts->size())
-      return answer(identifier, (*texts)[left]);
-    left -= texts->size();
-  }
-  for (const auto& [identifier, text] : {std::pair{ox_wp_prop_plugin_name, &pluginName_},
-                                         std::pair{ox_wp_prop_plugin_version, &pluginVersion_}}) {
-    if (text->empty())
-      continue; // takes no place in the sequence
+  auto left = static_cast<std::size_t>(index); // counts down as the groups are passed
+  if (left < fileExtensions_.size())
+    return deliver(ox_wp_prop_file_extension, fileExtensions_[left]);
+  left -= fileExtensions_.size();
+
+  if (left < exporters_.size())
+    return deliver(ox_wp_prop_exporter, exporters_[left]);
+  left -= exporters_.size();
+
+  if (!pluginName_.empty()) {
     if (left == 0)
-      return answer(identifier, *text);
+      return deliver(ox_wp_prop_plugin_name, pluginName_);
+    --left;
+  }
+  if (!pluginVersion_.empty()) {
+    if (left == 0)
+      return deliver(ox_wp_prop_plugin_version, pluginVersion_);
     --left;
   }
 
@@ -134,8 +138,8 @@ void cOxWpPlugin<File>::getPluginProperty(int index, _ox_wp_prop_type* property)
     errorQueue_.clear(); // the walk is over: every message has been delivered once
     return;
   }
-  const auto& [code, text] = errorQueue_[left];
-  answer(ox_wp_prop_error_message, text);
+  const auto& [code, message] = errorQueue_[left];
+  deliver(ox_wp_prop_error_message, message);
   property->type = ox_wp_type_message;
   property->integer_value = code;
 }

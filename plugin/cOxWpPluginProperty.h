@@ -1,4 +1,4 @@
-// A property kept by a file or a variable, with its own copies of the record's texts.
+// A property that a file or a variable stores, with its own copies of the record's strings.
 #pragma once
 
 #include <string>
@@ -10,8 +10,8 @@ struct cOxWpPluginProperty {
       : record(source), labelText(source.label ? source.label : ""),
         valueText(source.string_value ? source.string_value : "") {}
 
-  // The record as it would be handed to a host: its texts are this property's own.
-  // They are pointed to only now because a stored property can move.
+  // Returns the record for a host, with pointers to this property's own strings. They are set here
+  // and not when the property is stored, because a stored property can move.
   _ox_wp_prop_type delivered() const noexcept {
     _ox_wp_prop_type result = record;
     result.label = labelText.c_str();
@@ -19,7 +19,7 @@ struct cOxWpPluginProperty {
     return result;
   }
 
-  _ox_wp_prop_type record; // its pointers are the source's and may dangle
+  _ox_wp_prop_type record; // its pointers are those of the source and may dangle
   std::string labelText;
   std::string valueText;
 };

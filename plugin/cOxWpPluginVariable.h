@@ -1,4 +1,4 @@
-// What every variable of a section has, whatever its format.
+// The part of a variable that does not depend on the format of the file.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,6 @@
 struct cOxWpPluginVariable {
   std::string name;
   std::uint64_t sampleCount = 0;
-  std::int32_t dataType = ox_wp_type_none; // ox_wp_type_double when samples can be delivered
+  std::int32_t dataType = ox_wp_type_none; // ox_wp_type_double: samples can be delivered
   std::vector<cOxWpPluginProperty> properties;
 };

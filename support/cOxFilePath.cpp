@@ -14,18 +14,19 @@ namespace {
 
 constexpr const char* kSeparators = "/\\";
 
-// How much longer variables may make a text: far more than any path takes. One whose value holds
-// its own name would otherwise never end.
-constexpr std::size_t kLargestGrowth = 65536;
+// A variable whose value contains its own name would be expanded without an end. No real path comes
+// near these limits.
+constexpr int kMostExpansions = 4096;
+constexpr std::size_t kLongestPath = 16 << 20;
 
-// A "$NAME" or "${NAME}" in a text; both empty where there is none.
+// "$NAME" or "${NAME}" in a path; both strings are empty if there is none.
 struct cVariableReference {
   std::string token;
   std::string name;
 };
 
-// The reference whose "$" stands at `start`. A name without braces ends at a separator: one at the
-// very end of a path is none.
+// Returns the reference whose "$" is at `start`. A name without braces ends before a separator: at
+// the very end of a path it is not a reference.
 cVariableReference referenceAt(const std::string& text, std::size_t start) {
   if (text.compare(start, 2, "${") == 0) {
     const std::size_t brace = text.find('}', start);
@@ -39,7 +40,17 @@ cVariableReference referenceAt(const std::string& text, std::size_t start) {
   return {text.substr(start, separator - start), text.substr(start + 1, separator - start - 1)};
 }
 
-// Where there is no memory for the message either, it is the message that is given up.
+// The size of `text` with every `token` replaced by `value`.
+std::size_t sizeAfterReplacing(const std::string& text, const std::string& token,
+                               const std::string& value) {
+  std::size_t result = text.size();
+  for (std::size_t p = text.find(token); p != std::string::npos;
+       p = text.find(token, p + token.size()))
+    result = result - token.size() + value.size();
+  return result;
+}
+
+// A message that cannot be sent, for want of memory or because the callback throws, is dropped.
 void reportException(cOxLogger& logger, const std::exception& failure) {
   try {
     logger.noclMsg(std::string("cOxFilePath caught exception : ") + failure.what());
@@ -86,7 +97,7 @@ void cOxFilePath::pushToPath(const std::string& component) {
     components_.pop_back();
   else
     components_.push_back(component);
-  name_.clear(); // last: `component` may be the name itself
+  name_.clear(); // at the end, because `component` may refer to it
 }
 
 void cOxFilePath::evaluateSystemVariables(cOxString& text) {
@@ -96,7 +107,7 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       text.replaceFirst("~", home + "/");
   }
 
-  const std::size_t longest = text.size() + kLargestGrowth;
+  int expansions = 0;
   for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
     const auto [token, variable] = referenceAt(text, p);
     if (token.empty())
@@ -106,9 +117,9 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       errorMsg("Could not resolve system variable \"" + token + "\" in file path.");
       continue;
     }
-    text.replaceAll(token, value);
-    if (text.size() > longest)
+    if (++expansions > kMostExpansions || sizeAfterReplacing(text, token, value) > kLongestPath)
       throw std::length_error("a system variable makes the path too long");
+    text.replaceAll(token, value);
   }
 
   text.replaceAll("^", "/");

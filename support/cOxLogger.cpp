@@ -42,10 +42,11 @@ void cOxLogger::disableBuffer() {
 void cOxLogger::handleBuffer() {
   if (!bufferEnabled_ || !callBack_)
     return;
-  // The callback may do as it likes with this logger meanwhile.
+  // From copies, because the callback may change this logger while it receives a message.
   cOxLoggerCallBack& receiver = *callBack_;
-  for (const oxLogger::cBufferedMessages& held : std::exchange(bufferedMessages_, {}))
+  for (const oxLogger::cBufferedMessages& held : std::vector(bufferedMessages_))
     receiver.message(held.code, held.text);
+  bufferedMessages_.clear();
 }
 
 void cOxLogger::setLoggerCallBack(cOxLoggerCallBack* receiver) {

@@ -1,5 +1,5 @@
-// Where the support library's messages go: to a callback, into a buffer until there is one, or
-// nowhere. A logger never prints.
+// A logger sends messages to a callback. Without a callback it buffers them, if buffering is
+// enabled, or drops them. It never prints.
 #pragma once
 
 #include <ostream>
@@ -9,13 +9,14 @@
 
 namespace ox3 {
 
-// Implemented by whoever wants the messages.
+// The receiver of the messages: implement it and set it with cOxLogger::setLoggerCallBack.
 class cOxLoggerCallBack {
 public:
-  // A message that passed the filter: one line without white space around it.
+  // Receives a message that the logger's level lets through, as one line without white space around
+  // it. `code` is an oxLogger::MessageCode, or another number that sendMsg was called with.
   virtual void message(unsigned long code, const std::string& text) = 0;
 
-  // What operator<< writes, as it is.
+  // Receives what operator<< writes, unchanged.
   virtual void rawText(const std::string& text) = 0;
 
   virtual void setInterrupted(bool interrupted) = 0;
@@ -28,11 +29,11 @@ public:
 namespace oxLogger {
 
 struct cBufferedMessages {
-  std::string text; // as the callback will get it
+  std::string text; // as the callback will receive it
   unsigned long code;
 };
 
-// A message is sent when the logger's level is at least its code.
+// A message is sent if its code is at most the logger's level.
 enum MessageCode : unsigned long {
   infoCode = 1,
   fatalErrorCode = 2,
@@ -48,10 +49,12 @@ enum MessageCode : unsigned long {
 class cOxLogger {
 public:
   cOxLogger() = default;
-  explicit cOxLogger(unsigned long verbosity) : level_(verbosity) {}
+  // The level is 6 by default, which lets through all messages but those of noclMsg. Level 0 lets
+  // nothing through.
+  explicit cOxLogger(unsigned long level) : level_(level) {}
 
-  // A const logger hands a message to its callback or drops it; any other buffers it where there is
-  // no callback and buffering is enabled.
+  // Without a callback, a non-const logger buffers the message if buffering is enabled; a const
+  // logger drops it.
   void infoMsg(const std::string& text) const { sendMsg(oxLogger::infoCode, text); }
   void infoMsg(const std::string& text) { sendMsg(oxLogger::infoCode, text); }
   void fatalErrorMsg(const std::string& text) const { sendMsg(oxLogger::fatalErrorCode, text); }
@@ -69,26 +72,28 @@ public:
   void sendMsg(unsigned long code, const std::string& text) const;
   void sendMsg(unsigned long code, const std::string& text);
 
-  // Both start from an empty buffer: what was buffered is lost.
+  // Both empty the buffer and do not deliver what it holds.
   void enableBuffer();
   void disableBuffer();
 
-  // Hands what is buffered to the callback, oldest first; keeps it where there is no callback.
+  // Delivers the buffered messages to the callback, oldest first, then empties the buffer. Does
+  // nothing without a callback or with buffering disabled. If the callback throws, all of them stay
+  // buffered.
   void handleBuffer();
 
-  // Not owned; null for none. Drains the buffer.
+  // Sets the callback, which the caller owns; null for none. Then does what handleBuffer does.
   void setLoggerCallBack(cOxLoggerCallBack* receiver);
 
-  // Without a callback: nothing happens, and nothing is interrupted.
+  // The callback keeps the flag. Without a callback, set does nothing and check returns false.
   void setActionIsInterrupted(bool interrupted);
   bool checkActionIsInterrupted() const;
 
-  // Raw text: neither filtered, nor cleaned, nor buffered.
+  // Sends to rawText of the callback: not filtered by level, not cleaned and not buffered.
   cOxLogger& operator<<(const std::string& text);
-  // std::endl, std::flush: whichever it is, it becomes a line feed.
+  // Sends a line feed for any manipulator, std::endl and std::flush included.
   cOxLogger& operator<<(std::ostream& (*manipulator)(std::ostream&));
-  // A long, int, short (or the unsigned of these), const char*, char, double, bool or cOxString,
-  // as a stream formats it.
+  // Takes long, int, short and their unsigned forms, const char*, char, double, bool and cOxString.
+  // The value is formatted as a standard stream does it by default.
   template<class Value>
   cOxLogger& operator<<(Value value) {
     std::ostringstream text;

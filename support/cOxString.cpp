@@ -27,7 +27,7 @@ void trim(std::string& s) {
 }
 
 void replace_string_all(std::string& s, const std::string& from, const std::string& to) {
-  // An empty text is found again where the last one was: step over one byte.
+  // An empty `from` occurs at every position: go on one byte after the last one.
   const std::size_t step = std::max<std::size_t>(from.size(), 1);
   std::string result;
   std::size_t kept = 0;

@@ -1,4 +1,5 @@
-// Strings that are edited in place. Characters are bytes.
+// Functions that edit a string in place, and a string class that offers them as members. A
+// character is a byte.
 #pragma once
 
 #include <string>
@@ -7,21 +8,21 @@ namespace ox3 {
 
 namespace oxString {
 
-// Every byte through tolower.
+// Replaces every byte by tolower of it.
 void to_lower(std::string& s);
 
-// Cuts white space (tab, line feed, carriage return, blank) at both ends. A NUL counts as white
-// space at the back; at the front it means that there is no text, and empties the string.
+// Removes white space (tab, line feed, carriage return, blank) at both ends. At the end a NUL
+// counts as white space. A NUL before any other character empties the string, whatever follows.
 void trim(std::string& s);
 
-// Every occurrence of `from`, front to back, becomes `to`; what was put in is not searched again.
-// An empty `from` puts `to` before each byte and at the end.
+// Replaces every occurrence of `from` by `to`, from the front on. Inserted strings are not searched
+// again. With an empty `from`, inserts `to` before each byte and at the end.
 void replace_string_all(std::string& s, const std::string& from, const std::string& to);
 
-// The first occurrence of `from`, if any, becomes `to`.
+// Replaces the first occurrence of `from`, if any, by `to`.
 void replace_string_first(std::string& s, const std::string& from, const std::string& to);
 
-// Drops every `c`.
+// Removes every `c`.
 void remove_string_all(std::string& s, char c);
 
 } // namespace oxString
@@ -29,8 +30,8 @@ void remove_string_all(std::string& s, char c);
 class cOxString : public std::string {
 public:
   cOxString() = default;
-  cOxString(const std::string& text) : std::string(text) {}
-  cOxString(const char* text) : std::string(text ? text : "") {}
+  cOxString(const std::string& source) : std::string(source) {}
+  cOxString(const char* source) : std::string(source ? source : "") {}
 
   void trim() { oxString::trim(*this); }
   void replaceFirst(const std::string& from, const std::string& to) {
@@ -39,7 +40,8 @@ public:
   void replaceAll(const std::string& from, const std::string& to);
   void removeAll(char c) { oxString::remove_string_all(*this, c); }
 
-  // Each line break, of one or two bytes, becomes one blank.
+  // Replaces each line break by one blank. CR LF and LF CR are one line break, as are a lone LF and
+  // a lone CR.
   void replaceNewlineBySpace();
 };
 

@@ -1,10 +1,76 @@
 #include "support/dateAndTime.h"
 
 #include <cstdlib>
+#include <span>
 
 #include "support/cOxString.h"
 
 namespace ox3 {
+
+namespace {
+
+struct cCodeString {
+  int code;
+  const char* string;
+};
+
+constexpr cCodeString kReturnCodeStrings[] = {
+    {rcOk, "ok"},
+    {rcPartiallyOk, "partially ok"},
+    {rcIncompatible, "incompatible"},
+    {rcFailed, "failed"},
+    {rcFileNotFound, "file not found"},
+    {rcParserError, "parser error"},
+    {rcConvergence, "convergence"},
+    {rcNoConvergence, "no convergence"},
+    {rcDivergence, "divergence"},
+    {rcNothingToDo, "nothing to do"},
+    {rcDone, "done"},
+    {rcCouldNotOpenFile, "could not open file"},
+    {rcNotFound, "not found"},
+    {rcBadFileFormat, "bad file format"},
+    {rcDbAccessFailed, "db access failed"},
+    {rcPartlyParsed, "partly parsed"},
+    {rcFileFormatRecognized, "file format recognized"},
+    {rcUndefinedStatus, "undefined status"},
+    {rcTimeout, "timeout"},
+    {rcDeserializationFailed, "deserialization failed"},
+    {rcSerializationFailed, "serialization failed"},
+    {rcEncodingFailed, "encodeing failed"}, // spelled so on purpose
+    {rcDecodingFailed, "decoding failed"},
+    {rcPartialTransmission, "partial transmission"},
+    {rcChecksumError, "checksum error"},
+    {rcActionInterrupted, "action interrupted"},
+    {rcQueued, "queued"},
+    {rcBadFunctionArguments, "bad function arguments"},
+};
+
+constexpr cCodeString kStatusCodeStrings[] = {
+    {scOk, "OK"},
+    {scError, "ERROR"},
+    {scFileNotFound, "FILE NOT FOUND"},
+    {scParseFailed, "PARSE FAILED"},
+    {scBadParserIndex, "BAD PARSER INDEX"},
+    {scBadName, "BAD NAME"},
+    {scBadSelection, "BAD SELECTION"},
+    {scBadIndex, "BAD INDEX"},
+    {scBadFunctionArguments, "BAD FUNCTION ARGUMENTS"},
+    {scTimeout, "TIMEOUT"},
+    {scQueued, "QUEUED"},
+    {scBadPointer, "BAD POINTER"},
+    {scThreadError, "THREAD ERROR"},
+    {scInterrupted, "INTERRUPTED"},
+};
+
+// Returns `otherwise` for a code that the table does not list.
+std::string findString(std::span<const cCodeString> table, int code, const char* otherwise) {
+  for (const cCodeString& entry : table)
+    if (entry.code == code)
+      return entry.string;
+  return otherwise;
+}
+
+} // namespace
 
 std::string evaluateEnvironmentVariable(const std::string& name, const cOxLogger* logger) {
   if (const char* value = std::getenv(name.c_str()))
@@ -29,99 +95,11 @@ std::string evaluateSpecialPath(std::string path, cOxLogger& logger) {
 }
 
 std::string convert_return_code_to_string(returnCode code) {
-  switch (code) {
-  case rcOk:
-    return "ok";
-  case rcPartiallyOk:
-    return "partially ok";
-  case rcIncompatible:
-    return "incompatible";
-  case rcFailed:
-    return "failed";
-  case rcFileNotFound:
-    return "file not found";
-  case rcParserError:
-    return "parser error";
-  case rcConvergence:
-    return "convergence";
-  case rcNoConvergence:
-    return "no convergence";
-  case rcDivergence:
-    return "divergence";
-  case rcNothingToDo:
-    return "nothing to do";
-  case rcDone:
-    return "done";
-  case rcCouldNotOpenFile:
-    return "could not open file";
-  case rcNotFound:
-    return "not found";
-  case rcBadFileFormat:
-    return "bad file format";
-  case rcDbAccessFailed:
-    return "db access failed";
-  case rcPartlyParsed:
-    return "partly parsed";
-  case rcFileFormatRecognized:
-    return "file format recognized";
-  case rcUndefinedStatus:
-    return "undefined status";
-  case rcTimeout:
-    return "timeout";
-  case rcDeserializationFailed:
-    return "deserialization failed";
-  case rcSerializationFailed:
-    return "serialization failed";
-  case rcEncodingFailed:
-    return "encodeing failed";
-  case rcDecodingFailed:
-    return "decoding failed";
-  case rcPartialTransmission:
-    return "partial transmission";
-  case rcChecksumError:
-    return "checksum error";
-  case rcActionInterrupted:
-    return "action interrupted";
-  case rcQueued:
-    return "queued";
-  case rcBadFunctionArguments:
-    return "bad function arguments";
-  }
-  return "";
+  return findString(kReturnCodeStrings, code, "");
 }
 
 std::string convert_ox_return_code_to_string(int code) {
-  switch (static_cast<statusCode>(code)) {
-  case scOk:
-    return "OK";
-  case scError:
-    return "ERROR";
-  case scFileNotFound:
-    return "FILE NOT FOUND";
-  case scParseFailed:
-    return "PARSE FAILED";
-  case scBadParserIndex:
-    return "BAD PARSER INDEX";
-  case scBadName:
-    return "BAD NAME";
-  case scBadSelection:
-    return "BAD SELECTION";
-  case scBadIndex:
-    return "BAD INDEX";
-  case scBadFunctionArguments:
-    return "BAD FUNCTION ARGUMENTS";
-  case scTimeout:
-    return "TIMEOUT";
-  case scQueued:
-    return "QUEUED";
-  case scBadPointer:
-    return "BAD POINTER";
-  case scThreadError:
-    return "THREAD ERROR";
-  case scInterrupted:
-    return "INTERRUPTED";
-  }
-  return "-";
+  return findString(kStatusCodeStrings, code, "-");
 }
 
 } // namespace ox3

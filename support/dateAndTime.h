@@ -1,4 +1,4 @@
-// Environment variables, and the library's status codes with their texts.
+// Environment variables, and the two enumerations of status codes with their strings.
 #pragma once
 
 #include <string>
@@ -7,17 +7,17 @@
 
 namespace ox3 {
 
-// The value of an environment variable, empty when it is not set; `logger`, unless null, is then
-// told. The two names mean the same.
+// Returns the value of an environment variable; an empty string if it is not set. A logger, if
+// given, then gets a noclMsg. evaluateEnvironmentVariableImpl does the same.
 std::string evaluateEnvironmentVariable(const std::string& name, const cOxLogger* logger);
 std::string evaluateEnvironmentVariableImpl(const std::string& name, const cOxLogger* logger);
 std::string evaluateEnvironmentVariable(const std::string& name);
 
-// `path` with a leading "~" replaced by $HOME, by nothing when that is not set. cOxFilePath expands
-// it differently.
+// Returns `path` with a leading "~" replaced by $HOME, or removed if HOME is not set. This differs
+// from cOxFilePath on purpose: that appends a "/" to $HOME, and keeps the "~" if HOME is not set.
 std::string evaluateSpecialPath(std::string path, cOxLogger& logger);
 
-// What readers and the dispatcher answer. 17 is no code.
+// Status of the readers and of the dispatcher. The number 17 stays unused.
 enum returnCode : int {
   rcOk = 0,
   rcPartiallyOk = 1,
@@ -49,7 +49,7 @@ enum returnCode : int {
   rcBadFunctionArguments = 28
 };
 
-// 4 is no code.
+// The number 4 stays unused.
 enum statusCode : int {
   scOk = 0,
   scError = 1,
@@ -67,10 +67,10 @@ enum statusCode : int {
   scInterrupted = 14
 };
 
-// Lower case; empty for what is no code.
+// Returns a lower-case string; an empty one for a number that is no returnCode.
 std::string convert_return_code_to_string(returnCode code);
 
-// The text of a statusCode, in upper case; "-" for what is no code.
+// Returns the upper-case string of a statusCode; "-" for a number that is no statusCode.
 std::string convert_ox_return_code_to_string(int code);
 
 } // namespace ox3
