@@ -131,6 +131,9 @@ TEST_F(Boundary, propertiesSayWhatTheFileHolds) {
   EXPECT_EQ(streams[0].doubles,
             (Numbers{{34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}}));
   EXPECT_EQ(streams[0].integers, (std::map<int, std::int64_t>{{51, 0}, {52, 10}, {53, 5}}));
+  _ox_wp_prop_type label = {};
+  host.get_section_property(host.plugin, file, section(file), ox_wp_index_section_x_label, &label);
+  EXPECT_STREQ(label.string_value, "time stamp");
 }
 
 TEST_F(Boundary, everyEncodingComesOutAsDoubles) {

@@ -136,10 +136,10 @@ TEST(seg2, isOpenedAndDeclined) {
 TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
   const TemporaryFolder folder;
   const std::pair<std::string, int> cases[] = {
-      {"", 3},                            // nothing at all
-      {"ten bytes!", 3},                  // text, but no record
-      {"\r\n\t ~" + miniSeed(), 3},       // text, but no record where one could start
-      {cutRecord(), 16},                  // a record's header, but no whole record
+      {"", 3},           // nothing at all
+      {"ten bytes!", 3}, // text, but no record
+      {cutRecord(), 16}, // a record's header, but no whole record
+      {miniSeedFile::patched(cutRecord(), 8, "\r\n\t ~"), 16},
       {"\x7f" + miniSeed().substr(1), 3}, // no text
       {"\x1f" + miniSeed().substr(1), 3},
       {miniSeed().substr(0, 19) + "\x80" + miniSeed().substr(20), 3}, // the twentieth byte
@@ -149,11 +149,11 @@ TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
         << bytes.substr(0, 20);
 }
 
-// Two records whose starts are 10 s apart: the marks that the reader keeps from record to record.
+// The marks that the reader keeps from record to record, with gaps of 10 s forward and 13 s back.
 TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
   const TemporaryFolder folder;
   std::string bytes;
-  for (const std::int64_t start : {0, 10000000})
+  for (const std::int64_t start : {5000000, 15000000, 2000000})
     bytes += miniSeedFile::pack({.sampleRate = 2, .startTime = start, .encoding = 3},
                                 std::vector<std::int32_t>(50));
   Record before;
@@ -162,8 +162,8 @@ TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
   EXPECT_EQ(before.file.sections().back().file, &before.file);
   EXPECT_EQ(before.file.fileType, 26);
   const cGeoParserVariable& variable = before.file.sections().back().variables.at(0);
-  EXPECT_EQ(variable.gapSum, 4);               // (10 s - 0.5 s) / (2 * 10^6)
-  EXPECT_EQ(variable.nextStartTime, 10500000); // a sample after the second start
+  EXPECT_EQ(variable.gapSum, 4 + 6);          // 9.5 s and 13.5 s, each over 2 * 10^6
+  EXPECT_EQ(variable.nextStartTime, 2500000); // a sample after the last start
 }
 
 TEST(dispatcher, readersHaveTheirOrder) {

@@ -1,0 +1,95 @@
+// Paths: what a written path becomes, and what it reports when it cannot be resolved.
+#include <filesystem>
+#include <string>
+#include <tuple>
+
+#include <gtest/gtest.h>
+
+#include "support/cOxFilePath.h"
+#include "testing/temporaryFolder.h"
+#include "tests/support/fixture.h"
+
+using ox3::cOxFilePath;
+
+TEST(FilePath, IsNormalised) {
+  setEnvironment({"HOME=/home/u", "OX_ONE=one", "OX_EMPTY=", "OX_UNSET", "OX_NESTED=x$OX_ONE",
+                  "OX_LONG=" + std::string(80000, '/')});
+  const struct {
+    const char *text, *name, *last, *extension;
+  } cases[] = {
+      {"  /a/./b//c/../d.TXT  ", "/a/b/d.TXT", "d.TXT", ".txt"},
+      {"../../x", "../../x", "x", ""},
+      {"C:\\dir\\f.seg2", "C:/dir/f.seg2", "f.seg2", ".seg2"},
+      {"\\a", "a", "a", ""},
+      {"^data^x", "/data/x", "x", ""},
+      {"~/data", "/home/u/data", "data", ""},
+      {"x~/~", "x~/~", "~", ""},
+      {"${HOME}x", "/home/ux", "ux", ""},
+      {"x/$HOME", "x/$HOME", "$HOME", ""},
+      {"$OX_ONE\\y", "one/y", "y", ""},
+      {"$OX_ONE^x/y", "$OX_ONE/x/y", "y", ""},
+      {"${OX_NESTED}/${OX_ONE}", "xone/one", "one", ""},
+      {"$OX_UNSET/${OX_EMPTY}/${OX_ONE}/z", "$OX_UNSET/${OX_EMPTY}/one/z", "z", ""},
+      {"${OX_ONE/$OX_ONE/", "${OX_ONE/one", "one", ""},
+      {"$OX_LONG/tmp", "/tmp", "tmp", ""},
+      {"$/a", "$/a", "a", ""},
+      {".profile", ".profile", ".profile", ".profile"},
+      {"archive.tar.GZ", "archive.tar.GZ", "archive.tar.GZ", ".gz"},
+      {"a.b/c", "a.b/c", "c", ""},
+      {"a.Ä\xff", "a.Ä\xff", "a.Ä\xff", ".Ä\xff"},
+      {"/", "/", "", ""},
+  };
+  for (const auto& c : cases) {
+    cOxFilePath path(c.text);
+    EXPECT_EQ(path.name(), c.name) << c.text;
+    EXPECT_EQ(path.fileName(), c.last) << c.text;
+    EXPECT_EQ(path.extensionLowerCase(), c.extension) << c.text;
+  }
+  EXPECT_EQ(cOxFilePath("/a/b").combinePathImpl("|"), "/a|b");
+  EXPECT_EQ(cOxFilePath(static_cast<const char*>(nullptr)).name(), "");
+}
+
+TEST(FilePath, ForgetsItsNameWhenItChanges) {
+  cOxFilePath path("/a/b");
+  EXPECT_EQ(path.name(), "/a/b");
+  path.pushToPath("..");
+  EXPECT_EQ(path.name(), "/a");
+  path.splitPath("x/y");
+  EXPECT_EQ(path.name(), "/x/y"); // still absolute
+  path.setPath(" \t");
+  EXPECT_EQ(path.name(), "");
+}
+
+TEST(FilePath, FollowsLinksToSeeWhatExists) {
+  const TemporaryFolder folder;
+  std::filesystem::create_symlink("file", folder / "link");
+  EXPECT_FALSE(cOxFilePath(folder / "link").exists());
+  folder.write("file", "");
+  EXPECT_TRUE(cOxFilePath(folder / "link").exists());
+}
+
+TEST(FilePath, ReportsWhatItCannotResolve) {
+  setEnvironment(
+      {"HOME", "OX_UNSET", "OX_EMPTY=", "OX_SLOW=b$OX_SLOW/", "OX_FAST=$OX_FAST/$OX_FAST/"});
+  const std::string unresolved = "Could not resolve system variable \"";
+  const std::string tooLong =
+      "7:cOxFilePath caught exception : a system variable makes the path too long";
+  const std::tuple<const char*, const char*, Lines> cases[] = {
+      {"${OX_UNSET}/a",
+       "${OX_UNSET}/a",
+       {"7:" + unresolved + "OX_UNSET\" .", "3:" + unresolved + "${OX_UNSET}\" in file path."}},
+      {"$OX_EMPTY/a", "$OX_EMPTY/a", {"3:" + unresolved + "$OX_EMPTY\" in file path."}},
+      {"~/a", "~/a", {"7:" + unresolved + "HOME\" ."}},
+      {"$OX_SLOW/a", "", {tooLong}},
+      {"$OX_FAST/a", "", {tooLong}},
+  };
+  for (const auto& [text, name, messages] : cases) {
+    cOxFilePath path("");
+    static_cast<ox3::cOxLogger&>(path) = ox3::cOxLogger(7); // the only way to another level
+    ReceivedMessages seen;
+    path.setLoggerCallBack(&seen);
+    path.setPath(text);
+    EXPECT_EQ(seen.all, messages) << text;
+    EXPECT_EQ(path.name(), name);
+  }
+}
