@@ -1,13 +1,16 @@
 /*
  * streams: a whole host in plain C99. Prints a line for each stream of the files given: name,
- * number of samples, samples per second, start in seconds, first and last sample.
+ * number of samples, samples per second, start time in seconds, first and last sample.
  *
- * From an installation alone:
+ * To build and run it with an installed plug-in (eval, because pkg-config escapes spaces in a
+ * path):
  *
- *   cc -std=c99 -o streams streams.c $(pkg-config --cflags ox-wp-plugin) -ldl
- *   ./streams $(pkg-config --variable=plugindir ox-wp-plugin)/ox_wp_plugin_geo.so recording.mseed
+ *   eval "cc -std=c99 -o streams streams.c $(pkg-config --cflags ox-wp-plugin) -ldl"
+ *   plugins=$(pkg-config --variable=plugindir ox-wp-plugin)
+ *   eval "./streams $plugins/ox_wp_plugin_geo.so recording.mseed"
  */
 #include <dlfcn.h>
+#include <limits.h>
 #include <math.h>
 #include <ox_wp_plugin.h>
 #include <stdio.h>
@@ -16,42 +19,38 @@
 
 /* What is shown of a stream. */
 typedef struct {
-  const char* name;
-  double start;
-  double step;
-  int64_t count;
+  const char* name; /* owned by the plug-in; valid until its file is released */
+  double start;     /* of the first sample, in seconds */
+  double step;      /* between two samples without a gap, in seconds; 0: unknown */
+  int64_t count;    /* as the file declares it */
   int64_t data_type;
 } stream;
 
+/* Reads one property. Its identifier is ox_wp_prop_none if there is no such property. */
+static _ox_wp_prop_type readProperty(const _ox_wp_plugin_functions_type* t, void* file,
+                                     void* section, int variable, int index) {
+  _ox_wp_prop_type p;
+  memset(&p, 0, sizeof p);
+  t->get_variable_property(t->plugin, file, section, variable, index, &p);
+  return p;
+}
+
 static stream readStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
                          int variable) {
-  stream s = {"", 0, 0, 0, ox_wp_type_none};
-  _ox_wp_prop_type p;
-  for (int i = 0; t->get_variable_property(t->plugin, file, section, variable, i, &p) == 0; ++i) {
-    switch (p.identifier) {
-    case ox_wp_prop_variable_name:
-      s.name = p.string_value;
-      break;
-    case ox_wp_prop_sample_count:
-      s.count = p.integer_value;
-      break;
-    case ox_wp_prop_variable_data_type:
-      s.data_type = p.integer_value;
-      break;
-    case ox_wp_prop_x_start:
-      s.start = p.double_value;
-      break;
-    case ox_wp_prop_x_step:
-      s.step = p.double_value;
-      break;
-    default:
-      break; /* labels, and whatever a later plug-in adds */
-    }
-  }
+  stream s;
+  s.name = readProperty(t, file, section, variable, ox_wp_index_variable_name).string_value;
+  s.start = readProperty(t, file, section, variable, ox_wp_index_x_start).double_value;
+  s.step = readProperty(t, file, section, variable, ox_wp_index_x_step).double_value;
+  s.count = readProperty(t, file, section, variable, ox_wp_index_sample_count).integer_value;
+  s.data_type =
+      readProperty(t, file, section, variable, ox_wp_index_variable_data_type).integer_value;
   return s;
 }
 
-/* Samples can be fewer than declared: those that are missing stay NaN. */
+/*
+ * Copies the first `count` samples, one after the other: gaps in time are not filled. A copy can
+ * find fewer samples than the file declares. The missing ones, at the end, stay NaN.
+ */
 static double* copyStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
                           int variable, int64_t count) {
   double* samples = malloc((size_t)count * sizeof *samples);
@@ -66,7 +65,7 @@ static double* copyStream(const _ox_wp_plugin_functions_type* t, void* file, voi
 
 static void printStream(const _ox_wp_plugin_functions_type* t, void* file, void* section,
                         int variable) {
-  const int64_t most = 0x7fffffff / (int64_t)sizeof(double); /* that one copy holds */
+  const int64_t most = INT_MAX / (int64_t)sizeof(double); /* in one copy */
   const stream s = readStream(t, file, section, variable);
   const int64_t count = s.count < most ? s.count : most;
   printf("%s %lld %g %.6f", s.name, (long long)s.count, s.step == 0 ? 0 : 1 / s.step, s.start);
@@ -83,14 +82,15 @@ static void printStream(const _ox_wp_plugin_functions_type* t, void* file, void*
 static int printFile(const _ox_wp_plugin_functions_type* t, const char* path) {
   void* file = t->parse_file(t->plugin, path);
   if (!file) {
-    fprintf(stderr, "%s: nothing in it that the plug-in delivers\n", path);
+    fprintf(stderr, "%s: missing, unreadable, or declined by the plug-in\n", path);
     return 1;
   }
   void* section = NULL;
   for (int i = 0; (section = t->get_section_handle(t->plugin, file, i)) != NULL; ++i) {
     _ox_wp_prop_type p;
-    t->get_section_property(t->plugin, file, section, 1, &p);
-    const int64_t variables = p.identifier == ox_wp_prop_variable_count ? p.integer_value : 0;
+    int64_t variables = 0;
+    if (t->get_section_property(t->plugin, file, section, ox_wp_index_variable_count, &p) == 0)
+      variables = p.integer_value;
     for (int variable = 0; variable < variables; ++variable)
       printStream(t, file, section, variable);
   }
@@ -110,7 +110,7 @@ int main(int argc, char** argv) {
     return 1;
   }
   ox_wp_plugin_initialize_function initialize;
-  memcpy(&initialize, &entry, sizeof initialize); /* C99 has no cast from data to function */
+  memcpy(&initialize, &entry, sizeof initialize); /* C99 cannot cast a data to a function pointer */
 
   _ox_wp_plugin_functions_type t = {.version = OX_WP_PLUGIN_VERSION};
   if (initialize(&t) != 0) {
