@@ -1,5 +1,6 @@
-# Makes one C program of the snippets in the guide for hosts: the first stands at its top, the others
-# in main. Compilers and assertions name the guide's own lines.
+# Makes one C program of a page's snippets. A page with several has the first at the top of the program
+# and the others in main; a single one is the whole program. Compilers and assertions name the page's own
+# lines.
 /^```c$/ {
   inside = 1
   if (++snippets == 2) {
@@ -8,9 +9,12 @@
     print "const char* plugin_path = argv[1];"
     print "const char* path = argv[2];"
   }
-  printf "#line %d \"host-guide.md\"\n", FNR + 1
+  printf "#line %d \"%s\"\n", FNR + 1, FILENAME
   next
 }
 /^```$/ { inside = 0 }
 inside
-END { print "return 0;\n}" }
+END {
+  if (snippets > 1)
+    print "return 0;\n}"
+}
