@@ -1,11 +1,16 @@
 #include "host/commandLine.h"
 
 #include <algorithm>
+#include <exception>
 #include <map>
+#include <new>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "host/base/error.h"
+#include "host/base/output.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 
@@ -15,8 +20,13 @@ namespace {
 
 constexpr const char* kAbout =
     "Runs a waveform reader plug-in from the shell.\n"
-    "The subcommand comes first; when the first argument is none of them, it is list. A file that "
-    "is named like a subcommand is written ./list, or after the subcommand: list list.";
+    "If the first argument is not a subcommand, list is assumed. A file that is named like a\n"
+    "subcommand is written ./list, or after the subcommand: list list.";
+
+// About start times, for the help of what shows or writes them.
+constexpr const char* kStartTimes =
+    "\nA start time is the low 32 bits of the microseconds since 1970, in seconds: it repeats\n"
+    "every 71.6 minutes (4294.967296 s), so different times can show the same one.";
 
 class CommandLine {
 public:
@@ -31,21 +41,46 @@ public:
   }
 
   int run(std::vector<std::string> arguments) {
+    if (arguments.empty())
+      arguments = {"--help"};
     if (wantsDefault(arguments))
       arguments.insert(arguments.begin(), "list");
-    std::reverse(arguments.begin(), arguments.end()); // as CLI11 takes them
+    std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
     try {
       app_.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
-      return app_.exit(error) == 0 ? kSuccess : kWrongUse;
+      return show(error);
     }
     return status_;
   }
 
 private:
+  // Help goes to standard output, where a failure to write it is an error. Messages go to standard
+  // error. An unknown option is reported before anything that is missing.
+  int show(const CLI::ParseError& error) {
+    std::ostringstream help;
+    std::ostringstream message;
+    if (app_.exit(error, help, message) == 0) {
+      Output output(kStandardOutput);
+      output.write(help.str());
+      output.commit();
+      return kSuccess;
+    }
+    const std::string unknown = unknownOption();
+    reportError(unknown.empty() ? error.what() : "unknown option " + unknown);
+    reportError("--help lists the options");
+    return kWrongUse;
+  }
+
+  std::string unknownOption() const {
+    for (const CLI::App* command : app_.get_subcommands())
+      for (const std::string& argument : command->remaining())
+        if (argument.size() > 1 && argument[0] == '-')
+          return argument;
+    return {};
+  }
+
   bool wantsDefault(const std::vector<std::string>& arguments) const {
-    if (arguments.empty())
-      return true; // list then asks for a file
     const std::string& first = arguments.front();
     if (first == "-h" || first == "--help" || first == "--version")
       return false;
@@ -54,9 +89,10 @@ private:
                         [&](const CLI::App* command) { return command->get_name() == first; });
   }
 
-  CLI::App* addCommand(const char* name, const char* about, const char* example) {
+  CLI::App* addCommand(const char* name, const char* about, const char* example,
+                       const std::string& notes) {
     CLI::App* command = app_.add_subcommand(name, about);
-    command->footer(std::string("Example:\n  ") + example);
+    command->footer(fmt::format("Example:\n  {}\n{}", example, notes));
     return command;
   }
 
@@ -78,10 +114,7 @@ private:
     });
   }
 
-  // The file and the choice of streams that export and plot share.
-  static void addFileOptions(CLI::App* command, std::string& file,
-                             std::vector<std::string>& streams) {
-    command->add_option("FILE", file, "Data file")->required()->type_name("");
+  static void addStreamOption(CLI::App* command, std::vector<std::string>& streams) {
     command
         ->add_option("--stream", streams,
                      "Only streams whose name matches this pattern; can be given again")
@@ -90,24 +123,38 @@ private:
   }
 
   static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
-    return command->add_option("-o,--output", output, about)->type_name("OUT");
+    return command->add_option("-o,--output", output, about)
+        ->type_name("OUT")
+        ->default_str(kStandardOutput);
   }
 
+  // The default is the value that `format` has.
   template<class Format>
   void addFormatOption(CLI::App* command, Format& format,
                        const std::map<std::string, Format>& formats) {
-    command
-        ->add_option_function<std::string>(
-            "--format", [&format, formats](const std::string& name) { format = formats.at(name); },
-            "Shape of the output")
-        ->check(CLI::IsMember(formats))
-        ->type_name("NAME");
+    CLI::Option* option =
+        command
+            ->add_option_function<std::string>(
+                "--format",
+                [&format, formats](const std::string& name) { format = formats.at(name); },
+                "Format of the output")
+            ->check(CLI::IsMember(formats))
+            ->type_name("NAME");
+    for (const auto& [name, value] : formats)
+      if (value == format)
+        option->default_str(name);
   }
 
   void addList() {
     CLI::App* command = addCommand("list", "Shows the streams of files (the default)",
-                                   "ox-wp-host list --format json station.mseed");
+                                   "ox-wp-host list --format json station.mseed",
+                                   "Shows what the headers say. With --samples each stream is "
+                                   "copied as well, and each copy reads the whole file. " +
+                                       std::string(kStartTimes));
     command->add_option("FILE", list_.files, "Data files")->required()->type_name("");
+    addStreamOption(command, list_.streams);
+    command->add_flag("--samples", list_.samples,
+                      "Copies the samples; adds how many were found, the first and the last");
     const std::map<std::string, ListFormat> formats = {
         {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
     addFormatOption(command, list_.format, formats);
@@ -115,13 +162,22 @@ private:
   }
 
   void addExport() {
-    CLI::App* command =
-        addCommand("export", "Writes samples as CSV or as raw doubles",
-                   "ox-wp-host export --stream 'GR_*_BHZ' station.mseed -o station.csv\n"
-                   "csv has two columns a stream, time and value. f64 is little-endian doubles, "
-                   "the values only, one stream after the other in the order of list.");
-    addFileOptions(command, export_.file, export_.streams);
-    addOutputOption(command, export_.output, "The file to write; else standard output");
+    CLI::App* command = addCommand(
+        "export", "Writes samples as CSV or as raw doubles",
+        "ox-wp-host export --stream 'GR_*_BHZ' station.mseed -o station.csv",
+        "csv has two columns for each stream, time and value. f64 is little-endian doubles, the "
+        "values only, one stream after the other in the order of list. Gaps are not filled: behind "
+        "a gap the times are nominal, start + number of the sample * interval. " +
+            std::string(kStartTimes));
+    command->add_option("FILE", export_.file, "Data file")->required()->type_name("");
+    addStreamOption(command, export_.streams);
+    CLI::Option* output =
+        addOutputOption(command, export_.output, "The file to write; - is standard output");
+    command
+        ->add_option("--split", export_.folder,
+                     "Writes a file for each stream into this folder, named after the stream")
+        ->type_name("DIR")
+        ->excludes(output);
     const std::map<std::string, ExportFormat> formats = {{"csv", ExportFormat::csv},
                                                          {"f64", ExportFormat::f64}};
     addFormatOption(command, export_.format, formats);
@@ -129,20 +185,37 @@ private:
   }
 
   void addPlot() {
-    CLI::App* command = addCommand("plot", "Draws waveforms with gnuplot",
-                                   "ox-wp-host plot station.mseed -o station.png");
-    addFileOptions(command, plot_.file, plot_.streams);
-    addOutputOption(command, plot_.output, "A file named *.svg or *.png; else the terminal")
+    CLI::App* command =
+        addCommand("plot", "Draws waveforms with gnuplot",
+                   "ox-wp-host plot station.mseed -o station.png --from 30 --to 90",
+                   "Time counts from the first sample. The streams of a file share one time axis "
+                   "where their start times allow it. " +
+                       std::string(kStartTimes));
+    command->add_option("FILE", plot_.files, "Data files")->required()->type_name("");
+    addStreamOption(command, plot_.streams);
+    addOutputOption(command, plot_.output,
+                    "A file named *.svg or *.png; - is standard output, in characters")
         ->check([](const std::string& name) {
-          return isPictureName(name) ? "" : name + " is named neither *.svg nor *.png";
+          return name == kStandardOutput || isPictureName(name)
+                     ? ""
+                     : name + " is named neither *.svg nor *.png";
         });
-    onPlugin(command, [this](const Plugin& plugin) { return plot(plugin, plot_); });
+    command
+        ->add_option("--from", plot_.window.from, "Seconds from the first sample; else all before")
+        ->type_name("SECONDS");
+    command->add_option("--to", plot_.window.to, "Seconds from the first sample; else all behind")
+        ->type_name("SECONDS");
+    onPlugin(command, [this](const Plugin& plugin) {
+      if (!(plot_.window.from < plot_.window.to))
+        throw CLI::ValidationError("--from must be less than --to");
+      return plot(plugin, plot_);
+    });
   }
 
   void addWatch() {
     CLI::App* command =
         addCommand("watch", "Shows a file, and again whenever it changes, until Ctrl-C",
-                   "ox-wp-host watch --interval 0.5 growing.mseed\n"
+                   "ox-wp-host watch --interval 0.5 growing.mseed",
                    "Changes are seen by size and by modification time in whole seconds.");
     command->add_option("FILE", watch_.file, "Data file")->required()->type_name("");
     command
@@ -151,7 +224,7 @@ private:
             [this](const double& seconds) {
               watch_.interval = std::chrono::duration<double>(seconds);
             },
-            "Seconds between two looks")
+            "Seconds between two readings of the change flag")
         ->check(CLI::Range(0.01, 86400.0))
         ->type_name("SECONDS")
         ->default_str(fmt::format("{}", watch_.interval.count()));
@@ -161,7 +234,7 @@ private:
   void addCheck() {
     CLI::App* command = addCommand(
         "check", "Holds any plug-in to the rules of the boundary",
-        "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed\n"
+        "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed",
         "Copies are tried on the first streams of a file. Rules that need a file are skipped "
         "without one.");
     command->add_option("PLUGIN", check_.plugin, "The library")->required()->type_name("");
@@ -171,7 +244,7 @@ private:
             "--time-limit",
             [this](const unsigned& seconds) { check_.timeLimit = std::chrono::seconds(seconds); },
             "Seconds that a rule may take on a file")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1, 86400))
         ->type_name("SECONDS")
         ->default_str(std::to_string(check_.timeLimit.count()));
     command->callback([this] { status_ = check(check_); });
@@ -190,7 +263,14 @@ private:
 } // namespace
 
 int runCommandLine(std::vector<std::string> arguments) {
-  return CommandLine().run(std::move(arguments));
+  try {
+    return CommandLine().run(std::move(arguments));
+  } catch (const std::bad_alloc&) {
+    reportError("not enough memory");
+  } catch (const std::exception& error) {
+    reportError(error.what());
+  }
+  return kFailure;
 }
 
 } // namespace host

@@ -1,22 +1,27 @@
-// ox-wp-host: the reference host.
+// ox-wp-host: a host for the shell.
 
 #include <csignal>
-#include <exception>
-#include <new>
 
-#include "host/base/error.h"
+#include <fcntl.h>
+#include <unistd.h>
+
 #include "host/commandLine.h"
-#include "host/commands/commands.h"
+
+namespace {
+
+// A file that is opened later must not get the number of a standard stream: messages would go into
+// it. Each stand-in is opened for the other direction, so that using it is an error.
+void openStandardStreams() noexcept {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(descriptor, F_GETFD) < 0)
+      (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+} // namespace
 
 int main(int argc, char** argv) {
-  // A reader that has gone away is a failed write, with a message, like any other.
+  openStandardStreams();
+  // A closed pipe is noticed where it is written to.
   std::signal(SIGPIPE, SIG_IGN); // NOLINT(cert-err33-c): can't fail for this signal
-  try {
-    return host::runCommandLine({argv + 1, argv + argc});
-  } catch (const std::bad_alloc&) {
-    host::reportError("not enough memory");
-  } catch (const std::exception& error) {
-    host::reportError(error.what());
-  }
-  return host::kFailure;
+  return host::runCommandLine({argv + 1, argv + argc});
 }

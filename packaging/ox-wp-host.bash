@@ -6,19 +6,20 @@ _ox_wp_host() {
 
   # Before the subcommand, and where list is left out.
   local options="--help --version"
-  [ "$COMP_CWORD" -eq 1 ] || options="--help --format --plugin" formats="table json csv"
+  local list="--help --stream --samples --format --plugin"
+  [ "$COMP_CWORD" -eq 1 ] || options=$list formats="table json csv"
   case ${COMP_WORDS[1]} in
-    list) options="--help --format --plugin" formats="table json csv" ;;
-    export) options="--help --stream --output --format --plugin" formats="csv f64" ;;
-    plot) options="--help --stream --output --plugin" ;;
+    list) options=$list formats="table json csv" ;;
+    export) options="--help --stream --output --split --format --plugin" formats="csv f64" ;;
+    plot) options="--help --stream --output --from --to --plugin" ;;
     watch) options="--help --interval --plugin" ;;
     check) options="--help --time-limit" ;;
   esac
 
   case $before in
     --format) choices=$formats files= ;;
-    --stream | --interval | --time-limit) files= ;;
-    --plugin | --output | -o) ;;
+    --stream | --interval | --time-limit | --from | --to) files= ;;
+    --plugin | --output | -o | --split) ;;
     *)
       case $word in
         -*) choices=$options files= ;;

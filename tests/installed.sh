@@ -10,8 +10,8 @@ quietly() { "$@" >log 2>&1 || { cat log; exit 1; }; }
 for _ in once again; do quietly cmake --install "$build" --prefix "$work/first place"; done
 mv "first place" "its place"
 if grep -rlF "$source" "its place"; then exit 1; fi # these refer to the build tree
-"its place/bin/ox-wp-host" list --format csv "$recording" |
-  awk -F, 'NR > 1 { printf "%s %d %g %.6f %g %g\n", $4, $5, $8, $9, $12, $13 }' >expected
+"its place/bin/ox-wp-host" list --samples --format csv "$recording" |
+  awk -F, 'NR > 1 { printf "%s %d %g %.6f %g %g\n", $4, $5, $7, $8, $12, $13 }' >expected
 [ -s expected ]
 
 # A host by CMake.

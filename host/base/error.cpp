@@ -1,9 +1,10 @@
 #include "host/base/error.h"
 
-#include <cstdio>
 #include <system_error>
 
-#include <fmt/core.h>
+#include <unistd.h>
+
+#include "host/base/text.h"
 
 namespace host {
 
@@ -11,8 +12,18 @@ Error systemError(const std::string& what, int code) {
   return Error(what + ": " + std::generic_category().message(code));
 }
 
+void writeToStandardError(std::string_view bytes) noexcept {
+  while (!bytes.empty()) {
+    const ssize_t written = write(STDERR_FILENO, bytes.data(), bytes.size());
+    if (written >= 0)
+      bytes.remove_prefix(static_cast<size_t>(written));
+    else if (errno != EINTR)
+      return;
+  }
+}
+
 void reportError(std::string_view message) {
-  fmt::print(stderr, "ox-wp-host: {}\n", message);
+  writeToStandardError("ox-wp-host: " + printable(message) + '\n');
 }
 
 } // namespace host

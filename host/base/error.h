@@ -1,4 +1,4 @@
-// What goes wrong with files, plug-ins and outputs, as one line for the person at the shell.
+// Failures of files, plug-ins and outputs, and the messages about them.
 #pragma once
 
 #include <cerrno>
@@ -8,6 +8,7 @@
 
 namespace host {
 
+// The message is one line for the person at the shell.
 struct Error : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
@@ -15,7 +16,10 @@ struct Error : std::runtime_error {
 // "WHAT: reason", the reason being that of the system call that has just failed.
 Error systemError(const std::string& what, int code = errno);
 
-// One line on standard error.
+// Bytes for standard error. What cannot be written is dropped: there is no place left to report it.
+void writeToStandardError(std::string_view bytes) noexcept;
+
+// One line on standard error. Control characters, which names of files can hold, are replaced.
 void reportError(std::string_view message);
 
 } // namespace host

@@ -12,6 +12,7 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
+#include "host/base/text.h"
 
 namespace host {
 
@@ -22,13 +23,14 @@ namespace {
 constexpr size_t kBufferSize = size_t{1} << 16;
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
 
-// What a signal handler has to remove, as it may only read plain memory; empty when nothing.
+// The file that a signal handler removes; empty when there is none. An array, since a handler may
+// not call into std::string.
 std::array<char, PATH_MAX> removeOnSignal{};
 
 extern "C" void removeAndEnd(int signal) {
   if (removeOnSignal[0] != '\0')
     unlink(removeOnSignal.data());
-  // Restored to its default by SA_RESETHAND: ends the process as if there had been no handler.
+  // SA_RESETHAND has restored the default action, so this ends the process.
   (void)raise(signal);
 }
 
@@ -40,7 +42,7 @@ sigset_t endingSignals() {
   return set;
 }
 
-// Keeps the ending signals waiting while the temporary file exists but is not yet noted.
+// Holds the ending signals back while the temporary file exists but its name is not yet stored.
 class SignalsHeld {
 public:
   SignalsHeld() noexcept {
@@ -67,7 +69,7 @@ void handleEndingSignals() {
   }
 }
 
-// What a new file of this name would get, or what the file that it replaces has.
+// Those of the file that is replaced; for a new file, those that the system would give it.
 mode_t permissionsFor(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) == 0)
@@ -77,16 +79,47 @@ mode_t permissionsFor(const std::string& path) {
   return 0666 & ~mask;
 }
 
-// Only a regular file can be replaced by moving another one there: a device would be lost.
+// main() ignores SIGPIPE, so that a message to a closed standard error does not end the process.
+[[noreturn]] void endByClosedPipe() {
+  (void)std::signal(SIGPIPE, SIG_DFL);
+  (void)raise(SIGPIPE);
+  std::abort(); // not reached, unless the signal is blocked
+}
+
+// True for a regular file and for a new name. Moving a file onto a device would remove the device.
 bool isReplaceable(const std::string& path) {
   const fs::file_status status = fs::status(path);
   return !fs::exists(status) || fs::is_regular_file(status);
 }
 
+bool isSameFile(const struct stat& a, const struct stat& b) noexcept {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// The plug-in resolves ".." by text and replaces some characters of a path, so a name can stand for
+// another file than the system's calls see.
+void refuseToChange(const std::string& input, const struct stat& output, bool isAppended) {
+  for (const std::string& name : {input, fs::path(input).lexically_normal().string()}) {
+    struct stat status {};
+    if (stat(name.c_str(), &status) == 0 && isSameFile(status, output))
+      throw Error(input + ": the output would change this file, which is being read");
+  }
+  if (!isAppended && !isPlainPath(input))
+    throw Error(input + ": the output exists, and may be the file that the plug-in reads for this "
+                        "name; name the input without \\ ^ $ ~ or blanks around it");
+}
+
 } // namespace
 
-Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
-  if (path_.empty())
+Output::Output(const std::string& path, const std::vector<std::string>& inputs)
+    : path_(path), descriptor_(STDOUT_FILENO) {
+  struct stat status {};
+  const int found =
+      isStandardOutput() ? fstat(STDOUT_FILENO, &status) : stat(path_.c_str(), &status);
+  if (found == 0 && S_ISREG(status.st_mode))
+    for (const std::string& input : inputs)
+      refuseToChange(input, status, isStandardOutput());
+  if (isStandardOutput())
     return;
   if (isReplaceable(path_))
     openTemporaryFile();
@@ -106,7 +139,7 @@ Output::~Output() {
 }
 
 void Output::openTemporaryFile() {
-  // Through a symbolic link: the file that it points to is the one to replace.
+  // A symbolic link stays: the file that it points to is replaced.
   path_ = fs::weakly_canonical(path_).string();
   std::string name = (fs::path(path_).parent_path() / ".ox-wp-host-XXXXXX").string();
   if (name.size() >= removeOnSignal.size())
@@ -124,7 +157,7 @@ void Output::write(std::string_view bytes) {
   if (buffer_.size() + bytes.size() > kBufferSize)
     flush();
   if (bytes.size() > kBufferSize)
-    pass(bytes); // as it is: gigabytes at a time come this way
+    pass(bytes); // not through the buffer: these can be gigabytes
   else
     buffer_ += bytes;
 }
@@ -139,8 +172,10 @@ void Output::pass(std::string_view rest) const {
     const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
     if (written >= 0)
       rest.remove_prefix(static_cast<size_t>(written));
+    else if (errno == EPIPE)
+      endByClosedPipe();
     else if (errno != EINTR)
-      throw systemError(path_.empty() ? "standard output" : path_);
+      throw systemError(isStandardOutput() ? "standard output" : path_);
   }
 }
 

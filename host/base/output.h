@@ -1,24 +1,28 @@
-// Where a result goes: standard output, or a file that appears under its name only when complete.
+// The destination of a result: standard output, or a file that appears under its name only when it
+// is complete.
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace host {
 
-inline constexpr const char* kStandardOutput = ""; // as a path
+inline constexpr const char* kStandardOutput = "-"; // as a path
 
-// Every failure, a full disk or a closed pipe included, is thrown as Error.
+// Every failure, such as a full disk, is thrown as Error. When the reader of a pipe is gone, the
+// process ends quietly by SIGPIPE, as other tools do.
 //
-// A file is written under a temporary name in the folder of the final one, and is moved there by
-// commit(). Without commit(), and also when a signal ends the process, the temporary file is
-// removed and a file of that name that was there before is left as it was.
+// A file is written under a temporary name in the folder of the final one, and commit() moves it
+// there. Without commit(), and also when a signal ends the process, the temporary file is removed,
+// and a file of the final name that existed before stays as it was.
 class Output {
 public:
-  // A path that names a device or a pipe is written to in place.
-  // REQUIRES: at most one Output with a path at a time, since there is one place for signals to
-  // look up what to remove.
-  explicit Output(const std::string& path);
+  // A path that names a device or a pipe is opened and written to directly. Throws Error when
+  // writing would change one of `inputs`, the files that are being read.
+  // REQUIRES: at most one Output with a path at a time, since signal handlers know one temporary
+  // file only.
+  explicit Output(const std::string& path, const std::vector<std::string>& inputs = {});
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
@@ -26,10 +30,11 @@ public:
   void write(std::string_view bytes);
   // Passes on what is buffered.
   void flush();
-  // The last step: everything is on its way to the disk and stands under the final name.
+  // The last step. On return the file is on disk under its final name.
   void commit();
 
 private:
+  bool isStandardOutput() const { return path_ == kStandardOutput; }
   void openTemporaryFile();
   void pass(std::string_view rest) const;
 

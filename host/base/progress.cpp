@@ -1,16 +1,16 @@
 #include "host/base/progress.h"
 
-#include <cstdio>
-
 #include <fmt/core.h>
 #include <unistd.h>
+
+#include "host/base/error.h"
 
 namespace host {
 
 namespace {
 
 constexpr std::chrono::milliseconds kBetweenDrawings{100};
-constexpr const char* kWipe = "\r\x1b[K"; // to the line's start, erase to its end
+constexpr const char* kErase = "\r\x1b[K"; // the line, from its start
 
 } // namespace
 
@@ -19,15 +19,15 @@ Progress::Progress(std::string what, uint64_t total)
 
 Progress::~Progress() {
   if (isTerminal_)
-    (void)std::fputs(kWipe, stderr);
+    writeToStandardError(kErase);
 }
 
 void Progress::show(uint64_t done) {
   const auto now = std::chrono::steady_clock::now();
   if (!isTerminal_ || now < nextDrawing_ || total_ == 0)
     return;
-  // Back to the start of the line, so that a message takes its place.
-  fmt::print(stderr, "{}{}: {} %\r", kWipe, what_, done * 100 / total_);
+  // The cursor goes back to the start of the line, so that a message is written over it.
+  writeToStandardError(fmt::format("{}{}: {} %\r", kErase, what_, done * 100 / total_));
   nextDrawing_ = now + kBetweenDrawings;
 }
 

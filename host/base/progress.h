@@ -1,4 +1,5 @@
-// A line on standard error that tells how far a long work is; nothing when that is no terminal.
+// A line on standard error that shows how far a long operation is. Nothing is shown when standard
+// error is no terminal.
 #pragma once
 
 #include <chrono>
@@ -11,12 +12,12 @@ class Progress {
 public:
   // The line starts with `what`; `total` steps make 100 %.
   Progress(std::string what, uint64_t total);
-  // Wipes the line, so that messages and prompts start clean.
+  // Erases the line, so that messages and prompts start on an empty one.
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  // Cheap enough for every few thousand rows: most calls draw nothing.
+  // Draws at most ten times a second, so it can be called often.
   void show(uint64_t done);
 
 private:

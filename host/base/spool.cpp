@@ -34,7 +34,7 @@ Spool::Spool() : file_(fdopen(openNameless(), "w+b")) {
 uint64_t Spool::append(std::span<const double> samples) {
   const uint64_t position = size_;
   if (std::fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size() ||
-      std::fflush(file_.get()) != 0) // read() goes past the stream's buffer
+      std::fflush(file_.get()) != 0) // read() does not see the stream's buffer
     throw systemError(kWhat);
   size_ += samples.size();
   return position;

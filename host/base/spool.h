@@ -1,4 +1,4 @@
-// Samples put aside on disk, for when those of several streams are needed side by side.
+// Samples kept on disk while those of several streams are merged.
 #pragma once
 
 #include <cstdint>
@@ -8,13 +8,13 @@
 
 namespace host {
 
-// A temporary file without a name: it is gone when the process is, however that ends. Every failure
-// is thrown as Error.
+// A temporary file without a name: the system removes it when the process ends, in whatever way.
+// Every failure is thrown as Error.
 class Spool {
 public:
   Spool();
 
-  // Puts samples behind those already there; returns the position of the first.
+  // Appends samples and returns the position of the first.
   uint64_t append(std::span<const double> samples);
   void read(uint64_t position, std::span<double> samples) const;
 

@@ -8,9 +8,9 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
 
-// The length of the well-formed character at the start of `bytes`, which is not empty; 0 when there
-// is none. The second byte is bounded so that overlong forms, surrogates and numbers above U+10FFFF
-// are none.
+// The length of the well-formed character at the start of `bytes`; 0 when there is none. The bounds
+// of the second byte exclude overlong forms, surrogates and numbers above U+10FFFF.
+// REQUIRES: `bytes` is not empty.
 size_t characterLength(std::string_view bytes) noexcept {
   const auto at = [&](size_t i) { return static_cast<uint8_t>(bytes[i]); };
   const uint8_t lead = at(0);
@@ -68,6 +68,13 @@ std::string csvField(std::string_view bytes) {
   for (const char c : text)
     quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
+}
+
+bool isPlainPath(std::string_view path) {
+  constexpr std::string_view kBlanks = " \t\n\v\f\r";
+  return path.empty() || (path.find_first_of("\\^$") == std::string_view::npos && path[0] != '~' &&
+                          kBlanks.find(path.front()) == std::string_view::npos &&
+                          kBlanks.find(path.back()) == std::string_view::npos);
 }
 
 } // namespace host

@@ -1,4 +1,4 @@
-// Texts from files, made safe for what they are written into: their bytes can be anything.
+// Strings from files, made safe for what they are written into: they can hold any bytes.
 #pragma once
 
 #include <string>
@@ -9,10 +9,14 @@ namespace host {
 // Valid UTF-8: a byte that belongs to no character becomes U+FFFD.
 std::string validUtf8(std::string_view bytes);
 
-// The same, with control characters replaced too: a name must not steer a terminal.
+// The same, with control characters replaced too: a name must not send commands to a terminal.
 std::string printable(std::string_view bytes);
 
 // A field of a CSV row: valid UTF-8, in quotes where needed.
 std::string csvField(std::string_view bytes);
+
+// False for a path in which parse_file replaces something, so that it can name another file for the
+// plug-in than for the system: white space around it, "\", "^", "$" or a leading "~".
+bool isPlainPath(std::string_view path);
 
 } // namespace host

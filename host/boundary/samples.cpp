@@ -5,14 +5,18 @@
 
 #include <fmt/core.h>
 
+#include "host/base/error.h"
+
 namespace host {
 
 namespace {
 
+constexpr uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 1.75
+constexpr uint64_t kSmallestRoom = uint64_t{1} << 20;
 constexpr uint64_t kMarkBits = 0x7ff8'6d61'726b'6564; // a quiet NaN
 
-// The samples stand at the start, so the marks are at the end. Seen from there: a sample that
-// happens to equal the mark hides nothing in front of it.
+// The samples stand at the start and the marks at the end. The search starts from the end, so that
+// a sample that happens to equal the mark hides nothing in front of it.
 size_t countWritten(const std::vector<double>& values) {
   return static_cast<size_t>(values.rend() -
                              std::find_if_not(values.rbegin(), values.rend(), isUnwritten));
@@ -42,13 +46,30 @@ Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRe
   samples.declared = stream.sampleCount;
   if (!stream.deliverable)
     return samples;
-  samples.values.assign(std::min(stream.sampleCount, kMostSamplesOfACopy), unwrittenMark());
-  const int size = static_cast<int>(samples.values.size() * sizeof(double));
-  // The status says no more than the marks do.
-  plugin->copy_variable_data(plugin.handle(), file.handle, stream.handle, stream.variable,
-                             ox_wp_type_double, samples.values.data(), size);
-  samples.values.resize(countWritten(samples.values));
-  return samples;
+  const uint64_t most = std::min(stream.sampleCount, kMostSamplesOfACopy);
+  // A damaged file can declare far more samples than it holds. Where the first buffer is too small
+  // after all, a larger one follows.
+  for (uint64_t room = std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.size));;
+       room = std::min(most, 4 * room)) {
+    samples.values.assign(room, unwrittenMark());
+    // The marks show all that the status would.
+    plugin->copy_variable_data(plugin.handle(), file.handle, stream.handle, stream.variable,
+                               ox_wp_type_double, samples.values.data(),
+                               static_cast<int>(room * sizeof(double)));
+    samples.values.resize(countWritten(samples.values));
+    if (room == most || samples.values.size() < room)
+      return samples;
+  }
+}
+
+void announceCost(const FileRecord& file) {
+  constexpr uint64_t kMuch = uint64_t{1} << 30; // bytes: about a second
+  const uint64_t copies = file.streams.size();
+  if (copies > 1 && file.size > kMuch / copies)
+    reportError(
+        fmt::format("{}: {} streams, which takes {} readings of {:.1f} MB; --stream chooses "
+                    "some of them",
+                    file.path, copies, copies, static_cast<double>(file.size) / 1e6));
 }
 
 } // namespace host

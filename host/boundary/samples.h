@@ -10,10 +10,10 @@
 
 namespace host {
 
-// A copy's size in bytes is an int, and a copy always starts at the first sample.
+// The size of a copy in bytes is an int, and a copy always starts at the first sample.
 inline constexpr uint64_t kMostSamplesOfACopy = INT_MAX / sizeof(double);
 
-// A NaN that no recording holds: a slot that still reads so after a copy was not written to.
+// A NaN that no recording holds: an element that still has this value after a copy was not written.
 double unwrittenMark() noexcept;
 bool isUnwritten(double value) noexcept;
 
@@ -26,7 +26,11 @@ struct Samples {
 };
 
 // Copies as many samples of the stream as one copy holds. A stream that is not deliverable has
-// none.
+// none. Memory is taken for what the file can hold, not for what it declares.
 Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream);
+
+// Says on standard error what copying all streams costs, when that is much: each copy reads the
+// whole file.
+void announceCost(const FileRecord& file);
 
 } // namespace host

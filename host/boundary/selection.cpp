@@ -2,41 +2,67 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
 #include <fnmatch.h>
 
 #include "host/base/error.h"
-#include "host/base/text.h"
 
 namespace host {
 
 namespace {
 
-bool matches(const StreamRecord& stream, const std::string& pattern) {
-  return fnmatch(pattern.c_str(), stream.name.c_str(), 0) == 0;
+std::string someOf(const std::vector<std::string>& names) {
+  constexpr size_t kSome = 5;
+  const auto shown = static_cast<std::ptrdiff_t>(std::min(names.size(), kSome));
+  std::string list = fmt::format("{}", fmt::join(names.begin(), names.begin() + shown, ", "));
+  if (names.size() > kSome)
+    list += fmt::format(" and {} more", names.size() - kSome);
+  return list;
 }
 
 } // namespace
 
-std::vector<StreamRecord> selectStreams(const FileRecord& file,
-                                        const std::vector<std::string>& patterns) {
-  std::vector<StreamRecord> streams = file.streams;
-  for (const std::string& pattern : patterns)
-    if (std::none_of(streams.begin(), streams.end(),
-                     [&](const StreamRecord& stream) { return matches(stream, pattern); }))
-      throw Error(file.path + ": no stream is named " + pattern);
-  std::erase_if(streams, [&](const StreamRecord& stream) {
-    return !patterns.empty() &&
-           std::none_of(patterns.begin(), patterns.end(),
-                        [&](const std::string& pattern) { return matches(stream, pattern); });
+StreamChoice::StreamChoice(const std::vector<std::string>& patterns) {
+  for (const std::string& glob : patterns)
+    patterns_.push_back({glob, false});
+}
+
+bool StreamChoice::matches(const std::string& name) {
+  bool matched = patterns_.empty();
+  for (Pattern& pattern : patterns_)
+    if (fnmatch(pattern.glob.c_str(), name.c_str(), 0) == 0)
+      matched = pattern.isMatched = true;
+  return matched;
+}
+
+void StreamChoice::apply(FileRecord& file) {
+  std::erase_if(file.streams, [&](const StreamRecord& stream) {
+    names_.push_back(stream.name);
+    return !matches(stream.name);
   });
-  std::erase_if(streams, [](const StreamRecord& stream) {
+}
+
+void StreamChoice::expectMatches() const {
+  for (const Pattern& pattern : patterns_)
+    if (!pattern.isMatched)
+      throw Error(names_.empty()
+                      ? pattern.glob + ": no stream was found"
+                      : pattern.glob + ": no stream has such a name; there are " + someOf(names_));
+}
+
+FileRecord openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice) {
+  FileRecord file = openFile(plugin, path);
+  choice.apply(file);
+  std::vector<std::string> others;
+  std::erase_if(file.streams, [&](const StreamRecord& stream) {
     if (!stream.deliverable)
-      reportError(printable(stream.name) + ": the plug-in can't deliver its samples, left out");
+      others.push_back(stream.name);
     return !stream.deliverable;
   });
-  if (streams.empty())
-    throw Error(file.path + ": no stream that can be delivered");
-  return streams;
+  if (!others.empty())
+    reportError(path +
+                ": left out, since the plug-in cannot deliver their samples: " + someOf(others));
+  return file;
 }
 
 } // namespace host

@@ -1,4 +1,4 @@
-// Which streams of a file are meant.
+// The choice of streams by their names.
 #pragma once
 
 #include <string>
@@ -8,10 +8,31 @@
 
 namespace host {
 
-// The deliverable streams whose name matches one of the shell patterns, or all of them when there
-// is no pattern, in the order of the file. Streams that are meant but not deliverable are told on
-// standard error. Throws Error for a pattern that matches no name and when no stream is left.
-std::vector<StreamRecord> selectStreams(const FileRecord& file,
-                                        const std::vector<std::string>& patterns);
+// Shell patterns for the names of streams; no pattern means all streams.
+class StreamChoice {
+public:
+  explicit StreamChoice(const std::vector<std::string>& patterns);
+
+  // Removes the streams that no pattern matches.
+  void apply(FileRecord& file);
+  // Throws Error for a pattern that has matched no stream of any file. The message has some of the
+  // names that there are.
+  void expectMatches() const;
+
+private:
+  struct Pattern {
+    std::string glob;
+    bool isMatched;
+  };
+
+  bool matches(const std::string& name);
+
+  std::vector<Pattern> patterns_;
+  std::vector<std::string> names_; // of all streams that were seen
+};
+
+// Parses a file and keeps the streams that are chosen and can be delivered. Reports the others that
+// are chosen on standard error. The file may have no stream left.
+FileRecord openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice);
 
 } // namespace host

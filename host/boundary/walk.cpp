@@ -4,9 +4,11 @@
 #include <climits>
 #include <cmath>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
+#include "host/base/text.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
@@ -79,11 +81,23 @@ void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle se
     file.streams.push_back(walkStream(plugin, file, section, variable));
 }
 
-// The boundary gives no reason for a declined file; the system may know one.
+// The boundary gives no reason why a file was declined; the system may know one.
 Error declined(const std::string& path) {
+  struct stat status {};
+  if (!isPlainPath(path))
+    return Error(path + ": declined; the plug-in reads \\ and ^ in a path as /, a leading ~ as "
+                        "$HOME and $NAME as that variable");
+  if (stat(path.c_str(), &status) != 0)
+    return systemError(path);
+  if (S_ISDIR(status.st_mode))
+    return Error(path + ": a folder, not a data file");
+  if (!S_ISREG(status.st_mode))
+    return Error(path + ": not a regular file");
   if (access(path.c_str(), R_OK) != 0)
     return systemError(path);
-  return Error(path + ": holds nothing that the plug-in delivers");
+  if (status.st_size == 0)
+    return Error(path + ": an empty file");
+  return Error(path + ": holds nothing that the plug-in reads");
 }
 
 } // namespace
@@ -101,6 +115,8 @@ Properties walkPlugin(const Plugin& plugin) {
 FileRecord openFile(const Plugin& plugin, const std::string& path) {
   FileRecord file;
   file.path = path;
+  if (struct stat status{}; stat(path.c_str(), &status) == 0)
+    file.size = static_cast<uint64_t>(status.st_size);
   file.handle = plugin->parse_file(plugin.handle(), path.c_str());
   if (!file.handle)
     throw declined(path);
@@ -112,7 +128,7 @@ FileRecord openFile(const Plugin& plugin, const std::string& path) {
   for (int index = 0; index < std::min<int64_t>(sections, INT_MAX); ++index) {
     ox_wp_section_handle section = plugin->get_section_handle(plugin.handle(), file.handle, index);
     if (!section)
-      throw Error(path + ": the plug-in does not hand out section " + std::to_string(index));
+      throw Error(path + ": the plug-in returns no handle for section " + std::to_string(index));
     walkSection(plugin, file, section);
   }
   return file;

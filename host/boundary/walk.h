@@ -46,6 +46,7 @@ struct StreamRecord {
 
 struct FileRecord {
   std::string path;
+  uint64_t size = 0; // in bytes; 0 when unknown
   ox_wp_file_handle handle = nullptr;
   bool changed = false; // the change flag: reading it has reset it
   Properties properties;

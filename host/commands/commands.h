@@ -1,11 +1,13 @@
-// What the subcommands do, once the command line is read. Each returns the exit status.
+// The subcommands, called once the command line is read. Each returns the exit status.
 #pragma once
 
 #include <chrono>
 #include <string>
 #include <vector>
 
+#include "host/base/output.h"
 #include "host/boundary/plugin.h"
+#include "host/drawing/drawing.h"
 
 namespace host {
 
@@ -17,6 +19,8 @@ enum class ListFormat { table, json, csv };
 
 struct ListRequest {
   std::vector<std::string> files;
+  std::vector<std::string> streams; // patterns of names; none: all streams
+  bool samples = false;             // copies the samples and shows the first, the last and how many
   ListFormat format = ListFormat::table;
 };
 int list(const Plugin& plugin, const ListRequest& request);
@@ -25,22 +29,24 @@ enum class ExportFormat { csv, f64 };
 
 struct ExportRequest {
   std::string file;
-  std::vector<std::string> streams; // patterns of names; none: all streams
-  std::string output;
+  std::vector<std::string> streams; // as for ListRequest
+  std::string output = kStandardOutput;
+  std::string folder; // for a file for each stream, in place of `output`; else empty
   ExportFormat format = ExportFormat::csv;
 };
 int exportSamples(const Plugin& plugin, const ExportRequest& request);
 
 struct PlotRequest {
-  std::string file;
-  std::vector<std::string> streams; // as for ExportRequest
-  std::string output;               // *.svg or *.png; empty: characters on standard output
+  std::vector<std::string> files;
+  std::vector<std::string> streams;     // as for ListRequest
+  std::string output = kStandardOutput; // *.svg or *.png; characters on standard output
+  Window window;
 };
 int plot(const Plugin& plugin, const PlotRequest& request);
 
 struct WatchRequest {
   std::string file;
-  std::chrono::duration<double> interval{1}; // between two looks at the change flag
+  std::chrono::duration<double> interval{1}; // between two readings of the change flag
 };
 int watch(const Plugin& plugin, const WatchRequest& request);
 

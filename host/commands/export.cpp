@@ -1,15 +1,19 @@
 // `export`: samples as CSV or as raw doubles.
 //
 // CSV has a column of times and one of values for each stream, side by side, as spreadsheets and
-// plotting programs take them. A copy always starts at a stream's first sample, so rows across
-// streams would need all streams in memory. Instead each stream is copied in turn and put aside in
-// a temporary file, and the rows are merged from there: memory holds one stream, then one small
-// window a stream. A single stream needs no such file.
+// plotting programs take them. A copy always starts at a stream's first sample, so rows of several
+// streams would need all streams in memory. Instead each stream is copied in turn into a temporary
+// file, and the rows are merged from there: one stream is in memory, then one small window of each
+// stream. A single stream needs no such file.
 
 #include <algorithm>
 #include <bit>
+#include <cctype>
+#include <filesystem>
 #include <functional>
+#include <set>
 #include <span>
+#include <system_error>
 
 #include <fmt/compile.h>
 #include <fmt/format.h>
@@ -32,7 +36,7 @@ static_assert(std::endian::native == std::endian::little, "f64 is written as it 
 constexpr size_t kWindow = 8192; // samples of each stream that are in memory while rows are merged
 constexpr uint64_t kRowsBetweenProgress = 4096;
 
-// Copies a stream and tells on standard error what of it is missing.
+// Copies a stream and reports on standard error what of it is missing.
 Samples takeSamples(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream) {
   Samples samples = copySamples(plugin, file, stream);
   if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
@@ -40,12 +44,13 @@ Samples takeSamples(const Plugin& plugin, const FileRecord& file, const StreamRe
   return samples;
 }
 
-// The two columns of one stream. Rows are asked for in order.
-class Columns {
+// The two columns of one stream.
+// REQUIRES: rows are written in order.
+class StreamColumns {
 public:
   using Read = std::function<void(uint64_t first, std::span<double> window)>;
 
-  Columns(StreamRecord stream, uint64_t count, Read read)
+  StreamColumns(StreamRecord stream, uint64_t count, Read read)
       : stream_(std::move(stream)), count_(count), read_(std::move(read)) {}
 
   uint64_t count() const noexcept { return count_; }
@@ -80,10 +85,10 @@ private:
   std::vector<double> window_;
 };
 
-void writeRows(std::vector<Columns>& all, Output& output) {
+void writeRows(std::vector<StreamColumns>& all, Output& output) {
   uint64_t rows = 0;
   std::string headings;
-  for (const Columns& columns : all) {
+  for (const StreamColumns& columns : all) {
     rows = std::max(rows, columns.count());
     headings += columns.heading() + ',';
   }
@@ -94,7 +99,7 @@ void writeRows(std::vector<Columns>& all, Output& output) {
   fmt::memory_buffer row;
   for (uint64_t index = 0; index < rows; ++index) {
     row.clear();
-    for (Columns& columns : all) {
+    for (StreamColumns& columns : all) {
       if (row.size() != 0)
         row.push_back(',');
       columns.writeCells(row, index);
@@ -106,24 +111,21 @@ void writeRows(std::vector<Columns>& all, Output& output) {
   }
 }
 
-void exportOneAsCsv(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream,
-                    Output& output) {
-  const Samples samples = takeSamples(plugin, file, stream);
+void exportOneAsCsv(const StreamRecord& stream, const Samples& samples, Output& output) {
   const auto read = [&samples](uint64_t first, std::span<double> window) {
     std::copy_n(samples.values.begin() + static_cast<std::ptrdiff_t>(first), window.size(),
                 window.begin());
   };
-  std::vector<Columns> columns{{stream, samples.values.size(), read}};
+  std::vector<StreamColumns> columns{{stream, samples.values.size(), read}};
   writeRows(columns, output);
 }
 
-void exportManyAsCsv(const Plugin& plugin, const FileRecord& file,
-                     const std::vector<StreamRecord>& streams, Output& output) {
+void exportManyAsCsv(const Plugin& plugin, const FileRecord& file, Output& output) {
   Spool spool;
-  std::vector<Columns> columns;
+  std::vector<StreamColumns> columns;
   {
-    Progress progress("Reading streams", streams.size());
-    for (const StreamRecord& stream : streams) {
+    Progress progress("Reading streams", file.streams.size());
+    for (const StreamRecord& stream : file.streams) {
       progress.show(columns.size());
       const Samples samples = takeSamples(plugin, file, stream);
       const uint64_t position = spool.append(samples.values);
@@ -136,31 +138,81 @@ void exportManyAsCsv(const Plugin& plugin, const FileRecord& file,
   writeRows(columns, output);
 }
 
-void exportAsDoubles(const Plugin& plugin, const FileRecord& file,
-                     const std::vector<StreamRecord>& streams, Output& output) {
-  Progress progress("Writing streams", streams.size());
+void exportOneAsDoubles(const Samples& samples, Output& output) {
+  const auto bytes = std::as_bytes(std::span(samples.values));
+  output.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+void exportManyAsDoubles(const Plugin& plugin, const FileRecord& file, Output& output) {
+  Progress progress("Writing streams", file.streams.size());
   uint64_t done = 0;
-  for (const StreamRecord& stream : streams) {
+  for (const StreamRecord& stream : file.streams) {
     progress.show(done++);
-    const Samples samples = takeSamples(plugin, file, stream);
-    const auto bytes = std::as_bytes(std::span(samples.values));
-    output.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    exportOneAsDoubles(takeSamples(plugin, file, stream), output);
   }
+}
+
+// A name for a file, made from any bytes: neither a path nor hidden, and not too long.
+std::string fileNameFor(const StreamRecord& stream) {
+  constexpr size_t kLongest = 200;
+  std::string name = stream.name.substr(0, kLongest);
+  for (char& c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '.')
+      c = '_';
+  if (name.empty() || name.front() == '.')
+    name.insert(0, 1, '_');
+  return name;
+}
+
+// Writes a file for each stream. Of streams with the same name, the second and later are numbered.
+void exportSplit(const Plugin& plugin, const FileRecord& file, const ExportRequest& request) {
+  const bool isCsv = request.format == ExportFormat::csv;
+  std::error_code error;
+  std::filesystem::create_directories(request.folder, error);
+  if (error)
+    throw systemError(request.folder, error.value());
+  std::set<std::string> names;
+  Progress progress("Writing streams", file.streams.size());
+  for (const StreamRecord& stream : file.streams) {
+    progress.show(names.size());
+    const std::string wanted = fileNameFor(stream);
+    std::string name = wanted;
+    for (int number = 2; !names.insert(name).second; ++number)
+      name = fmt::format("{}-{}", wanted, number);
+    Output output(request.folder + '/' + name + (isCsv ? ".csv" : ".f64"), {request.file});
+    const Samples samples = takeSamples(plugin, file, stream);
+    if (isCsv)
+      exportOneAsCsv(stream, samples, output);
+    else
+      exportOneAsDoubles(samples, output);
+    output.commit();
+  }
+}
+
+void exportTogether(const Plugin& plugin, const FileRecord& file, const ExportRequest& request) {
+  Output output(request.output, {request.file});
+  if (request.format == ExportFormat::f64)
+    exportManyAsDoubles(plugin, file, output);
+  else if (file.streams.size() == 1)
+    exportOneAsCsv(file.streams[0], takeSamples(plugin, file, file.streams[0]), output);
+  else
+    exportManyAsCsv(plugin, file, output);
+  output.commit();
 }
 
 } // namespace
 
 int exportSamples(const Plugin& plugin, const ExportRequest& request) {
-  const FileRecord file = openFile(plugin, request.file);
-  const std::vector<StreamRecord> streams = selectStreams(file, request.streams);
-  Output output(request.output);
-  if (request.format == ExportFormat::f64)
-    exportAsDoubles(plugin, file, streams, output);
-  else if (streams.size() == 1)
-    exportOneAsCsv(plugin, file, streams.front(), output);
+  StreamChoice choice(request.streams);
+  const FileRecord file = openChosen(plugin, request.file, choice);
+  choice.expectMatches();
+  if (file.streams.empty())
+    throw Error(request.file + ": no stream that can be delivered");
+  announceCost(file);
+  if (request.folder.empty())
+    exportTogether(plugin, file, request);
   else
-    exportManyAsCsv(plugin, file, streams, output);
-  output.commit();
+    exportSplit(plugin, file, request);
   return kSuccess;
 }
 

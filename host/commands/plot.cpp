@@ -1,5 +1,9 @@
 // `plot`: waveforms as a viewer shows them.
 
+#include <algorithm>
+
+#include "host/base/error.h"
+#include "host/boundary/samples.h"
 #include "host/boundary/selection.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
@@ -7,13 +11,20 @@
 namespace host {
 
 int plot(const Plugin& plugin, const PlotRequest& request) {
-  const FileRecord file = openFile(plugin, request.file);
-  const std::vector<StreamRecord> streams = selectStreams(file, request.streams);
-  Output output(request.output);
-  if (request.output.empty())
-    drawCharacters(plugin, file, streams, output);
+  Output output(request.output, request.files);
+  StreamChoice choice(request.streams);
+  std::vector<FileRecord> files;
+  for (const std::string& path : request.files)
+    files.push_back(openChosen(plugin, path, choice));
+  choice.expectMatches();
+  std::erase_if(files, [](const FileRecord& file) { return file.streams.empty(); });
+  if (files.empty())
+    throw Error("no stream that can be delivered");
+  std::for_each(files.begin(), files.end(), announceCost);
+  if (request.output == kStandardOutput)
+    drawCharacters(plugin, files, request.window, output);
   else
-    drawPicture(plugin, file, streams, request.output, output);
+    drawPicture(plugin, files, request.window, request.output, output);
   output.commit();
   return kSuccess;
 }

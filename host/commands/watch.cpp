@@ -1,16 +1,17 @@
-// `watch`: what a host does with the change flag.
+// `watch`: shows a file whenever its change flag is set.
 
 #include <chrono>
 #include <csignal>
 #include <ctime>
 #include <optional>
+#include <thread>
 #include <utility>
 
 #include <fmt/chrono.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/boundary/selection.h"
+#include "host/boundary/samples.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 #include "host/listing/listing.h"
@@ -19,42 +20,29 @@ namespace host {
 
 namespace {
 
-// Single files can't be released, so all are, each time after this many parses.
+// The boundary cannot release a single file, so all are released after this many parses.
 constexpr int kParsesBetweenReleases = 16;
 
-// The signals that end the watch. They wait until they are asked for: a parse or a copy is never
-// cut short, and the plug-in is released as always.
-class EndingSignals {
-public:
-  EndingSignals() noexcept {
-    sigemptyset(&signals_);
-    sigaddset(&signals_, SIGINT);
-    sigaddset(&signals_, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
-  }
-  ~EndingSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  EndingSignals(const EndingSignals&) = delete;
-  EndingSignals& operator=(const EndingSignals&) = delete;
+extern "C" void endWatch(int /*signal*/) {
+  _exit(kSuccess);
+}
 
-  // Whether one came within this time.
-  bool arriveWithin(std::chrono::duration<double> time) const noexcept {
-    const auto nanoseconds = std::chrono::duration_cast<std::chrono::nanoseconds>(time).count();
-    const timespec timeout{nanoseconds / 1'000'000'000, nanoseconds % 1'000'000'000};
-    return sigtimedwait(&signals_, nullptr, &timeout) > 0;
-  }
-
-private:
-  sigset_t signals_{};
-  sigset_t before_{};
-};
+// SIGINT and SIGTERM end the process at once, whatever the plug-in is doing, even if it hangs.
+// There is nothing to clean up: no file of the watch has a name.
+void endOnSignals() {
+  struct sigaction action {};
+  action.sa_handler = endWatch;
+  for (const int signal : {SIGINT, SIGTERM})
+    sigaction(signal, &action, nullptr);
+}
 
 // The watched file, as it was at the last parse that succeeded.
 class WatchedFile {
 public:
   WatchedFile(const Plugin& plugin, std::string path) : plugin_(plugin), path_(std::move(path)) {}
 
-  // None while nothing has changed. Throws Error when the file is gone or only half there; then
-  // every later call tries again.
+  // Returns nothing while the file has not changed. Throws Error when the file is gone or half
+  // written; the next call then tries again.
   std::optional<FileRecord> parseIfDue() {
     if (!isDue())
       return std::nullopt;
@@ -71,11 +59,11 @@ private:
   bool isDue() {
     if (!handle_)
       return true;
-    // The walk of the last parse has already reset the flag that it saw.
+    // Reading the properties after the last parse has reset the change flag.
     if (std::exchange(changedSinceParse_, false))
       return true;
     _ox_wp_prop_type record{};
-    plugin_->get_file_property(plugin_.handle(), handle_, 2, &record);
+    plugin_->get_file_property(plugin_.handle(), handle_, ox_wp_index_file_changed, &record);
     return record.identifier == ox_wp_prop_file_changed && record.integer_value != 0;
   }
 
@@ -91,37 +79,42 @@ void showTime(Output& output) {
   output.write(fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
 }
 
-void draw(const Plugin& plugin, const FileRecord& file, Output& output) {
+// The file's streams that can be delivered, drawn below the table.
+void draw(const Plugin& plugin, FileRecord file, Output& output) {
+  std::erase_if(file.streams, [](const StreamRecord& stream) { return !stream.deliverable; });
+  if (file.streams.empty())
+    return;
   try {
+    announceCost(file);
     output.write("\n");
-    drawCharacters(plugin, file, selectStreams(file, {}), output);
+    drawCharacters(plugin, {file}, {}, output);
   } catch (const Error& error) {
-    reportError(error.what()); // the table is there
+    reportError(error.what()); // the table is shown all the same
   }
 }
 
-// On a terminal the new picture takes the place of the old one; a log gets a table at a time.
-void show(const Plugin& plugin, FileRecord record, Output& output) {
+// On a terminal the new picture replaces the old one; elsewhere each table follows the last.
+void show(const Plugin& plugin, const FileRecord& file, Output& output) {
   constexpr const char* kClear = "\x1b[H\x1b[2J";
   const bool isTerminal = isatty(STDOUT_FILENO) == 1;
-  const ListedFile file = summarize(plugin, std::move(record));
   if (isTerminal)
     output.write(kClear);
   showTime(output);
-  tableListing(output)->file(file);
+  tableListing(output, Columns::headers)->file(file, {});
+  output.flush();
   if (isTerminal)
-    draw(plugin, file.record, output);
+    draw(plugin, file, output);
   output.flush();
 }
 
 } // namespace
 
 int watch(const Plugin& plugin, const WatchRequest& request) {
-  const EndingSignals signals;
-  Output output(kStandardOutput);
+  endOnSignals();
+  Output output(kStandardOutput, {request.file});
   WatchedFile watched(plugin, request.file);
-  std::string lastFailure; // told once, not at every look
-  do {
+  std::string lastFailure; // each is reported once
+  for (;;) {
     std::optional<FileRecord> file;
     try {
       file = watched.parseIfDue();
@@ -132,10 +125,10 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
     }
     if (file) {
       lastFailure.clear();
-      show(plugin, std::move(*file), output);
+      show(plugin, *file, output);
     }
-  } while (!signals.arriveWithin(request.interval));
-  return kSuccess;
+    std::this_thread::sleep_for(request.interval);
+  }
 }
 
 } // namespace host

@@ -1,36 +1,34 @@
 #include "host/drawing/decimate.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <utility>
 
 namespace host {
 
 namespace {
 
-// Appends the extremes of the samples from `first` to before `last`.
-void appendExtremes(std::vector<Point>& points, std::span<const double> samples, uint64_t first,
-                    uint64_t last) {
-  Point smallest{first, std::numeric_limits<double>::infinity()};
-  Point largest{first, -std::numeric_limits<double>::infinity()};
-  for (uint64_t i = first; i < last; ++i) {
-    const double value = samples[i];
-    if (!std::isfinite(value))
-      continue;
-    if (value < smallest.value)
-      smallest = {i, value};
-    if (value > largest.value)
-      largest = {i, value};
-  }
-  if (smallest.value > largest.value) { // nothing finite
-    points.push_back({first, std::numeric_limits<double>::quiet_NaN()});
+void appendColumn(std::vector<Point>& points, std::span<const double> samples, double middle) {
+  const auto isFinite = [](double value) { return std::isfinite(value); };
+  const auto first = std::find_if(samples.begin(), samples.end(), isFinite);
+  if (first == samples.end()) {
+    points.push_back({middle, std::numeric_limits<double>::quiet_NaN()});
     return;
   }
-  if (smallest.sample > largest.sample)
-    std::swap(smallest, largest);
-  points.push_back(smallest);
-  if (smallest.sample != largest.sample)
-    points.push_back(largest);
+  double smallest = *first;
+  double largest = *first;
+  double last = *first;
+  for (const double value : samples) {
+    if (!std::isfinite(value))
+      continue;
+    smallest = std::min(smallest, value);
+    largest = std::max(largest, value);
+    last = value;
+  }
+  points.push_back({middle, *first});
+  for (const double value : {smallest, largest, last})
+    if (value != points.back().value)
+      points.push_back({middle, value});
 }
 
 } // namespace
@@ -38,14 +36,16 @@ void appendExtremes(std::vector<Point>& points, std::span<const double> samples,
 std::vector<Point> decimate(std::span<const double> samples, uint64_t columns) {
   std::vector<Point> points;
   if (samples.size() <= 2 * columns) {
-    for (uint64_t i = 0; i < samples.size(); ++i)
-      points.push_back({i, samples[i]});
+    for (size_t i = 0; i < samples.size(); ++i)
+      points.push_back({static_cast<double>(i), samples[i]});
     return points;
   }
-  points.reserve(2 * columns);
-  for (uint64_t column = 0; column < columns; ++column)
-    appendExtremes(points, samples, samples.size() * column / columns,
-                   samples.size() * (column + 1) / columns);
+  for (uint64_t column = 0; column < columns; ++column) {
+    const size_t first = samples.size() * column / columns;
+    const size_t end = samples.size() * (column + 1) / columns;
+    appendColumn(points, samples.subspan(first, end - first),
+                 static_cast<double>(first + end - 1) / 2);
+  }
   return points;
 }
 

@@ -8,13 +8,15 @@
 namespace host {
 
 struct Point {
-  uint64_t sample; // its number in the stream
+  double sample; // its number; between two samples for the middle of a column
   double value;
 };
 
-// The smallest and the largest sample of each of `columns` equal parts of the stream, in order of
-// their appearance, so that a spike of one sample stays. A part without a finite sample gives one
-// point that is NaN. A stream of no more than two samples a column is returned whole.
+// The points of a line through the samples, a stroke for each of `columns` equal parts of them: all
+// points of a part stand in its middle, the first finite sample, the smallest, the largest and the
+// last, so that strokes of neighbours are connected and a spike of one sample stays. A part without
+// a finite sample gives one point that is NaN. No more than two samples for each column are
+// returned as they are.
 std::vector<Point> decimate(std::span<const double> samples, uint64_t columns);
 
 } // namespace host

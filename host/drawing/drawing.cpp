@@ -1,20 +1,25 @@
 #include "host/drawing/drawing.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <functional>
 #include <limits>
+#include <span>
 #include <sstream>
+#include <tuple>
 
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
+#include "host/base/progress.h"
 #include "host/boundary/samples.h"
 #include "host/drawing/decimate.h"
 #include "host/drawing/gnuplot.h"
+#include "host/drawing/timeAxis.h"
 
 namespace host {
 
@@ -22,37 +27,39 @@ namespace {
 
 // Of pictures, in pixels.
 constexpr int kWidth = 1200;
-constexpr int kLeftMargin = 90;
+constexpr int kLeftMargin = 105;
 constexpr int kRightMargin = 25;
 constexpr int kHead = 44; // the file's name
 constexpr int kPanelHeight = 190;
-constexpr int kPanelTop = 24;          // of it: the stream's name
-constexpr int kPanelBottom = 58;       // and the time axis
-constexpr int kHighestPicture = 32000; // the drawing program's limit is 32767
+constexpr int kPanelTop = 24;          // of a panel: its title
+constexpr int kPanelBottom = 58;       // of a panel: the time axis
+constexpr int kHighestPicture = 32000; // gnuplot's limit is 32767
 
 // Of characters.
 constexpr winsize kUsualTerminal{24, 80, 0, 0};
 constexpr int kFewestRows = 12; // of a panel
 
-struct Range {
-  double low;
-  double high;
-};
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-// What a panel shows, ready to be drawn.
+// One stream, ready to be drawn.
 struct Panel {
   std::string title;
-  std::string axis;
+  std::string xLabel;
+  std::string yLabel;
   Range x;
   Range y;
-  std::string data; // rows of x and y
-  bool isEmpty;     // there is no finite sample
+  std::string line; // rows of x and y; an empty row breaks the line
+  std::string dots; // the points that no line reaches
 };
 
-// A little room above and below, within what the drawing program can calculate with.
+std::string fileName(const FileRecord& file) {
+  return std::filesystem::path(file.path).filename().string();
+}
+
+// Adds room above and below, within the numbers that gnuplot can calculate with.
 Range withRoom(Range range) {
   constexpr double kLargest = 1e300;
-  double room = (range.high / 2 - range.low / 2) * 0.1; // halves: their sum can't overflow
+  double room = (range.high / 2 - range.low / 2) * 0.1; // halves: the difference cannot overflow
   if (room == 0)
     room = std::abs(range.high) * 0.1;
   if (room == 0) // all samples 0, or too small for a tenth of them
@@ -60,73 +67,138 @@ Range withRoom(Range range) {
   return {std::max(range.low - room, -kLargest), std::min(range.high + room, kLargest)};
 }
 
-// Whether times make an axis. Where the interval is unknown, damaged or too small to tell two
-// samples apart, they don't.
-bool hasTimes(const StreamRecord& stream, uint64_t samples) {
-  return stream.timeOf(1) > stream.start && std::isfinite(stream.timeOf(samples));
-}
-
-Panel makePanel(const StreamRecord& stream, const Samples& samples, uint64_t columns) {
-  constexpr double kInfinity = std::numeric_limits<double>::infinity();
-  const bool timed = hasTimes(stream, samples.values.size());
-  const auto x = [&](uint64_t sample) {
-    return timed ? stream.timeOf(sample) : static_cast<double>(sample);
+// The samples of the window, as rows. A run of one point is a dot: a line would not show it.
+void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const Samples& samples,
+               uint64_t columns) {
+  const auto size = static_cast<double>(samples.values.size());
+  size_t first = 0;
+  size_t end = samples.values.size();
+  if (axis.hasTimes) {
+    const auto sampleAt = [&](double time) { return (time - axis.offset) / axis.interval; };
+    first = static_cast<size_t>(std::clamp(std::ceil(sampleAt(window.from)), 0.0, size));
+    end = static_cast<size_t>(std::clamp(std::floor(sampleAt(window.to)) + 1, 0.0, size));
+  }
+  std::string run;
+  size_t length = 0;
+  const auto endRun = [&] {
+    (length == 1 ? panel.dots : panel.line) += run + '\n';
+    run.clear();
+    length = 0;
   };
-  Panel panel;
-  panel.title = stream.name;
-  if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
-    panel.title += " (" + shortfall + ")";
-  panel.axis = timed ? "time (s)" : "sample number";
-  panel.x = {x(0), x(std::max<uint64_t>(1, samples.values.size()))};
-  panel.y = {kInfinity, -kInfinity};
-  for (const Point& point : decimate(samples.values, columns)) {
+  const std::span<const double> all = samples.values;
+  for (const Point& point : decimate(all.subspan(first, std::max(first, end) - first), columns)) {
     if (!std::isfinite(point.value)) {
-      panel.data += "\n"; // the line breaks here
+      endRun();
       continue;
     }
-    fmt::format_to(std::back_inserter(panel.data), "{} {}\n", x(point.sample), point.value);
+    fmt::format_to(std::back_inserter(run), "{} {}\n",
+                   axis.at(static_cast<double>(first) + point.sample), point.value);
+    ++length;
     panel.y.low = std::min(panel.y.low, point.value);
     panel.y.high = std::max(panel.y.high, point.value);
   }
-  panel.isEmpty = panel.y.low > panel.y.high;
-  panel.y = panel.isEmpty ? Range{-1, 1} : withRoom(panel.y);
+  endRun();
+}
+
+Panel makePanel(const StreamRecord& stream, const TimeAxis& axis, const Window& window,
+                const Samples& samples, uint64_t columns) {
+  Panel panel;
+  panel.title = stream.name;
+  panel.xLabel = "sample number";
+  panel.yLabel = stream.yLabel;
+  panel.x = {axis.at(0), axis.at(static_cast<double>(std::max<size_t>(1, samples.values.size())))};
+  panel.y = {kInfinity, -kInfinity};
+  if (axis.hasTimes) {
+    panel.title += fmt::format(": starts at {:.6f} s (low 32 bits of microseconds)", stream.start);
+    panel.xLabel = fmt::format("{} (s after the first sample{})", stream.xLabel,
+                               axis.isShared ? " of the file" : "");
+    panel.x = {std::max(panel.x.low, window.from), std::min(panel.x.high, window.to)};
+  }
+  if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
+    panel.title += " (" + shortfall + ")";
+  addPoints(panel, axis, window, samples, columns);
+  panel.y = panel.y.low > panel.y.high ? Range{-1, 1} : withRoom(panel.y);
   return panel;
+}
+
+// The panels of a file. One stream's samples are in memory at a time.
+std::vector<Panel> makePanels(const Plugin& plugin, const FileRecord& file, const Window& window,
+                              uint64_t columns, Progress& progress, uint64_t done) {
+  const std::vector<TimeAxis> axes = timeAxes(file.streams);
+  std::vector<Panel> panels;
+  Range shared = {kInfinity, -kInfinity};
+  for (size_t i = 0; i < file.streams.size(); ++i) {
+    progress.show(done + i);
+    const Samples samples = copySamples(plugin, file, file.streams[i]);
+    panels.push_back(makePanel(file.streams[i], axes[i], window, samples, columns));
+    if (axes[i].isShared)
+      shared = {std::min(shared.low, panels[i].x.low), std::max(shared.high, panels[i].x.high)};
+  }
+  for (size_t i = 0; i < panels.size(); ++i) {
+    Range& x = panels[i].x;
+    if (axes[i].isShared)
+      x = shared;
+    if (x.low >= x.high) // nothing of it is within the window
+      x = {std::isfinite(window.from) ? window.from : window.to - 1,
+           std::isfinite(window.to) ? window.to : window.from + 1};
+  }
+  return panels;
 }
 
 void drawPanel(const Gnuplot& gnuplot, const Panel& panel) {
   gnuplot.write(fmt::format("set title {} noenhanced\n"
-                            "set xlabel {}\n"
+                            "set xlabel {} noenhanced\n"
+                            "set ylabel {} noenhanced\n"
                             "set xrange [{}:{}]\n"
                             "set yrange [{}:{}]\n",
-                            gnuplotText(panel.title), gnuplotText(panel.axis), panel.x.low,
-                            panel.x.high, panel.y.low, panel.y.high));
-  if (panel.isEmpty) {
-    gnuplot.write("set label 1 'no samples' at graph 0.5, 0.5 center\n"
-                  "plot NaN notitle\n"
-                  "unset label 1\n");
-    return;
+                            gnuplotText(panel.title), gnuplotText(panel.xLabel),
+                            gnuplotText(panel.yLabel), panel.x.low, panel.x.high, panel.y.low,
+                            panel.y.high));
+  std::string plots;
+  for (const auto& [name, rows, style] :
+       {std::tuple{"$line", &panel.line, "lines"}, {"$dots", &panel.dots, "points"}}) {
+    if (rows->find_first_not_of('\n') == std::string::npos)
+      continue;
+    gnuplot.write(fmt::format("{} << END\n{}END\n", name, *rows));
+    plots += fmt::format("{} {} using 1:2 with {} linestyle 1 notitle",
+                         plots.empty() ? "plot" : ",", name, style);
   }
-  gnuplot.write("$samples << END\n" + panel.data +
-                "END\n"
-                "plot $samples using 1:2 with lines linestyle 1 notitle\n");
+  gnuplot.write(plots.empty() ? "set label 1 'no samples' at graph 0.5, 0.5 center\n"
+                                "plot NaN notitle\n"
+                                "unset label 1\n"
+                              : plots + '\n');
 }
 
-// Streams are copied when their turn has come, so that one is in memory at a time.
-void drawPanels(const Plugin& plugin, const FileRecord& file,
-                const std::vector<StreamRecord>& streams, uint64_t columns, Gnuplot& gnuplot,
+size_t countStreams(const std::vector<FileRecord>& files) {
+  size_t count = 0;
+  for (const FileRecord& file : files)
+    count += file.streams.size();
+  return count;
+}
+
+// Draws one panel below the other. `placement` gives the commands that put a panel at its place.
+void drawPanels(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+                uint64_t columns, Gnuplot& gnuplot,
                 const std::function<std::string(size_t)>& placement) {
-  for (size_t i = 0; i < streams.size(); ++i) {
-    const Samples samples = copySamples(plugin, file, streams[i]);
-    gnuplot.write(placement(i));
-    drawPanel(gnuplot, makePanel(streams[i], samples, columns));
-  }
+  Progress progress("Reading streams", countStreams(files));
+  size_t done = 0;
+  for (const FileRecord& file : files)
+    for (Panel& panel : makePanels(plugin, file, window, columns, progress, done)) {
+      if (files.size() > 1)
+        panel.title = fileName(file) + ", " + panel.title;
+      gnuplot.write(placement(done++));
+      drawPanel(gnuplot, panel);
+    }
 }
 
 std::string extensionOf(const std::string& name) {
-  return std::filesystem::path(name).extension().string();
+  std::string extension = std::filesystem::path(name).extension().string();
+  for (char& c : extension)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return extension;
 }
 
-// Without the blanks that fill up lines, and without empty lines.
+// Leaves out the blanks at the ends of lines, and empty lines.
 void writeTrimmed(const std::string& picture, Output& output) {
   std::istringstream lines(picture);
   for (std::string line; std::getline(lines, line);) {
@@ -149,23 +221,24 @@ bool isPictureName(const std::string& name) {
   return extension == ".svg" || extension == ".png";
 }
 
-void drawPicture(const Plugin& plugin, const FileRecord& file,
-                 const std::vector<StreamRecord>& streams, const std::string& name,
-                 Output& output) {
-  const auto panels = static_cast<int>(streams.size());
+void drawPicture(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+                 const std::string& name, Output& output) {
+  const auto panels = static_cast<int>(countStreams(files));
   if (panels > (kHighestPicture - kHead) / kPanelHeight)
     throw Error(
         fmt::format("{} streams make too high a picture; choose some with --stream", panels));
   const double height = kHead + panels * kPanelHeight;
   const char* terminal = extensionOf(name) == ".svg" ? "svg" : "pngcairo";
+  const std::string head =
+      files.size() == 1 ? fileName(files[0]) : fmt::format("{} files", files.size());
 
   Gnuplot gnuplot;
   gnuplot.write(fmt::format(
       "set encoding utf8\n"
       "set terminal {} size {},{} background '#ffffff' font 'sans,10'\n"
       "set multiplot title {} noenhanced font 'sans,13'\n"
-      "set style line 1 linecolor rgb '#1f5fa8' linewidth 1\n"
-      "set border 3 linecolor rgb '#606060'\n"
+      "set style line 1 linecolor rgb '#1f5fa8' linewidth 1 pointtype 7 pointsize 0.6\n"
+      "set border 3 back linecolor rgb '#606060'\n"
       "set grid linecolor rgb '#d8d8d8' linetype 1 linewidth 0.5\n"
       "set tics nomirror out textcolor rgb '#303030' font 'sans,9'\n"
       "set format '%.10g'\n"
@@ -173,29 +246,30 @@ void drawPicture(const Plugin& plugin, const FileRecord& file,
       "set title offset 0,-0.5 font 'sans,11'\n"
       "set lmargin at screen {}\n"
       "set rmargin at screen {}\n",
-      terminal, kWidth, height, gnuplotText(std::filesystem::path(file.path).filename().string()),
-      static_cast<double>(kLeftMargin) / kWidth, 1 - static_cast<double>(kRightMargin) / kWidth));
+      terminal, kWidth, height, gnuplotText(head), static_cast<double>(kLeftMargin) / kWidth,
+      1 - static_cast<double>(kRightMargin) / kWidth));
   const auto placement = [&](size_t panel) {
     const double top = height - kHead - static_cast<double>(panel) * kPanelHeight;
     return fmt::format("set tmargin at screen {}\nset bmargin at screen {}\n",
                        (top - kPanelTop) / height, (top - kPanelHeight + kPanelBottom) / height);
   };
-  drawPanels(plugin, file, streams, kWidth - kLeftMargin - kRightMargin, gnuplot, placement);
+  drawPanels(plugin, files, window, kWidth - kLeftMargin - kRightMargin, gnuplot, placement);
   gnuplot.write("unset multiplot\n");
   output.write(gnuplot.finish());
 }
 
-void drawCharacters(const Plugin& plugin, const FileRecord& file,
-                    const std::vector<StreamRecord>& streams, Output& output) {
+void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
+                    const Window& window, Output& output) {
   const winsize terminal = terminalSize();
-  const int rows = std::max(kFewestRows, terminal.ws_row / static_cast<int>(streams.size()) - 1);
+  const int panels = static_cast<int>(countStreams(files));
+  const int rows = std::max(kFewestRows, terminal.ws_row / panels - 1);
   Gnuplot gnuplot;
   gnuplot.write(fmt::format("set encoding utf8\n"
                             "set terminal dumb nofeed noenhanced size {},{}\n"
-                            "set style line 1 linetype 1\n"
+                            "set style line 1 linetype 1 pointtype '*'\n"
                             "set format '%.10g'\n",
                             terminal.ws_col, rows));
-  drawPanels(plugin, file, streams, terminal.ws_col, gnuplot, [](size_t) { return ""; });
+  drawPanels(plugin, files, window, terminal.ws_col, gnuplot, [](size_t) { return ""; });
   writeTrimmed(gnuplot.finish(), output);
 }
 

@@ -1,6 +1,7 @@
-// Waveforms as a viewer shows them: one panel a stream, drawn by gnuplot.
+// Waveforms as a viewer shows them: one panel for each stream, drawn by gnuplot.
 #pragma once
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,15 +10,24 @@
 
 namespace host {
 
+// The part of the time axis that is drawn, in seconds from its first sample; infinite where there
+// is no limit.
+struct Window {
+  double from = -std::numeric_limits<double>::infinity();
+  double to = std::numeric_limits<double>::infinity();
+};
+
 // Whether there is a kind of picture for a file of this name.
 bool isPictureName(const std::string& name);
 
-// A picture file: its kind follows from the name.
-void drawPicture(const Plugin& plugin, const FileRecord& file,
-                 const std::vector<StreamRecord>& streams, const std::string& name, Output& output);
+// A picture file, of the kind that the name says. The streams of a file share one time axis where
+// their start times allow it.
+// REQUIRES: every file has a stream, and all are deliverable.
+void drawPicture(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+                 const std::string& name, Output& output);
 
-// Characters, as wide as the terminal.
-void drawCharacters(const Plugin& plugin, const FileRecord& file,
-                    const std::vector<StreamRecord>& streams, Output& output);
+// The same in characters, as wide as the terminal.
+void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
+                    const Window& window, Output& output);
 
 } // namespace host

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
+#include <vector>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -21,7 +22,7 @@ namespace {
 
 constexpr const char* kProgram = "gnuplot";
 
-// What the child starts with: its input and output in place, and a closed pipe as deadly as usual.
+// Gives the child its input and output, and the default action for SIGPIPE.
 class SpawnSetup {
 public:
   SpawnSetup(int input, int output) {
@@ -50,13 +51,25 @@ private:
   posix_spawnattr_t attributes_{};
 };
 
+// The environment with a locale of UTF-8 characters. In another one gnuplot prints a warning, since
+// it cannot convert the characters of the script.
+std::vector<char*> utf8Environment() {
+  static std::array<char, 16> locale = {"LC_ALL=C.UTF-8"};
+  std::vector<char*> variables = {locale.data()};
+  for (char** variable = environ; *variable; ++variable)
+    if (!std::string_view(*variable).starts_with("LC_ALL="))
+      variables.push_back(*variable);
+  variables.push_back(nullptr);
+  return variables;
+}
+
 } // namespace
 
-std::string gnuplotText(std::string_view text) {
+std::string gnuplotText(std::string_view string) {
   std::string quoted = "\"";
-  for (const char c : printable(text)) {
+  for (const char c : printable(string)) {
     const auto byte = static_cast<unsigned char>(c);
-    // Digits too: one behind a number would be read as part of it.
+    // Digits too: a digit behind an octal number would be read as part of it.
     if (byte < 0x80 && std::isalpha(byte) == 0)
       quoted += fmt::format("\\{:03o}", byte);
     else
@@ -75,7 +88,7 @@ Gnuplot::Gnuplot() {
   std::array<char*, 3> arguments = {const_cast<char*>(kProgram),
                                     const_cast<char*>("--default-settings"), nullptr};
   const int error = posix_spawnp(&process_, kProgram, setup.actions(), setup.attributes(),
-                                 arguments.data(), environ);
+                                 arguments.data(), utf8Environment().data());
   close(ends[0]);
   pipe_ = ends[1];
   if (error == 0)

@@ -1,4 +1,4 @@
-// The drawing program: started, fed a script through a pipe, and waited for.
+// gnuplot as a child process that reads a script from a pipe.
 #pragma once
 
 #include <string>
@@ -8,20 +8,20 @@
 
 namespace host {
 
-// A text as it stands in a script, quotes included. Whatever could mean something there, a
-// back-tick that runs a command among it, is written by its number.
-std::string gnuplotText(std::string_view text);
+// A string in quotes, for a script. Characters that could have a meaning there, such as a
+// back-tick, which runs a command, are written as octal numbers.
+std::string gnuplotText(std::string_view string);
 
 class Gnuplot {
 public:
   // Throws Error when the program can't be started.
   Gnuplot();
-  // Waits for the program, if finish() did not.
+  // Waits for gnuplot, if finish() did not.
   ~Gnuplot();
   Gnuplot(const Gnuplot&) = delete;
   Gnuplot& operator=(const Gnuplot&) = delete;
 
-  // A program that ends early does not fail here but in finish().
+  // Where gnuplot has ended early, finish() throws, not write().
   void write(std::string_view script) const;
   // Ends the script, waits, and returns the picture. Throws Error when the program failed.
   std::string finish();
@@ -29,8 +29,8 @@ public:
 private:
   int wait() noexcept;
 
-  int pipe_ = -1;    // the program's standard input
-  int picture_ = -1; // and output: a file in memory, since the program ignores failed writes
+  int pipe_ = -1;    // gnuplot's standard input
+  int picture_ = -1; // its standard output, a file in memory: gnuplot ignores failed writes
   pid_t process_ = -1;
 };
 

@@ -14,35 +14,39 @@ std::string exactNumber(const std::optional<double>& value) {
 
 class Csv : public Listing {
 public:
-  explicit Csv(Output& output) : output_(output) {}
+  Csv(Output& output, Columns columns) : output_(output), columns_(columns) {}
 
   void begin(const Properties& /*plugin*/) override {
-    output_.write("file,section,variable,name,samples,samples_found,sample_interval_s,"
-                  "sample_rate_hz,start_s,end_s,deliverable,first_sample,last_sample\n");
+    output_.write("file,section,variable,name,samples,sample_interval_s,sample_rate_hz,start_s,"
+                  "end_s,deliverable");
+    output_.write(columns_ == Columns::headers ? "\n"
+                                               : ",samples_found,first_sample,last_sample\n");
   }
 
-  void file(const ListedFile& file) override {
-    for (size_t i = 0; i < file.samples.size(); ++i) {
-      const StreamRecord& record = file.record.streams[i];
-      const SampleSummary& samples = file.samples[i];
+  void file(const FileRecord& file, const SampleSummaries& samples) override {
+    for (size_t i = 0; i < file.streams.size(); ++i) {
+      const StreamRecord& stream = file.streams[i];
       // The rate is computed from the interval: 15 digits drop what that division adds.
-      output_.write(fmt::format("{},{},{},{},{},{},{},{:.15g},{},{},{},{},{}\n",
-                                csvField(file.record.path), record.section, record.variable,
-                                csvField(record.name), record.sampleCount, samples.found,
-                                record.interval, record.sampleRate(), record.start, record.end,
-                                record.deliverable ? "yes" : "no", exactNumber(samples.first),
-                                exactNumber(samples.last)));
+      output_.write(fmt::format("{},{},{},{},{},{},{:.15g},{},{},{}", csvField(file.path),
+                                stream.section, stream.variable, csvField(stream.name),
+                                stream.sampleCount, stream.interval, stream.sampleRate(),
+                                stream.start, stream.end, stream.deliverable ? "yes" : "no"));
+      if (!samples.empty())
+        output_.write(fmt::format(",{},{},{}", samples[i].found, exactNumber(samples[i].first),
+                                  exactNumber(samples[i].last)));
+      output_.write("\n");
     }
   }
 
 private:
   Output& output_;
+  Columns columns_;
 };
 
 } // namespace
 
-std::unique_ptr<Listing> csvListing(Output& output) {
-  return std::make_unique<Csv>(output);
+std::unique_ptr<Listing> csvListing(Output& output, Columns columns) {
+  return std::make_unique<Csv>(output, columns);
 }
 
 } // namespace host

@@ -10,7 +10,7 @@ namespace host {
 
 namespace {
 
-using Json = nlohmann::ordered_json; // keeps the order in which a reader expects the keys
+using Json = nlohmann::ordered_json; // keeps the keys in the order in which they are set
 
 Json numberJson(double value) {
   return std::isfinite(value) ? Json(value) : Json(fmt::format("{}", value));
@@ -49,14 +49,16 @@ Json propertiesJson(const Properties& properties) {
   return json;
 }
 
-Json streamJson(const StreamRecord& stream, const SampleSummary& samples) {
+Json streamJson(const StreamRecord& stream) {
   return {{"section", stream.section},
           {"variable", stream.variable},
-          {"properties", propertiesJson(stream.properties)},
-          {"deliverable", stream.deliverable},
-          {"samples_found", samples.found},
-          {"first_sample", optionalJson(samples.first)},
-          {"last_sample", optionalJson(samples.last)}};
+          {"name", stream.name},
+          {"samples", stream.sampleCount},
+          {"rate", stream.interval == 0 ? Json(nullptr) : numberJson(stream.sampleRate())},
+          {"start", numberJson(stream.start)},
+          {"end", numberJson(stream.end)},
+          {"type", stream.deliverable ? "double" : "none"},
+          {"properties", propertiesJson(stream.properties)}};
 }
 
 class JsonListing : public Listing {
@@ -64,35 +66,47 @@ public:
   explicit JsonListing(Output& output) : output_(output) {}
 
   void begin(const Properties& plugin) override {
-    document_["plugin"] = {{"properties", propertiesJson(plugin)}};
-    document_["files"] = Json::array();
+    output_.write("{\"plugin\": " + dumped({{"properties", propertiesJson(plugin)}}) +
+                  ",\n\"files\": [");
   }
 
-  void file(const ListedFile& file) override {
+  void file(const FileRecord& file, const SampleSummaries& samples) override {
     Json sections = Json::array();
-    for (const Properties& section : file.record.sections)
+    for (const Properties& section : file.sections)
       sections.push_back({{"properties", propertiesJson(section)}});
     Json streams = Json::array();
-    for (size_t i = 0; i < file.samples.size(); ++i)
-      streams.push_back(streamJson(file.record.streams[i], file.samples[i]));
-    document_["files"].push_back({{"path", file.record.path},
-                                  {"properties", propertiesJson(file.record.properties)},
-                                  {"sections", std::move(sections)},
-                                  {"streams", std::move(streams)}});
+    for (const StreamRecord& stream : file.streams)
+      streams.push_back(streamJson(stream));
+    for (size_t i = 0; i < samples.size(); ++i) {
+      streams[i]["samples_found"] = samples[i].found;
+      streams[i]["first_sample"] = optionalJson(samples[i].first);
+      streams[i]["last_sample"] = optionalJson(samples[i].last);
+    }
+    writeElement({{"path", file.path},
+                  {"properties", propertiesJson(file.properties)},
+                  {"sections", std::move(sections)},
+                  {"streams", std::move(streams)}});
   }
 
   void failure(const std::string& path, const std::string& reason) override {
-    document_["files"].push_back({{"path", path}, {"error", reason}});
+    writeElement({{"path", path}, {"error", reason}});
   }
 
-  void end() override {
-    // Names can hold any bytes; JSON is UTF-8.
-    output_.write(document_.dump(2, ' ', false, Json::error_handler_t::replace) + '\n');
-  }
+  void end() override { output_.write("]}\n"); }
 
 private:
+  // Names can hold any bytes; JSON is UTF-8.
+  static std::string dumped(const Json& json) {
+    return json.dump(2, ' ', false, Json::error_handler_t::replace);
+  }
+
+  void writeElement(const Json& json) {
+    output_.write((isFirst_ ? "" : ",\n") + dumped(json));
+    isFirst_ = false;
+  }
+
   Output& output_;
-  Json document_;
+  bool isFirst_ = true;
 };
 
 } // namespace

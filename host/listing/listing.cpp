@@ -1,5 +1,6 @@
 #include "host/listing/listing.h"
 
+#include "host/base/progress.h"
 #include "host/boundary/samples.h"
 
 namespace host {
@@ -19,12 +20,15 @@ SampleSummary summarize(const Samples& samples) {
 
 } // namespace
 
-ListedFile summarize(const Plugin& plugin, FileRecord record) {
-  ListedFile listed;
-  listed.record = std::move(record);
-  for (const StreamRecord& stream : listed.record.streams)
-    listed.samples.push_back(summarize(copySamples(plugin, listed.record, stream)));
-  return listed;
+SampleSummaries summarizeSamples(const Plugin& plugin, const FileRecord& file) {
+  announceCost(file);
+  Progress progress("Reading streams", file.streams.size());
+  SampleSummaries summaries;
+  for (const StreamRecord& stream : file.streams) {
+    progress.show(summaries.size());
+    summaries.push_back(summarize(copySamples(plugin, file, stream)));
+  }
+  return summaries;
 }
 
 } // namespace host

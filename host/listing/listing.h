@@ -1,4 +1,4 @@
-// The streams of a file in the three shapes that `list` offers.
+// The streams of a file in the three formats that `list` offers.
 #pragma once
 
 #include <memory>
@@ -19,29 +19,32 @@ struct SampleSummary {
   std::string shortfall; // see Samples
 };
 
-struct ListedFile {
-  FileRecord record;
-  std::vector<SampleSummary> samples; // of each stream
-};
+// One for each stream of a file, or none at all when samples are not asked for.
+using SampleSummaries = std::vector<SampleSummary>;
 
-// Copies every stream in turn; holds the samples of one at a time.
-ListedFile summarize(const Plugin& plugin, FileRecord record);
+// Copies every stream in turn, with progress on standard error. One stream's samples are in memory
+// at a time.
+SampleSummaries summarizeSamples(const Plugin& plugin, const FileRecord& file);
 
-// One shape. The calls come in the order: begin, then a file or a failure each, then end.
+// One format. The calls come in the order: begin, then a file or a failure each, then end. Each
+// call writes at once, so that an interrupted listing has the files that were done.
 class Listing {
 public:
   virtual ~Listing() = default;
   virtual void begin(const Properties& /*plugin*/) {}
-  virtual void file(const ListedFile& file) = 0;
+  virtual void file(const FileRecord& file, const SampleSummaries& samples) = 0;
   virtual void failure(const std::string& /*path*/, const std::string& /*reason*/) {}
   virtual void end() {}
 };
 
+// What the samples add to the columns of a table and of CSV.
+enum class Columns { headers, headersAndSamples };
+
 // Aligned columns for people.
-std::unique_ptr<Listing> tableListing(Output& output);
-// One row a stream, every number so that it reads back as the same double.
-std::unique_ptr<Listing> csvListing(Output& output);
-// Every property of every level. Numbers that JSON lacks are texts, such as "nan" and "inf".
+std::unique_ptr<Listing> tableListing(Output& output, Columns columns);
+// One row for each stream. Every number reads back as the same double.
+std::unique_ptr<Listing> csvListing(Output& output, Columns columns);
+// Every property of every level. Numbers that JSON lacks are strings, such as "nan" and "inf".
 std::unique_ptr<Listing> jsonListing(Output& output);
 
 } // namespace host

@@ -15,21 +15,23 @@ struct Column {
   bool isText;
 };
 
+// The last three are about the samples.
 constexpr std::array kColumns = std::to_array<Column>({
     {"name", true},
     {"samples", false},
     {"rate (Hz)", false},
-    {"start (s)", false},
+    {"start (s, mod 71.6 min)", false},
     {"end (s)", false},
     {"deliverable", true},
     {"first sample", false},
     {"last sample", false},
     {"", true}, // what is missing
 });
+constexpr size_t kSampleColumns = 3;
 
-using Row = std::array<std::string, kColumns.size()>;
+using Row = std::vector<std::string>;
 
-// As many digits as people compare by eye; the other shapes have all of them.
+// Ten digits suffice for people; the other formats have all of them.
 std::string shortNumber(double value) {
   return fmt::format("{:.10g}", value);
 }
@@ -38,16 +40,19 @@ std::string shortNumber(const std::optional<double>& value) {
   return value ? shortNumber(*value) : "-";
 }
 
-Row rowOf(const StreamRecord& record, const SampleSummary& samples) {
-  return {printable(record.name),
-          std::to_string(record.sampleCount),
-          record.interval == 0 ? "unknown" : shortNumber(record.sampleRate()),
-          fmt::format("{:.6f}", record.start),
-          fmt::format("{:.6f}", record.end),
-          record.deliverable ? "yes" : "no",
-          shortNumber(samples.first),
-          shortNumber(samples.last),
-          record.deliverable ? samples.shortfall : ""};
+Row rowOf(const StreamRecord& stream) {
+  return {printable(stream.name),
+          std::to_string(stream.sampleCount),
+          stream.interval == 0 ? "unknown" : shortNumber(stream.sampleRate()),
+          fmt::format("{:.6f}", stream.start),
+          fmt::format("{:.6f}", stream.end),
+          stream.deliverable ? "yes" : "no"};
+}
+
+void append(Row& row, const SampleSummary& samples) {
+  row.push_back(shortNumber(samples.first));
+  row.push_back(shortNumber(samples.last));
+  row.push_back(row[row.size() - kSampleColumns] == "yes" ? samples.shortfall : "");
 }
 
 // The number of characters: bytes that do not continue one.
@@ -58,20 +63,24 @@ size_t width(const std::string& text) {
 
 class Table : public Listing {
 public:
-  explicit Table(Output& output) : output_(output) {}
-
-  void file(const ListedFile& file) override {
-    output_.write(fmt::format("{}{}: {} stream{}\n", first_ ? "" : "\n",
-                              printable(file.record.path), file.samples.size(),
-                              file.samples.size() == 1 ? "" : "s"));
-    first_ = false;
-    if (file.samples.empty())
-      return;
-    std::vector<Row> rows(1);
-    std::transform(kColumns.begin(), kColumns.end(), rows[0].begin(),
+  Table(Output& output, Columns columns) : output_(output), headings_(kColumns.size()) {
+    std::transform(kColumns.begin(), kColumns.end(), headings_.begin(),
                    [](const Column& column) { return column.heading; });
-    for (size_t i = 0; i < file.samples.size(); ++i)
-      rows.push_back(rowOf(file.record.streams[i], file.samples[i]));
+    if (columns == Columns::headers)
+      headings_.resize(kColumns.size() - kSampleColumns);
+  }
+
+  void file(const FileRecord& file, const SampleSummaries& samples) override {
+    output_.write(fmt::format("{}{}: {} stream{}\n", isFirst_ ? "" : "\n", printable(file.path),
+                              file.streams.size(), file.streams.size() == 1 ? "" : "s"));
+    isFirst_ = false;
+    if (file.streams.empty())
+      return;
+    std::vector<Row> rows = {headings_};
+    for (const StreamRecord& stream : file.streams)
+      rows.push_back(rowOf(stream));
+    for (size_t i = 0; i < samples.size(); ++i)
+      append(rows[i + 1], samples[i]);
     writeAligned(rows);
   }
 
@@ -93,13 +102,14 @@ private:
   }
 
   Output& output_;
-  bool first_ = true;
+  Row headings_;
+  bool isFirst_ = true;
 };
 
 } // namespace
 
-std::unique_ptr<Listing> tableListing(Output& output) {
-  return std::make_unique<Table>(output);
+std::unique_ptr<Listing> tableListing(Output& output, Columns columns) {
+  return std::make_unique<Table>(output, columns);
 }
 
 } // namespace host

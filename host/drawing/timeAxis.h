@@ -1,0 +1,31 @@
+// The time axes of a file's streams: from which sample on they count, and what they have in common.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "host/boundary/walk.h"
+
+namespace host {
+
+struct Range {
+  double low;
+  double high;
+};
+
+// Where a stream lies on its axis.
+struct TimeAxis {
+  bool hasTimes;   // else the axis counts samples: there is no usable interval
+  bool isShared;   // with the other streams of the file that have times
+  double offset;   // of the first sample, in seconds
+  double interval; // between samples, in seconds
+
+  double at(double sample) const noexcept { return hasTimes ? offset + sample * interval : sample; }
+};
+
+// The axis of each stream. The streams share an axis that starts at the earliest first sample,
+// unless it would be so long that the longest of them could hardly be seen on it. Start times
+// repeat every 2^32 microseconds, so the smallest difference between two of them is taken.
+std::vector<TimeAxis> timeAxes(const std::vector<StreamRecord>& streams);
+
+} // namespace host
