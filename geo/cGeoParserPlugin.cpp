@@ -89,11 +89,11 @@ int cGeoParserSection::setLabel(_ox_wp_prop_type& property, std::int32_t identif
 
 int cGeoParserSection::getSectionProperty(int index, _ox_wp_prop_type* property) {
   switch (index) {
-  case 0:
+  case ox_wp_index_section_kind:
     return setInteger(*property, ox_wp_prop_section_kind, 0);
-  case 1:
+  case ox_wp_index_variable_count:
     return setInteger(*property, ox_wp_prop_variable_count, std::ssize(variables));
-  case 2:
+  case ox_wp_index_section_x_label:
     return setLabel(*property, ox_wp_prop_section_x_label, kTimeLabel);
   default:
     return refuse(*property);
@@ -106,24 +106,24 @@ int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_
 
   const cGeoParserVariable& chosen = variables[static_cast<std::size_t>(variable)];
   switch (index) {
-  case 0:
+  case ox_wp_index_variable_name:
     return setString(*property, ox_wp_prop_variable_name, chosen.name);
-  case 1:
+  case ox_wp_index_variable_kind:
     return setInteger(*property, ox_wp_prop_variable_kind, 0);
-  case 2:
+  case ox_wp_index_variable_data_type:
     return setInteger(*property, ox_wp_prop_variable_data_type, chosen.dataType);
-  case 3:
+  case ox_wp_index_sample_count:
     return setInteger(*property, ox_wp_prop_sample_count,
                       static_cast<std::int64_t>(chosen.sampleCount));
-  case 4:
+  case ox_wp_index_variable_x_label:
     return setLabel(*property, ox_wp_prop_variable_x_label, kTimeLabel);
-  case 5:
+  case ox_wp_index_variable_y_label:
     return setLabel(*property, ox_wp_prop_variable_y_label, kValueLabel);
-  case 6:
+  case ox_wp_index_x_start:
     return setDouble(*property, ox_wp_prop_x_start, start(chosen));
-  case 7:
+  case ox_wp_index_x_step:
     return setDouble(*property, ox_wp_prop_x_step, interval(chosen));
-  case 8:
+  case ox_wp_index_x_end:
     return setDouble(*property, ox_wp_prop_x_end, end(chosen));
   default:
     return refuse(*property);
@@ -147,11 +147,11 @@ int cGeoParserSection::copyVariableData(int variable, ox_wp_data_type type, void
 
 int cGeoParserFile::getFileProperty(int index, _ox_wp_prop_type* property) {
   switch (index) {
-  case 0:
+  case ox_wp_index_file_kind:
     return setInteger(*property, ox_wp_prop_file_kind, 0);
-  case 1:
+  case ox_wp_index_section_count:
     return setInteger(*property, ox_wp_prop_section_count, std::ssize(sections()));
-  case 2:
+  case ox_wp_index_file_changed:
     return setInteger(*property, ox_wp_prop_file_changed, checkFileChanged());
   default:
     return refuse(*property);
