@@ -1,10 +1,12 @@
 #include "geo/readers/cGeoFileParserMiniSeed.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <limits>
 #include <map>
+#include <string>
 #include <vector>
 
 #include "geo/readers/cRecordStream.h"
@@ -13,30 +15,42 @@ namespace {
 
 constexpr double kMicrosecondsPerSecond = 1000000.0;
 
-// The source name of a stream: a record's network, station, location and channel, joined by
-// underscores. Zeros fill the array, so that two names compare as a few whole words, which is
-// several times cheaper than comparing strings. Every record pays for one comparison.
-class cSourceName {
+// Network, station, location and channel of a record, as libmseed holds them: the parts of its
+// source name. Records with the same codes belong to one stream, so that most of them need no name.
+class cStreamCodes {
 public:
-  cSourceName() = default;
-  explicit cSourceName(MSRecord& record) noexcept {
-    constexpr flag kWithoutQuality = 0;
-    msr_srcname(&record, text_, kWithoutQuality);
+  // Codes of no record: in a record, each ends with a zero.
+  cStreamCodes() noexcept { std::memset(codes_, '#', sizeof codes_); }
+  explicit cStreamCodes(const MSRecord& record) noexcept {
+    std::memcpy(codes_, codesOf(record), sizeof codes_);
   }
-  explicit cSourceName(const std::string& name) noexcept { name.copy(text_, sizeof text_ - 1); }
 
-  bool operator==(const cSourceName& other) const noexcept {
-    return std::memcmp(text_, other.text_, sizeof text_) == 0;
+  bool areOf(const MSRecord& record) const noexcept {
+    return std::memcmp(codes_, codesOf(record), sizeof codes_) == 0;
   }
-  const char* c_str() const noexcept { return text_; }
 
 private:
-  // Each code with the byte that follows it, rounded up to whole words.
+  static constexpr std::size_t kOffset = offsetof(MSRecord, network);
   static constexpr std::size_t kSize =
-      (sizeof(MSRecord::network) + sizeof(MSRecord::station) + sizeof(MSRecord::location) +
-       sizeof(MSRecord::channel) + 7) /
-      8 * 8;
-  char text_[kSize] = {};
+      offsetof(MSRecord, channel) + sizeof(MSRecord::channel) - kOffset;
+  static_assert(kSize == sizeof(MSRecord::network) + sizeof(MSRecord::station) +
+                             sizeof(MSRecord::location) + sizeof(MSRecord::channel));
+
+  static const char* codesOf(const MSRecord& record) noexcept {
+    return reinterpret_cast<const char*>(&record) + kOffset;
+  }
+
+  char codes_[kSize];
+};
+
+// The codes joined by underscores.
+struct cSourceName {
+  explicit cSourceName(MSRecord& record) noexcept {
+    constexpr flag kWithoutQuality = 0;
+    text[0] = '\0';
+    msr_srcname(&record, text, kWithoutQuality);
+  }
+  char text[sizeof(cStreamCodes)]; // each code is shorter than its array, which leaves room enough
 };
 
 std::int32_t lowBits(std::int64_t value) noexcept {
@@ -92,9 +106,7 @@ public:
 
   // The variable is valid until the next call.
   cGeoParserVariable& variableOf(MSRecord& record) {
-    const cSourceName name(record);
-    if (!current_ || name != currentName_) {
-      currentName_ = name;
+    if (!current_ || !codes_[stream_].areOf(record)) {
       stream_ = streamOf(record);
       current_ = &variables_[first_ + stream_];
     }
@@ -102,14 +114,14 @@ public:
   }
 
 private:
-  std::size_t streamOf(const MSRecord& record) {
-    const std::size_t next = stream_ + 1 < names_.size() ? stream_ + 1 : 0;
-    if (next < names_.size() && names_[next] == currentName_)
+  std::size_t streamOf(MSRecord& record) {
+    const std::size_t next = stream_ + 1 < codes_.size() ? stream_ + 1 : 0;
+    if (next < codes_.size() && codes_[next].areOf(record))
       return next;
-    const auto [entry, isNew] = streamByName_.try_emplace(currentName_.c_str(), names_.size());
+    const auto [entry, isNew] = streamByName_.try_emplace(cSourceName(record).text, codes_.size());
     if (isNew) {
       variables_.push_back(variableFor(entry->first, record));
-      names_.push_back(currentName_);
+      codes_.emplace_back(record);
     }
     return entry->second;
   }
@@ -117,11 +129,32 @@ private:
   std::vector<cGeoParserVariable>& variables_;
   std::size_t first_; // variables that were there before; they stay as they are
   // Streams are numbered in the order of their first record.
-  std::vector<cSourceName> names_;
+  std::vector<cStreamCodes> codes_;
   std::map<std::string, unsigned long> streamByName_;
-  cSourceName currentName_;
   cGeoParserVariable* current_ = nullptr;
   std::size_t stream_ = 0;
+};
+
+// Picks the records of the stream of a given name. Remembers the last codes that were its, and the
+// last that were not.
+class cStreamFilter {
+public:
+  explicit cStreamFilter(const std::string& name) : name_(name) {}
+
+  bool takes(MSRecord& record) {
+    if (taken_.areOf(record))
+      return true;
+    if (left_.areOf(record))
+      return false;
+    const bool isTaken = name_ == cSourceName(record).text;
+    (isTaken ? taken_ : left_) = cStreamCodes(record);
+    return isTaken;
+  }
+
+private:
+  const std::string& name_;
+  cStreamCodes taken_;
+  cStreamCodes left_;
 };
 
 void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
@@ -141,7 +174,8 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
 }
 
 template<class Sample>
-[[gnu::always_inline]] inline void convert(const void* source, std::int64_t count, double* target) {
+[[gnu::always_inline]] inline void convert(const void* source, std::int64_t count,
+                                           double* __restrict target) {
   const Sample* const samples = static_cast<const Sample*>(source);
 #pragma GCC unroll 4
   for (std::int64_t i = 0; i < count; ++i)
@@ -226,13 +260,13 @@ bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, 
     return false;
 
   fileName = file.fileName();
-  const cSourceName name(section.variables[static_cast<std::size_t>(variable)].name);
+  cStreamFilter stream(section.variables[static_cast<std::size_t>(variable)].name);
   std::int64_t copied = 0;
 
   cDataFile data(fileName);
   cRecordStream records(data, cRecordStream::Samples::decoded);
   while (MSRecord* record = records.next()) {
-    if (cSourceName(*record) != name || !record->datasamples || !holdsItsSamples(*record))
+    if (!stream.takes(*record) || !record->datasamples || !holdsItsSamples(*record))
       continue;
     // With a negative count this is negative and nothing is stored.
     const std::int64_t n = std::min(record->samplecnt, count - copied);
