@@ -84,9 +84,9 @@ private:
     const std::string& first = arguments.front();
     if (first == "-h" || first == "--help" || first == "--version")
       return false;
-    const auto commands = app_.get_subcommands([](const CLI::App*) { return true; });
-    return std::none_of(commands.begin(), commands.end(),
-                        [&](const CLI::App* command) { return command->get_name() == first; });
+    return app_
+        .get_subcommands([&](const CLI::App* command) { return command->get_name() == first; })
+        .empty();
   }
 
   CLI::App* addCommand(const char* name, const char* about, const char* example,
@@ -96,17 +96,13 @@ private:
     return command;
   }
 
-  void addPluginOption(CLI::App* command) {
+  // Runs `action` with a plug-in once the line is parsed; its result is the exit status.
+  template<class Action>
+  void onPlugin(CLI::App* command, Action action) {
     command
         ->add_option("--plugin", pluginPath_,
                      "The plug-in; else the one that comes with this program")
         ->type_name("PATH");
-  }
-
-  // Runs `action` with a plug-in once the line is parsed; its result is the exit status.
-  template<class Action>
-  void onPlugin(CLI::App* command, Action action) {
-    addPluginOption(command);
     command->callback([this, action] {
       const Library library(pluginPath_.empty() ? defaultPluginPath() : pluginPath_);
       const Plugin plugin(library);
@@ -114,7 +110,9 @@ private:
     });
   }
 
-  static void addStreamOption(CLI::App* command, std::vector<std::string>& streams) {
+  template<class Files>
+  static void addInput(CLI::App* command, Files& files, std::vector<std::string>& streams) {
+    command->add_option("FILE", files, "Data file")->required()->type_name("");
     command
         ->add_option("--stream", streams,
                      "Only streams whose name matches this pattern; can be given again")
@@ -149,10 +147,9 @@ private:
     CLI::App* command = addCommand("list", "Shows the streams of files (the default)",
                                    "ox-wp-host list --format json station.mseed",
                                    "Shows what the headers say. With --samples each stream is "
-                                   "copied as well, and each copy reads the whole file. " +
+                                   "copied as well,\nand each copy reads the whole file." +
                                        std::string(kStartTimes));
-    command->add_option("FILE", list_.files, "Data files")->required()->type_name("");
-    addStreamOption(command, list_.streams);
+    addInput(command, list_.files, list_.streams);
     command->add_flag("--samples", list_.samples,
                       "Copies the samples; adds how many were found, the first and the last");
     const std::map<std::string, ListFormat> formats = {
@@ -165,12 +162,12 @@ private:
     CLI::App* command = addCommand(
         "export", "Writes samples as CSV or as raw doubles",
         "ox-wp-host export --stream 'GR_*_BHZ' station.mseed -o station.csv",
-        "csv has two columns for each stream, time and value. f64 is little-endian doubles, the "
-        "values only, one stream after the other in the order of list. Gaps are not filled: behind "
-        "a gap the times are nominal, start + number of the sample * interval. " +
+        "csv has two columns for each stream, time and value. f64 is little-endian doubles, the\n"
+        "values only, one stream after the other in the order of list. Gaps are not filled: "
+        "behind\n"
+        "a gap the times are nominal, start + number of the sample * interval." +
             std::string(kStartTimes));
-    command->add_option("FILE", export_.file, "Data file")->required()->type_name("");
-    addStreamOption(command, export_.streams);
+    addInput(command, export_.file, export_.streams);
     CLI::Option* output =
         addOutputOption(command, export_.output, "The file to write; - is standard output");
     command
@@ -188,11 +185,10 @@ private:
     CLI::App* command =
         addCommand("plot", "Draws waveforms with gnuplot",
                    "ox-wp-host plot station.mseed -o station.png --from 30 --to 90",
-                   "Time counts from the first sample. The streams of a file share one time axis "
-                   "where their start times allow it. " +
+                   "Time counts from the first sample. The streams of a file share one time axis\n"
+                   "where their start times allow it." +
                        std::string(kStartTimes));
-    command->add_option("FILE", plot_.files, "Data files")->required()->type_name("");
-    addStreamOption(command, plot_.streams);
+    addInput(command, plot_.files, plot_.streams);
     addOutputOption(command, plot_.output,
                     "A file named *.svg or *.png; - is standard output, in characters")
         ->check([](const std::string& name) {

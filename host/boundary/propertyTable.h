@@ -23,48 +23,41 @@ struct PropertyDefinition {
 
 // Each level stands together, in the order of its indexes. Properties of the plug-in stand in the
 // order in which a walk must report their kinds.
-inline constexpr std::array kPropertyTable = std::to_array<PropertyDefinition>({
-    {ox_wp_prop_file_extension, "file_extension", PropertyLevel::plugin, kNoFixedIndex,
-     ox_wp_type_string},
-    {ox_wp_prop_exporter, "exporter", PropertyLevel::plugin, kNoFixedIndex, ox_wp_type_string},
-    {ox_wp_prop_plugin_name, "plugin_name", PropertyLevel::plugin, kNoFixedIndex,
-     ox_wp_type_string},
-    {ox_wp_prop_plugin_version, "plugin_version", PropertyLevel::plugin, kNoFixedIndex,
-     ox_wp_type_string},
-    {ox_wp_prop_error_message, "error_message", PropertyLevel::plugin, kNoFixedIndex,
-     ox_wp_type_message},
+inline constexpr std::array kPropertyTable = [] {
+  using enum PropertyLevel;
+  constexpr int32_t kString = ox_wp_type_string;
+  constexpr int32_t kInteger = ox_wp_type_integer;
+  constexpr int32_t kDouble = ox_wp_type_double;
+  return std::to_array<PropertyDefinition>({
+      {ox_wp_prop_file_extension, "file_extension", plugin, kNoFixedIndex, kString},
+      {ox_wp_prop_exporter, "exporter", plugin, kNoFixedIndex, kString},
+      {ox_wp_prop_plugin_name, "plugin_name", plugin, kNoFixedIndex, kString},
+      {ox_wp_prop_plugin_version, "plugin_version", plugin, kNoFixedIndex, kString},
+      {ox_wp_prop_error_message, "error_message", plugin, kNoFixedIndex, ox_wp_type_message},
 
-    {ox_wp_prop_file_kind, "file_kind", PropertyLevel::file, ox_wp_index_file_kind,
-     ox_wp_type_integer},
-    {ox_wp_prop_section_count, "section_count", PropertyLevel::file, ox_wp_index_section_count,
-     ox_wp_type_integer},
-    {ox_wp_prop_file_changed, "file_changed", PropertyLevel::file, ox_wp_index_file_changed,
-     ox_wp_type_integer},
+      {ox_wp_prop_file_kind, "file_kind", file, ox_wp_index_file_kind, kInteger},
+      {ox_wp_prop_section_count, "section_count", file, ox_wp_index_section_count, kInteger},
+      {ox_wp_prop_file_changed, "file_changed", file, ox_wp_index_file_changed, kInteger},
 
-    {ox_wp_prop_section_kind, "section_kind", PropertyLevel::section, ox_wp_index_section_kind,
-     ox_wp_type_integer},
-    {ox_wp_prop_variable_count, "variable_count", PropertyLevel::section,
-     ox_wp_index_variable_count, ox_wp_type_integer},
-    {ox_wp_prop_section_x_label, "section_x_label", PropertyLevel::section,
-     ox_wp_index_section_x_label, ox_wp_type_string},
+      {ox_wp_prop_section_kind, "section_kind", section, ox_wp_index_section_kind, kInteger},
+      {ox_wp_prop_variable_count, "variable_count", section, ox_wp_index_variable_count, kInteger},
+      {ox_wp_prop_section_x_label, "section_x_label", section, ox_wp_index_section_x_label,
+       kString},
 
-    {ox_wp_prop_variable_name, "variable_name", PropertyLevel::variable, ox_wp_index_variable_name,
-     ox_wp_type_string},
-    {ox_wp_prop_variable_kind, "variable_kind", PropertyLevel::variable, ox_wp_index_variable_kind,
-     ox_wp_type_integer},
-    {ox_wp_prop_variable_data_type, "variable_data_type", PropertyLevel::variable,
-     ox_wp_index_variable_data_type, ox_wp_type_integer},
-    {ox_wp_prop_sample_count, "sample_count", PropertyLevel::variable, ox_wp_index_sample_count,
-     ox_wp_type_integer},
-    {ox_wp_prop_variable_x_label, "variable_x_label", PropertyLevel::variable,
-     ox_wp_index_variable_x_label, ox_wp_type_string},
-    {ox_wp_prop_variable_y_label, "variable_y_label", PropertyLevel::variable,
-     ox_wp_index_variable_y_label, ox_wp_type_string},
-    {ox_wp_prop_x_start, "x_start", PropertyLevel::variable, ox_wp_index_x_start,
-     ox_wp_type_double},
-    {ox_wp_prop_x_step, "x_step", PropertyLevel::variable, ox_wp_index_x_step, ox_wp_type_double},
-    {ox_wp_prop_x_end, "x_end", PropertyLevel::variable, ox_wp_index_x_end, ox_wp_type_double},
-});
+      {ox_wp_prop_variable_name, "variable_name", variable, ox_wp_index_variable_name, kString},
+      {ox_wp_prop_variable_kind, "variable_kind", variable, ox_wp_index_variable_kind, kInteger},
+      {ox_wp_prop_variable_data_type, "variable_data_type", variable,
+       ox_wp_index_variable_data_type, kInteger},
+      {ox_wp_prop_sample_count, "sample_count", variable, ox_wp_index_sample_count, kInteger},
+      {ox_wp_prop_variable_x_label, "variable_x_label", variable, ox_wp_index_variable_x_label,
+       kString},
+      {ox_wp_prop_variable_y_label, "variable_y_label", variable, ox_wp_index_variable_y_label,
+       kString},
+      {ox_wp_prop_x_start, "x_start", variable, ox_wp_index_x_start, kDouble},
+      {ox_wp_prop_x_step, "x_step", variable, ox_wp_index_x_step, kDouble},
+      {ox_wp_prop_x_end, "x_end", variable, ox_wp_index_x_end, kDouble},
+  });
+}();
 
 // The definition of an identifier; null for one that the boundary does not define.
 constexpr const PropertyDefinition* findProperty(int32_t identifier) noexcept {

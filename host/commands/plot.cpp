@@ -1,9 +1,6 @@
 // `plot`: waveforms as a viewer shows them.
 
-#include <algorithm>
-
 #include "host/base/error.h"
-#include "host/boundary/samples.h"
 #include "host/boundary/selection.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
@@ -20,7 +17,6 @@ int plot(const Plugin& plugin, const PlotRequest& request) {
   std::erase_if(files, [](const FileRecord& file) { return file.streams.empty(); });
   if (files.empty())
     throw Error("no stream that can be delivered");
-  std::for_each(files.begin(), files.end(), announceCost);
   if (request.output == kStandardOutput)
     drawCharacters(plugin, files, request.window, output);
   else

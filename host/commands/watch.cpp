@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/boundary/samples.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 #include "host/listing/listing.h"
@@ -85,7 +84,6 @@ void draw(const Plugin& plugin, FileRecord file, Output& output) {
   if (file.streams.empty())
     return;
   try {
-    announceCost(file);
     output.write("\n");
     drawCharacters(plugin, {file}, {}, output);
   } catch (const Error& error) {

@@ -106,7 +106,9 @@ Panel makePanel(const StreamRecord& stream, const TimeAxis& axis, const Window& 
   panel.title = stream.name;
   panel.xLabel = "sample number";
   panel.yLabel = stream.yLabel;
-  panel.x = {axis.at(0), axis.at(static_cast<double>(std::max<size_t>(1, samples.values.size())))};
+  const auto count = static_cast<double>(samples.values.size());
+  panel.x = {axis.at(count > 1 ? 0 : -1),
+             axis.at(std::max(1.0, count))}; // one stands in the middle
   panel.y = {kInfinity, -kInfinity};
   if (axis.hasTimes) {
     panel.title += fmt::format(": starts at {:.6f} s (low 32 bits of microseconds)", stream.start);
@@ -124,6 +126,7 @@ Panel makePanel(const StreamRecord& stream, const TimeAxis& axis, const Window& 
 // The panels of a file. One stream's samples are in memory at a time.
 std::vector<Panel> makePanels(const Plugin& plugin, const FileRecord& file, const Window& window,
                               uint64_t columns, Progress& progress, uint64_t done) {
+  announceCost(file);
   const std::vector<TimeAxis> axes = timeAxes(file.streams);
   std::vector<Panel> panels;
   Range shared = {kInfinity, -kInfinity};
@@ -264,11 +267,13 @@ void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
   const int panels = static_cast<int>(countStreams(files));
   const int rows = std::max(kFewestRows, terminal.ws_row / panels - 1);
   Gnuplot gnuplot;
-  gnuplot.write(fmt::format("set encoding utf8\n"
-                            "set terminal dumb nofeed noenhanced size {},{}\n"
-                            "set style line 1 linetype 1 pointtype '*'\n"
-                            "set format '%.10g'\n",
-                            terminal.ws_col, rows));
+  gnuplot.write(
+      fmt::format("set encoding utf8\n"
+                  "set terminal dumb nofeed noenhanced size {},{}\n"
+                  "set style line 1 linetype 1 pointtype '*'\n"
+                  "set lmargin 16\nset ylabel offset -6,0\n" // it cannot be turned upright
+                  "set format '%.10g'\n",
+                  terminal.ws_col, rows));
   drawPanels(plugin, files, window, terminal.ws_col, gnuplot, [](size_t) { return ""; });
   writeTrimmed(gnuplot.finish(), output);
 }
