@@ -217,10 +217,10 @@ typedef struct _ox_wp_plugin_functions_type {
    * The path is processed in this way twice, so the second time can replace what the first one has
    * uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~" safely.
    *
-   * Returns a new file handle at each call, also for a path parsed before. Returns null when
-   * `plugin` or `path` is null, or when the file is missing, cannot be read or contains nothing
-   * that the plug-in delivers. A file whose variables are all of ox_wp_type_none gives a handle.
-   * Earlier files stay as they are.
+   * Returns a new file handle at each call, also for a path parsed before, and for a file whose
+   * variables are all of ox_wp_type_none. Returns null when `plugin` or `path` is null, or when the
+   * file is missing, cannot be read or contains nothing that the plug-in delivers. Earlier files
+   * stay as they are.
    */
   ox_wp_file_handle (*parse_file)(ox_wp_plugin_handle plugin, const char* path);
 
@@ -324,19 +324,19 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  * - Names are those of the source: "NET_STA_LOC_CHA".
  * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
  *   section share one string: the next label overwrites it.
- * - Start time. It is the low 32 bits of the microseconds since 1970, in seconds. It lies between
- *   -2147.483648 and 2147.483647, repeats every 71.6 minutes and is no date: two recordings can
- * show the same one.
+ * - Start time. It is the low 32 bits of the microseconds since 1970, in seconds. It is between
+ *   -2147.483648 and 2147.483647 and repeats every 71.6 minutes. It is no date: two recordings can
+ *   show the same one.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
- * the same.
+ *   the same. No samples come from an uncompressed record that declares more than it holds.
  * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
  * - release_file always returns 1. A host that parses again and again calls release_all_files from
  *   time to time.
- * - libmseed. The first parse or copy, and each later one, gives libmseed log handlers that discard
- *   messages, for the whole process; all of them use libmseed's one reading state per process. A
- *   host that uses libmseed too sets its own handlers again (ms_loginit) after each parse or copy,
- *   and has no file half read with ms_readmsr during these calls.
+ * - libmseed. The first parse or copy, and each later one, sets log handlers of libmseed that
+ *   discard messages, for the whole process, and uses libmseed's one reading state. A host that
+ *   uses libmseed too sets its own handlers again (ms_loginit) after each parse or copy, and has no
+ *   file half read with ms_readmsr during these calls.
  * - The library stays loaded until the process ends, even after dlclose.
  */
 

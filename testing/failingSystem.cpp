@@ -25,7 +25,7 @@ bool Failure::hits(KindOfCall asked) {
 
 using namespace failingSystem;
 
-// What `name` does, or `bad` when its turn has come.
+// Defines `name`: it returns `bad` if this call is to fail, and else does what the system's does.
 #define OX_FAULT(kind, bad, type, name, parameters, ...)                                           \
   [[gnu::visibility("default")]] type name parameters {                                            \
     static const auto next = reinterpret_cast<type(*) parameters>(dlsym(RTLD_NEXT, #name));        \
@@ -63,7 +63,7 @@ void __libc_free(void* old);
   ++liveAllocations;
   return __libc_calloc(count, size);
 }
-// Where this fails libmseed, which alone calls it, forgets what it had: a loss of its own.
+// If realloc fails, libmseed, its only caller, leaks the old block: do not count that leak.
 [[gnu::visibility("default")]] void* realloc(void* old, size_t size) {
   const bool fails = planned.hits(memory);
   if (fails && old)

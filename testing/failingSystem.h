@@ -1,5 +1,5 @@
-// Lets calls for memory or to the disk fail. What links this has its functions in place of the
-// system's in the whole process, libraries included.
+// Makes calls for memory or to the disk fail. A program that links this has these functions in
+// place of the system's, in its libraries too.
 #pragma once
 
 namespace failingSystem {
@@ -8,16 +8,16 @@ enum KindOfCall { none, memory, opening, reading, asking };
 
 struct Failure {
   KindOfCall kind = none;
-  bool lasting = false; // that call and all after it, not just that one
+  bool lasting = false; // all calls after that one fail too
   long callsBefore = 0; // that still succeed
   bool happened = false;
 
-  // Whether this call is to fail.
+  // Returns whether this call is to fail.
   bool hits(KindOfCall asked);
 };
 extern Failure planned;
 
-// Stays 0 under a sanitizer that hands out memory itself; nor does such a call fail then.
+// Calls for memory neither fail nor are counted under a sanitizer, which allocates memory itself.
 extern long liveAllocations;
 
 } // namespace failingSystem

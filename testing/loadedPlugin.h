@@ -27,7 +27,7 @@ public:
   LoadedPlugin(const LoadedPlugin&) = delete;
   LoadedPlugin& operator=(const LoadedPlugin&) = delete;
 
-  // Drops what was parsed before.
+  // Releases the file that was parsed before.
   bool tryToParse(const std::string& path) {
     table_.release_all_files(table_.plugin);
     file_ = table_.parse_file(table_.plugin, path.c_str());
@@ -40,31 +40,31 @@ public:
       throw std::runtime_error("the plug-in declines " + path);
   }
 
-  // Reads every property of every variable; gives how many there were.
+  // Reads every property of every variable; returns how many there were.
   int walk() {
-    int answers = 0;
+    int found = 0;
     _ox_wp_prop_type property = {};
-    for (int variable = 0, before = -1; answers > before; ++variable) {
-      before = answers;
+    for (int variable = 0, before = -1; found > before; ++variable) {
+      before = found;
       for (int i = 0; table_.get_variable_property(table_.plugin, file_, section_, variable, i,
                                                    &property) == 0;
            ++i)
-        ++answers;
+        ++found;
     }
-    return answers;
+    return found;
   }
 
-  // Room for all of the first stream, or as much as one copy takes.
+  // A buffer for all samples of the first stream, or for as many as one copy takes.
   std::vector<double> buffer() const {
     _ox_wp_prop_type property = {};
-    constexpr int kSampleCount = 3;
-    table_.get_variable_property(table_.plugin, file_, section_, 0, kSampleCount, &property);
+    table_.get_variable_property(table_.plugin, file_, section_, 0, ox_wp_index_sample_count,
+                                 &property);
     constexpr std::int64_t kLargest = INT32_MAX / sizeof(double);
     return std::vector<double>(
         static_cast<std::size_t>(std::min(property.integer_value, kLargest)));
   }
 
-  // Samples of the first stream; false when they don't fill the buffer.
+  // Copies samples of the first stream; false when they do not fill the buffer.
   bool tryToCopy(std::vector<double>& samples) const {
     return table_.copy_variable_data(table_.plugin, file_, section_, 0, ox_wp_type_double,
                                      samples.data(),

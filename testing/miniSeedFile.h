@@ -1,5 +1,5 @@
-// Makes miniSEED: for tests, benchmarks, fuzzing, and for a look at the plug-in where there is no
-// recording at hand.
+// Makes miniSEED for tests, benchmarks and fuzzing, and an example for people who have no
+// recording.
 #pragma once
 
 #include <cstdint>
@@ -33,23 +33,23 @@ constexpr std::size_t kSampleCountOffset = 30; // 2 bytes
 constexpr std::size_t kDataOffsetOffset = 44;  // 2 bytes
 constexpr std::size_t kEncodingOffset = 52;    // 1 byte; only without exactRate
 
-// The bytes of as many records as the samples need. Throws std::runtime_error when libmseed can't
-// write them.
+// Returns the bytes of as many records as the samples need. Throws std::runtime_error when libmseed
+// cannot write them.
 std::string pack(const Stream& stream, const Samples& data);
 
-// Records of several streams in turn, as a data logger writes them.
+// Returns interleaved records of several streams, as a data logger writes them.
 std::string interleave(const std::vector<std::string>& streams, std::size_t recordLength);
 
-// Something to look at: a decaying oscillation of `count` samples, different for each `seed`.
+// Returns a decaying oscillation of `count` samples, different for each `seed`.
 std::vector<std::int32_t> wave(std::size_t count, int seed);
 
-// The same as what an encoding takes; text is all one letter.
+// Returns the same as samples that the encoding takes; text is a single letter repeated.
 Samples waveFor(int encoding, std::size_t count, int seed);
 
-// The bytes with others in place of those from `offset` on.
+// Returns the bytes with `patch` in place of those from `offset` on.
 std::string patched(std::string bytes, std::size_t offset, const std::string& patch);
 
-// Both throw std::system_error when the file can't be written.
+// Both throw std::system_error when the file cannot be written.
 void write(const std::string& path, const std::string& bytes);
 void repeat(const std::string& path, const std::string& bytes, std::size_t times);
 

@@ -1,4 +1,4 @@
-// A folder for one test's files.
+// A folder for the files of one test, removed at its end.
 #pragma once
 
 #include <cstdlib>

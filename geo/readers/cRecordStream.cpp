@@ -115,6 +115,6 @@ bool holdsItsSamples(const MSRecord& record) noexcept {
     if (link->blkt_type == kBlockette1000 &&
         static_cast<const blkt_1000_s*>(link->blktdata)->reclen < record.Blkt1000->reclen)
       return false;
-  const std::int64_t room = record.reclen - record.fsdh->data_offset;
-  return record.samplecnt * bytesPerSample(record.encoding) <= room;
+  const std::int64_t held = record.reclen - record.fsdh->data_offset;
+  return record.samplecnt * bytesPerSample(record.encoding) <= held;
 }

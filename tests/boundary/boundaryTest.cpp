@@ -22,7 +22,7 @@ using miniSeedFile::patched;
 using Integers = std::vector<std::int32_t>;
 using Doubles = std::vector<double>;
 
-constexpr double kMark = -12345.678; // what no test file holds
+constexpr double kMark = -12345.678; // no test file has this sample
 
 Integers ramp(std::size_t count, std::int32_t first = 1) {
   Integers result(count);
@@ -30,7 +30,7 @@ Integers ramp(std::size_t count, std::int32_t first = 1) {
   return result;
 }
 
-// What a full walk over a variable gives; `label` texts are read at once.
+// The properties of a variable. Strings are copied at once, because labels share one string.
 struct Variable {
   std::map<int, std::int64_t> integers;
   std::map<int, double> doubles;
@@ -87,11 +87,12 @@ protected:
     }
   }
 
-  // The status of a copy into `room` doubles, and the whole buffer with two more doubles behind.
-  std::pair<int, Doubles> copy(ox_wp_file_handle file, int variable, int room) const {
-    Doubles buffer(static_cast<std::size_t>(std::max(room, 0)) + 2, kMark);
+  // Copies into a buffer of `size` doubles. Returns the status, and the buffer with two doubles
+  // that lie behind it.
+  std::pair<int, Doubles> copy(ox_wp_file_handle file, int variable, int size) const {
+    Doubles buffer(static_cast<std::size_t>(std::max(size, 0)) + 2, kMark);
     const int status = host.copy_variable_data(host.plugin, file, section(file), variable,
-                                               ox_wp_type_double, buffer.data(), room * 8);
+                                               ox_wp_type_double, buffer.data(), size * 8);
     return {status, buffer};
   }
 
@@ -117,8 +118,8 @@ long openDescriptors() {
 
 } // namespace
 
-// That each property has its index, identifier, type and fields, the checker says of any plug-in.
-TEST_F(Boundary, propertiesSayWhatTheFileHolds) {
+// ox-wp-host check tests that each property has its index, identifier, type and fields.
+TEST_F(Boundary, PropertiesSayWhatTheFileHolds) {
   const ox_wp_file_handle file = parseBytes(
       pack({.location = "00", .sampleRate = 20, .startTime = (1LL << 32) - 1500096, .encoding = 3},
            ramp(5)));
@@ -127,7 +128,7 @@ TEST_F(Boundary, propertiesSayWhatTheFileHolds) {
   using Texts = std::map<int, std::string>;
   using Numbers = std::map<int, double>;
   EXPECT_EQ(streams[0].texts, (Texts{{48, "XX_TEST_00_BHZ"}, {49, "time stamp"}, {50, "count"}}));
-  // The start is what the low 32 bits of the microseconds make of it.
+  // The start is the low 32 bits of the microseconds.
   EXPECT_EQ(streams[0].doubles,
             (Numbers{{34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}}));
   EXPECT_EQ(streams[0].integers, (std::map<int, std::int64_t>{{51, 0}, {52, 10}, {53, 5}}));
@@ -136,7 +137,7 @@ TEST_F(Boundary, propertiesSayWhatTheFileHolds) {
   EXPECT_STREQ(label.string_value, "time stamp");
 }
 
-TEST_F(Boundary, everyEncodingComesOutAsDoubles) {
+TEST_F(Boundary, EveryEncodingComesOutAsDoubles) {
   const Integers small = {0, 1, -1, 300, -32768, 32767, 5};
   const Integers large = {0, -536870912, 536870911, 12, -7, 9};
   const miniSeedFile::Samples floats = std::vector<float>{0.F, -1.5F, 3e38F, 1e-40F};
@@ -170,9 +171,9 @@ TEST_F(Boundary, everyEncodingComesOutAsDoubles) {
       }
 }
 
-// What libmseed can decode is copied on request even where the variable says that it isn't
-// deliverable; what it can't is counted and skipped.
-TEST_F(Boundary, otherEncodingsAreNotDeliverable) {
+// Samples that libmseed can decode are copied even if the variable does not promise them. Others
+// are counted and skipped.
+TEST_F(Boundary, OtherEncodingsAreNotDeliverable) {
   for (const int encoding : {2, 12, 13, 14, 16, 30, 32, 77, 254}) {
     const std::string record = pack({.encoding = 3}, ramp(5));
     const ox_wp_file_handle file = parseBytes(patched(record, miniSeedFile::kEncodingOffset,
@@ -185,20 +186,20 @@ TEST_F(Boundary, otherEncodingsAreNotDeliverable) {
   }
 }
 
-TEST_F(Boundary, copiesStopWhereTheBufferEnds) {
+TEST_F(Boundary, CopiesStopWhereTheBufferEnds) {
   std::string bytes; // three records of three samples with gaps between
   for (const std::int32_t first : {1, 4, 7})
     bytes += pack({.startTime = first * 60000000LL, .encoding = 3}, ramp(3, first));
   const ox_wp_file_handle file = parseBytes(bytes);
-  for (const int room : {0, 1, 3, 4, 6, 8, 9, 10}) {
-    const auto found = static_cast<std::size_t>(std::min(room, 9));
-    EXPECT_EQ(copy(file, 0, room),
-              std::pair(room > 9 ? 1 : 0, padded(ramp(found), static_cast<std::size_t>(room) + 2)));
+  for (const int size : {0, 1, 3, 4, 6, 8, 9, 10}) {
+    const auto found = static_cast<std::size_t>(std::min(size, 9));
+    EXPECT_EQ(copy(file, 0, size),
+              std::pair(size > 9 ? 1 : 0, padded(ramp(found), static_cast<std::size_t>(size) + 2)));
   }
 }
 
-TEST_F(Boundary, streamsAreInTheOrderOfTheirFirstRecord) {
-  // Quality, rate, encoding and start of later records make no other stream and change nothing.
+TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
+  // Later records of a stream may differ in quality, rate, encoding and start.
   const auto record = [](const char* channel, char quality, int rate, int encoding,
                          std::int32_t first) {
     return pack({.channel = channel,
@@ -231,7 +232,7 @@ TEST_F(Boundary, streamsAreInTheOrderOfTheirFirstRecord) {
   }
 }
 
-TEST_F(Boundary, damagedRecordsAreCountedButNotFound) {
+TEST_F(Boundary, DamagedRecordsAreCountedButNotFound) {
   const std::string good = pack({}, ramp(10)) + pack({}, ramp(10, 11));
   const std::string noise(384, '#');
   const std::string blank = "000003" + std::string(506, ' ');
@@ -244,7 +245,7 @@ TEST_F(Boundary, damagedRecordsAreCountedButNotFound) {
   EXPECT_EQ(copy(file, 0, 20), std::pair(0, padded(ramp(20), 22)));
 }
 
-TEST_F(Boundary, anySampleRateIsTaken) {
+TEST_F(Boundary, AnySampleRateIsTaken) {
   const double huge = std::numeric_limits<float>::max();
   for (const double rate : {0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
                             -Doubles::value_type{INFINITY}, std::nan("")}) {
@@ -261,9 +262,9 @@ TEST_F(Boundary, anySampleRateIsTaken) {
   }
 }
 
-// Each of these makes libmseed print, wait for ever or read what is the host's, if it gets the
-// chance.
-TEST_F(Boundary, namesAndFilesThatLeadTheLibraryAstray) {
+// Opened as they are, each of these would make libmseed print, wait forever or read the host's
+// standard input.
+TEST_F(Boundary, NamesAndFilesThatMisleadLibmseed) {
   const std::string good = pack({.encoding = 3}, ramp(3));
   const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'e') + "/";
   std::filesystem::create_directories(folder / deep);
@@ -278,11 +279,12 @@ TEST_F(Boundary, namesAndFilesThatLeadTheLibraryAstray) {
     EXPECT_EQ(copy(file, 0, 3), std::pair(0, padded(ramp(3), 5))) << name;
   }
 
-  // A second blockette 1000 whose record length is 2 to the 31st: negative as the library holds it.
+  // A second blockette 1000 whose record length is 2 to the 31st: negative in libmseed.
   const std::string twoLengths =
       patched(patched(good, 39, "\2"), 50, std::string("\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x1f\0", 14));
   EXPECT_EQ(parseBytes(twoLengths), nullptr);
-  EXPECT_EQ(parse("/sys/devices/system/cpu/online"), nullptr); // says that it has 4096 bytes
+  EXPECT_EQ(parse("/sys/devices/system/cpu/online"),
+            nullptr); // its size is 4096, but it ends before
 
   const std::string pipe = folder / "pipe.mseed";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
@@ -297,7 +299,7 @@ TEST_F(Boundary, namesAndFilesThatLeadTheLibraryAstray) {
   std::filesystem::current_path("/");
 }
 
-TEST_F(Boundary, badInputLeavesNoTrace) {
+TEST_F(Boundary, BadInputLeavesNoTrace) {
   const std::string good = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle earlier = parse(folder.write("earlier", good));
   const std::string gone = folder.write("gone", good);
@@ -305,7 +307,7 @@ TEST_F(Boundary, badInputLeavesNoTrace) {
   std::filesystem::remove(gone);
   const std::string unreadable = folder.write("unreadable.mseed", good);
   std::filesystem::permissions(unreadable, std::filesystem::perms::none);
-  if (geteuid() == 0) // who may read everything
+  if (geteuid() == 0) // root may read every file
     std::filesystem::remove(unreadable);
   std::filesystem::create_directory(folder / "folder.mseed");
 
@@ -356,7 +358,7 @@ TEST_F(Boundary, badInputLeavesNoTrace) {
   EXPECT_EQ(openDescriptors(), descriptors);
 }
 
-TEST_F(Boundary, nullPropertiesAndMissingVariablesAreRefused) {
+TEST_F(Boundary, NullPropertiesAndMissingVariablesAreRefused) {
   ox_wp_file_handle file = parseBytes(pack({}, ramp(3)));
   EXPECT_EQ(host.get_file_property(host.plugin, file, 0, nullptr), 1);
   EXPECT_EQ(host.get_section_property(host.plugin, file, section(file), 0, nullptr), 1);
@@ -368,11 +370,11 @@ TEST_F(Boundary, nullPropertiesAndMissingVariablesAreRefused) {
             1);
 }
 
-TEST_F(Boundary, changedFileIsParsedAnew) {
+TEST_F(Boundary, ChangedFileIsParsedAnew) {
   const std::string record = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle file = parseBytes(record);
   const ox_wp_file_handle again = parseBytes(record + record);
   EXPECT_EQ(variables(file).at(0).count(), 3);
   EXPECT_EQ(variables(again).at(0).count(), 6);
-  EXPECT_EQ(copy(file, 0, 6).first, 0); // copies read what the disk has now
+  EXPECT_EQ(copy(file, 0, 6).first, 0); // a copy reads the file as it is now
 }

@@ -1,5 +1,5 @@
-// Each call for memory or to the disk fails in turn while the plug-in works: whatever it answers
-// then, it and all that it had before are good afterwards.
+// Makes each call for memory or to the disk fail, one after the other, while the plug-in works.
+// Whatever it returns then, the plug-in and its earlier files work afterwards.
 #include <new>
 #include <numeric>
 #include <vector>
@@ -36,7 +36,7 @@ protected:
   }
   ox_wp_file_handle parse() const { return host.parse_file(host.plugin, path.c_str()); }
 
-  // True when all is there; never says so when it isn't.
+  // Returns whether all samples were copied, and expects the status to say so.
   bool copy(ox_wp_file_handle file, KindOfCall failing = none) const {
     std::vector<double> buffer(samples.size());
     planned.kind = failing;
@@ -48,7 +48,7 @@ protected:
     return status == 0;
   }
 
-  // A host's visit in which call number `call` of a step fails; false when there is no such call.
+  // What a host does, while call number `call` of a step fails. False when there is no such call.
   bool visit(Step which, KindOfCall kind, long call, bool lasting) {
     planned = {.kind = none, .lasting = lasting, .callsBefore = call, .happened = false};
     if (which != initializing)
@@ -107,16 +107,16 @@ protected:
 } // namespace
 
 #ifndef __SANITIZE_ADDRESS__
-TEST_F(Faults, ofMemory) {
+TEST_F(Faults, OfMemoryAreSurvived) {
   everyCall(memory, initializing);
 }
 #endif
-TEST_F(Faults, ofOpening) {
+TEST_F(Faults, OfOpeningAreSurvived) {
   everyCall(opening, parsing);
 }
-TEST_F(Faults, ofReading) {
+TEST_F(Faults, OfReadingAreSurvived) {
   everyCall(reading, parsing);
 }
-TEST_F(Faults, ofAsking) {
+TEST_F(Faults, OfAskingAreSurvived) {
   everyCall(asking, parsing);
 }

@@ -1,5 +1,5 @@
-// ox-wp-endure [ROUNDS [MEGABYTES]]: works the plug-in for long, and on large files, and fails when
-// memory or descriptors grow or time doesn't stay in proportion to the file.
+// ox-wp-endure [ROUNDS [MEGABYTES]]: uses the plug-in for a long time, and on large files. Fails
+// when memory or descriptors grow, or when time is not in proportion to the size of the file.
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -38,7 +38,7 @@ double mebibytes(const char* key) {
     if (word == key && status >> kibibytes)
       return kibibytes / 1024;
   }
-  throw std::runtime_error("the system doesn't tell the memory in use");
+  throw std::runtime_error("the system does not report the memory in use");
 }
 double resident() {
   return mebibytes("VmRSS:");
@@ -74,7 +74,7 @@ private:
   std::string path_ = std::filesystem::temp_directory_path() / "ox-wp-endure-XXXXXX";
 };
 
-// Records of so many streams in turn.
+// Interleaved records of so many streams.
 std::string records(int streams, std::size_t samples) {
   std::vector<std::string> packed;
   packed.reserve(static_cast<std::size_t>(streams));
@@ -84,7 +84,7 @@ std::string records(int streams, std::size_t samples) {
   return miniSeedFile::interleave(packed, 512);
 }
 
-// What a host does all day: good files, and all that can go wrong with one.
+// One round of a host: good files, and everything that can be wrong with one.
 class Everyday {
 public:
   Everyday() {
@@ -143,10 +143,10 @@ double endureFile(const std::string& path, int streams) {
   LoadedPlugin plugin;
   std::vector<double> samples(300); // the whole file is read for them
   double least = 0;
-  malloc_trim(0); // or what was freed before would hide what is taken now
+  malloc_trim(0); // memory that was freed before would hide what is allocated now
   const double before = resident();
   forgetPeak();
-  constexpr int kAttempts = 3; // one alone can meet a busy machine
+  constexpr int kAttempts = 3; // a single one can be slow on a busy machine
   for (int i = 0; i < kAttempts; ++i) {
     const double start = processorTime();
     plugin.parse(path);

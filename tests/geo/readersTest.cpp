@@ -1,4 +1,4 @@
-// Readers and dispatcher from inside: codes, messages and what they leave in the file record.
+// Readers and dispatcher: their codes and messages, and what they change in the file record.
 #include <algorithm>
 #include <fstream>
 #include <string>
@@ -17,7 +17,7 @@ using namespace std::string_literals;
 
 namespace {
 
-// A Geopsy signal header, each field as it should be unless said otherwise.
+// A Geopsy signal header. By default each field is valid.
 struct GeopsyHeader {
   std::string tag = "GeopsySignal\0\0\0\0"s;
   double testDouble = -3.333333333e35;
@@ -54,7 +54,7 @@ std::string cutRecord() {
   return miniSeed().substr(0, 300);
 }
 
-// A record that every reader can be let loose on, with a section that was there before.
+// A file record for a reader, with one section that was there before.
 struct Record {
   Record() { file.sections().emplace_back(file).tag = 77; }
   bool isAsBefore() const {
@@ -76,7 +76,7 @@ int codeOf(const std::string& name) {
 
 } // namespace
 
-TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
+TEST(GeopsySignal, IsRecognisedByEveryFieldOfItsHeader) {
   const TemporaryFolder folder;
   const std::string good = GeopsyHeader{}.bytes();
   const std::string three = GeopsyHeader{.headerSize = 52, .entryCount = 3}.bytes();
@@ -112,7 +112,7 @@ TEST(geopsySignal, isRecognisedByEveryFieldOfItsHeader) {
 }
 
 // The header is forty bytes; the table that it declares would fill 4 GiB.
-TEST(geopsySignal, hugeTableTakesUpNoMemory) {
+TEST(GeopsySignal, HugeTableTakesUpNoMemory) {
   const TemporaryFolder folder;
   const GeopsyHeader header{.entryCount = 1073741824};
   EXPECT_EQ(codeOf<cGeoFileParserGeopsySignal>(folder.write("huge", header.bytes())), 16);
@@ -121,7 +121,7 @@ TEST(geopsySignal, hugeTableTakesUpNoMemory) {
   EXPECT_LT(usage.ru_maxrss, 1024 * 1024) << "KiB";
 }
 
-TEST(seg2, isOpenedAndDeclined) {
+TEST(Seg2, IsOpenedAndDeclined) {
   const TemporaryFolder folder;
   const std::string file = folder.write("a.seg2", "\x55\x3a\x01\0"s);
   EXPECT_EQ(codeOf<cGeoFileParserSeg2>(file), 3);
@@ -133,14 +133,14 @@ TEST(seg2, isOpenedAndDeclined) {
   EXPECT_EQ(stream.tellg(), 0);
 }
 
-TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
+TEST(MiniSeed, HeaderTestTakesTwentyBytesOfText) {
   const TemporaryFolder folder;
   const std::pair<std::string, int> cases[] = {
-      {"", 3},           // nothing at all
+      {"", 3},           // empty
       {"ten bytes!", 3}, // text, but no record
       {cutRecord(), 16}, // a record's header, but no whole record
       {miniSeedFile::patched(cutRecord(), 8, "\r\n\t ~"), 16},
-      {"\x7f" + miniSeed().substr(1), 3}, // no text
+      {"\x7f" + miniSeed().substr(1), 3}, // not text
       {"\x1f" + miniSeed().substr(1), 3},
       {miniSeed().substr(0, 19) + "\x80" + miniSeed().substr(20), 3}, // the twentieth byte
   };
@@ -150,7 +150,7 @@ TEST(miniSeed, headerTestTakesTwentyBytesOfText) {
 }
 
 // The marks that the reader keeps from record to record, with gaps of 10 s forward and 13 s back.
-TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
+TEST(MiniSeed, FillsOneSectionAndMarksTheFile) {
   const TemporaryFolder folder;
   std::string bytes;
   for (const std::int64_t start : {5000000, 15000000, 2000000})
@@ -166,7 +166,7 @@ TEST(miniSeed, fillsOneSectionAndMarksTheFile) {
   EXPECT_EQ(variable.nextStartTime, 2500000); // a sample after the last start
 }
 
-TEST(dispatcher, readersHaveTheirOrder) {
+TEST(Dispatcher, ReadersHaveTheirOrder) {
   const TemporaryFolder folder;
   const std::string geopsy = GeopsyHeader{}.bytes();
   using enum geoFileParser::geo_file_type;
@@ -207,7 +207,7 @@ TEST(dispatcher, readersHaveTheirOrder) {
   }
 }
 
-TEST(dispatcher, missingFileLeavesTheRecordAlone) {
+TEST(Dispatcher, MissingFileLeavesTheRecordAlone) {
   cGeoParserPlugin plugin;
   cGeoParserFile file(plugin);
   file.setFileName("before");
@@ -217,7 +217,7 @@ TEST(dispatcher, missingFileLeavesTheRecordAlone) {
   EXPECT_EQ(file.fileName(), "before");
 }
 
-TEST(dispatcher, aReadersCodeEndsTheSearchOrNot) {
+TEST(Dispatcher, AReadersCodeEndsTheSearchOrNot) {
   for (int value = -1; value < 30; ++value) {
     auto code = static_cast<ox3::returnCode>(value);
     cGeoFileParser parser;
@@ -232,7 +232,7 @@ TEST(dispatcher, aReadersCodeEndsTheSearchOrNot) {
   EXPECT_TRUE(cGeoFileParser().checkGeopsySignalExtension(".any"));
 }
 
-TEST(dispatcher, copiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
+TEST(Dispatcher, CopiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
   const TemporaryFolder folder;
   cGeoParserPlugin plugin;
   cGeoParserFile* const file = plugin.parseFile(folder.write("x", miniSeed()).c_str());
@@ -250,7 +250,7 @@ TEST(dispatcher, copiesOnlyFromFilesThatTheMiniSeedReaderMarked) {
   EXPECT_EQ(samples[0], -7);
 }
 
-TEST(plugin, failedParseLeavesTheListAsItWas) {
+TEST(Plugin, FailedParseLeavesTheListAsItWas) {
   const TemporaryFolder folder;
   cGeoParserPlugin plugin;
   const std::string good = folder.write("x", miniSeed());
