@@ -14,7 +14,7 @@
 #include "plugin/cOxWpPluginProperty.h"
 #include "plugin/ox_wp_plugin.h"
 
-// Sections are held by value and never move: a section's address is its handle.
+// Sections are elements of a list and never move: the address of a section is its handle.
 template<class Plugin, class Section>
 class cOxWpPluginFile {
 public:
@@ -28,10 +28,10 @@ public:
   const std::list<Section>& sections() const noexcept { return sections_; }
   const std::string& fileName() const noexcept { return fileName_; }
 
-  // In bytes; 0 for an empty name and for one that can't be examined.
+  // In bytes; 0 for an empty name and for one that cannot be examined.
   unsigned long getFileSize(const std::string& name) const;
 
-  // In whole seconds since 1970-01-01 UTC; 0 for an empty name and for one that can't be examined.
+  // In whole seconds since 1970-01-01 UTC; 0 for an empty name and for one that cannot be examined.
   long getLastWriteTime(const std::string& name) const;
 
   // Stores the name, and the size and time that the file has now. Does nothing when it is the name
@@ -43,13 +43,13 @@ public:
   // reported once. An empty or vanished file counts with time 0.
   bool checkFileChanged();
 
-  // Null for an index out of range.
+  // Returns section number `index`; null if there is none.
   Section* getSectionHandle(int index) noexcept;
   const Section* getSectionHandle(int index) const noexcept;
 
-  // Index 0 is the number of sections; the stored properties follow. Returns 0 on success, and 1
-  // with identifier 0 for an index out of range. `property` is not null; its strings live until the
-  // properties change.
+  // Reads property number `index`: first the number of sections, then the stored properties.
+  // Returns 0 on success, and 1 with identifier 0 for an index out of range. `property` is not
+  // null. Its strings are valid until the properties change.
   int getFileProperty(int index, _ox_wp_prop_type* property) const;
 
   void pushProperty(const cOxWpPluginProperty& property) { properties_.push_back(property); }
