@@ -229,12 +229,20 @@ private:
 
   void addCheck() {
     CLI::App* command = addCommand(
-        "check", "Holds any plug-in to the rules of the boundary",
+        "check", "Checks whether a plug-in keeps the rules of the boundary",
         "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed",
-        "Copies are tried on the first streams of a file. Rules that need a file are skipped "
-        "without one.");
-    command->add_option("PLUGIN", check_.plugin, "The library")->required()->type_name("");
+        "The rules are those that any plug-in must keep. Copies are tried on the first streams of "
+        "a file. Rules that need a file are skipped without one. After two rules hung on a file, "
+        "or six in all, the others are skipped.");
+    command->add_option("PLUGIN", check_.plugin, "The library; required without --list")
+        ->type_name("");
     command->add_option("FILE", check_.files, "Data files that it reads")->type_name("");
+    command->add_flag("--list", check_.listOnly, "Shows the names of the rules and runs none");
+    command
+        ->add_option("--rule", check_.rules,
+                     "Only rules whose name matches this pattern; can be given again")
+        ->type_name("GLOB")
+        ->allow_extra_args(false);
     command
         ->add_option_function<unsigned>(
             "--time-limit",
@@ -243,7 +251,13 @@ private:
         ->check(CLI::Range(1, 86400))
         ->type_name("SECONDS")
         ->default_str(std::to_string(check_.timeLimit.count()));
-    command->callback([this] { status_ = check(check_); });
+    command->add_flag("--in-process", check_.inProcess,
+                      "For a debugger: runs the rules in this process, without a time limit");
+    command->callback([this] {
+      if (check_.plugin.empty() && !check_.listOnly)
+        throw CLI::RequiredError("PLUGIN");
+      status_ = check(check_);
+    });
   }
 
   CLI::App app_;

@@ -13,12 +13,12 @@ _ox_wp_host() {
     export) options="--help --stream --output --split --format --plugin" formats="csv f64" ;;
     plot) options="--help --stream --output --from --to --plugin" ;;
     watch) options="--help --interval --plugin" ;;
-    check) options="--help --time-limit" ;;
+    check) options="--help --list --rule --time-limit --in-process" ;;
   esac
 
   case $before in
     --format) choices=$formats files= ;;
-    --stream | --interval | --time-limit | --from | --to) files= ;;
+    --stream | --interval | --rule | --time-limit | --from | --to) files= ;;
     --plugin | --output | -o | --split) ;;
     *)
       case $word in

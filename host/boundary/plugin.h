@@ -16,6 +16,10 @@ public:
 
   ox_wp_plugin_initialize_function entryPoint() const noexcept { return entryPoint_; }
 
+protected:
+  // A derived class can put a function of its own before the entry point.
+  void setEntryPoint(ox_wp_plugin_initialize_function function) noexcept { entryPoint_ = function; }
+
 private:
   struct Unload {
     void operator()(void* library) const noexcept;

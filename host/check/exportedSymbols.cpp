@@ -9,7 +9,7 @@ namespace host {
 
 namespace {
 
-// Leaves the stream failed when there is not enough.
+// Leaves the stream failed when the file ends too early.
 template<class Record>
 Record readAt(std::ifstream& file, uint64_t position) {
   Record record{};
@@ -18,33 +18,33 @@ Record readAt(std::ifstream& file, uint64_t position) {
   return record;
 }
 
-std::string textAt(std::ifstream& file, uint64_t position) {
-  std::string text;
+std::string stringAt(std::ifstream& file, uint64_t position) {
+  std::string string;
   file.seekg(static_cast<std::streamoff>(position));
-  std::getline(file, text, '\0');
-  return text;
+  std::getline(file, string, '\0');
+  return string;
 }
 
-// Version names are absolute symbols: the linker's book-keeping, nothing that can be called.
-bool isExported(const Elf64_Sym& symbol) noexcept {
+bool isExportedFunction(const Elf64_Sym& symbol) noexcept {
+  const int type = ELF64_ST_TYPE(symbol.st_info);
   return ELF64_ST_BIND(symbol.st_info) != STB_LOCAL && symbol.st_shndx != SHN_UNDEF &&
-         symbol.st_shndx != SHN_ABS;
+         (type == STT_FUNC || type == STT_GNU_IFUNC);
 }
 
 std::vector<std::string> namesIn(std::ifstream& file, const Elf64_Shdr& symbols,
-                                 const Elf64_Shdr& texts) {
+                                 const Elf64_Shdr& strings) {
   std::vector<std::string> names;
   for (uint64_t at = 0; at < symbols.sh_size && file; at += sizeof(Elf64_Sym)) {
     const auto symbol = readAt<Elf64_Sym>(file, symbols.sh_offset + at);
-    if (isExported(symbol))
-      names.push_back(textAt(file, texts.sh_offset + symbol.st_name));
+    if (isExportedFunction(symbol))
+      names.push_back(stringAt(file, strings.sh_offset + symbol.st_name));
   }
   return names;
 }
 
 } // namespace
 
-std::optional<std::vector<std::string>> exportedSymbols(const std::string& path) {
+std::optional<std::vector<std::string>> exportedFunctions(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   const auto header = readAt<Elf64_Ehdr>(file, 0);
   const std::string_view magic(reinterpret_cast<const char*>(header.e_ident), SELFMAG);

@@ -1,4 +1,4 @@
-// The names that a shared library exports, read from the file.
+// The names of the functions that a shared library exports, read from the file.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 
 namespace host {
 
-// None when the file is no 64-bit ELF library with a section table.
-std::optional<std::vector<std::string>> exportedSymbols(const std::string& path);
+// None when the file is not a 64-bit ELF library with a section table.
+std::optional<std::vector<std::string>> exportedFunctions(const std::string& path);
 
 } // namespace host

@@ -7,10 +7,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <memory>
+#include <new>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -25,37 +27,21 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-class Descriptor {
-public:
-  explicit Descriptor(int value) : value_(value) {
-    if (value_ < 0)
-      throw systemError("check");
-  }
-  ~Descriptor() { reset(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const noexcept { return value_; }
-  void reset() noexcept {
-    if (value_ >= 0)
-      close(value_);
-    value_ = -1;
-  }
-
-private:
-  int value_;
-};
-
-// A folder for the files of one rule, removed by the parent: the child may not live to do it.
+// A folder for the files of one rule. The parent removes it: the child may crash.
 class ScratchFolder {
 public:
-  ScratchFolder() : path_((fs::temp_directory_path() / "ox-wp-host-XXXXXX").string()) {
-    if (!mkdtemp(path_.data()))
-      throw systemError(path_);
+  explicit ScratchFolder(const Rule& rule) {
+    if (rule.needs != Needs::fileAndFolder)
+      return;
+    std::error_code error;
+    path_ = (fs::temp_directory_path(error) / "ox-wp-host-XXXXXX").string();
+    if (error || !mkdtemp(path_.data()))
+      throw systemError("no temporary folder (see TMPDIR)", error ? error.value() : errno);
   }
   ~ScratchFolder() {
     std::error_code ignored;
-    fs::remove_all(path_, ignored);
+    if (!path_.empty())
+      fs::remove_all(path_, ignored);
   }
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
@@ -66,104 +52,198 @@ private:
   std::string path_;
 };
 
+// What the child leaves for its parent. Both have it in memory at the same address.
+struct Report {
+  bool complete;
+  Verdict verdict;
+  std::array<char, 4096> seen; // a string, cut where it is longer
+  const char* calling;         // a literal, which both have at the same address too
+};
+
+struct Unmap {
+  void operator()(Report* report) const noexcept { munmap(report, sizeof *report); }
+};
+
+std::unique_ptr<Report, Unmap> sharedReport() {
+  void* const memory =
+      mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED)
+    throw systemError("no shared memory");
+  return std::unique_ptr<Report, Unmap>(new (memory) Report{});
+}
+
+// What the child prints, in memory.
+class PrintedOutput {
+public:
+  PrintedOutput() : descriptor_(memfd_create("printed", MFD_CLOEXEC)) {
+    if (descriptor_ < 0)
+      throw systemError("no memory file");
+  }
+  ~PrintedOutput() { close(descriptor_); }
+  PrintedOutput(const PrintedOutput&) = delete;
+  PrintedOutput& operator=(const PrintedOutput&) = delete;
+
+  int descriptor() const noexcept { return descriptor_; }
+
+  // For a message: a dying process often prints the reason first. Empty when nothing was printed.
+  std::string firstLine() const {
+    std::array<char, 200> text{};
+    if (pread(descriptor_, text.data(), text.size() - 1, 0) <= 0)
+      return {};
+    return fmt::format(" after printing \"{}\"",
+                       std::string_view(text.data(), std::strcspn(text.data(), "\n")));
+  }
+
+private:
+  int descriptor_;
+};
+
+// Blocks the signals that would end this process and takes them while it waits for a child, so that
+// what a rule leaves is removed first. The destructor passes a signal that was taken on.
+class HeldSignals {
+public:
+  HeldSignals() {
+    sigemptyset(&held_);
+    sigaddset(&held_, SIGCHLD);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+      struct sigaction action {};
+      sigaction(signal, nullptr, &action);
+      if (action.sa_handler != SIG_IGN)
+        sigaddset(&held_, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &held_, &before_);
+  }
+  ~HeldSignals() {
+    if (taken_ != 0)
+      (void)raise(taken_);
+    release();
+  }
+  HeldSignals(const HeldSignals&) = delete;
+  HeldSignals& operator=(const HeldSignals&) = delete;
+
+  void release() const noexcept { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  // True when the child has ended; false at the deadline or when a signal was taken.
+  bool waitForEnd(pid_t child, Clock::time_point deadline) {
+    for (;;) {
+      siginfo_t info{};
+      if (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+          info.si_pid == child)
+        return true;
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+      if (left.count() <= 0)
+        return false;
+      const timespec time{left.count() / 1000, left.count() % 1000 * 1'000'000};
+      const int signal = sigtimedwait(&held_, nullptr, &time);
+      if (signal > 0 && signal != SIGCHLD) {
+        taken_ = signal;
+        return false;
+      }
+    }
+  }
+  bool interrupted() const noexcept { return taken_ != 0; }
+
+private:
+  sigset_t held_{};
+  sigset_t before_{};
+  int taken_ = 0;
+};
+
 Outcome judge(const Rule& rule, const Subject& subject) {
   try {
     rule.run(subject);
     return {Verdict::ok, ""};
-  } catch (const Skipped& skipped) {
-    return {Verdict::skipped, skipped.what()};
   } catch (const Broken& broken) {
     return {Verdict::broken, broken.what()};
-  } catch (const Error& error) { // the rule could not be tried; that a library loads is a rule too
-    return {Verdict::skipped, error.what()};
+  } catch (const std::bad_alloc&) {
+    return {Verdict::skipped, "not enough memory"};
   } catch (const std::exception& exception) {
-    return {Verdict::broken, std::string("exception: ") + exception.what()};
-  } catch (...) {
-    return {Verdict::broken, "exception of an unknown type"};
+    return {Verdict::skipped, exception.what()};
   }
 }
 
-// The child's life. The verdict goes through the pipe, first byte, and the text behind it. Ends
-// without destructors and exit handlers: they are the parent's.
-[[noreturn]] void runChild(const Rule& rule, const Subject& subject, int pipe) {
+// Ends without destructors and exit handlers: they are the parent's.
+[[noreturn]] void runChild(const Rule& rule, const Subject& subject, Report& report) {
   const rlimit noCore{0, 0};
   setrlimit(RLIMIT_CORE, &noCore);
+  dup2(open("/dev/null", O_RDONLY | O_CLOEXEC), STDIN_FILENO);
   dup2(subject.printed, STDOUT_FILENO);
   dup2(subject.printed, STDERR_FILENO);
+  noteCallsAt(&report.calling);
   const Outcome outcome = judge(rule, subject);
-  const std::string message = static_cast<char>(outcome.verdict) + outcome.seen;
-  const bool sent =
-      write(pipe, message.data(), message.size()) == static_cast<ssize_t>(message.size());
-  _exit(sent ? EXIT_SUCCESS : EXIT_FAILURE);
+  report.verdict = outcome.verdict;
+  outcome.seen.copy(report.seen.data(), report.seen.size() - 1);
+  report.complete = true;
+  _exit(EXIT_SUCCESS);
 }
 
-// Everything that comes until the other end is closed. False when that takes until the deadline.
-bool readAll(int pipe, Clock::time_point deadline, std::string& message) {
-  std::array<char, 512> part{};
-  for (;;) {
-    const auto left =
-        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd ready{pipe, POLLIN, 0};
-    const int polled = poll(&ready, 1, static_cast<int>(std::max<int64_t>(0, left.count())));
-    if (polled < 0 && errno == EINTR)
-      continue;
-    if (polled <= 0)
-      return false;
-    const ssize_t length = read(pipe, part.data(), part.size());
-    if (length <= 0)
-      return true;
-    message.append(part.data(), static_cast<size_t>(length));
-  }
-}
-
-// The first line of what was printed, which is where a dying process says why.
-std::string firstLine(int printed) {
-  std::array<char, 200> text{};
-  if (pread(printed, text.data(), text.size() - 1, 0) <= 0)
-    return {};
-  const std::string line(text.data(), std::strcspn(text.data(), "\n"));
-  return " after printing \"" + line + '"';
-}
-
-std::string describeEnd(int status, int printed) {
+std::string describeEnd(int status, const char* calling, const PrintedOutput& printed) {
+  const std::string place = calling ? std::string(" in ") + calling : "";
   if (WIFSIGNALED(status))
-    return fmt::format("crashed: signal {} ({}){}", WTERMSIG(status), strsignal(WTERMSIG(status)),
-                       firstLine(printed));
-  return fmt::format("ended the process with status {}{}", WEXITSTATUS(status), firstLine(printed));
+    return fmt::format("crashed{}: signal {} ({}){}", place, WTERMSIG(status),
+                       strsignal(WTERMSIG(status)), printed.firstLine());
+  return fmt::format("ended the process{} with status {}{}", place, WEXITSTATUS(status),
+                     printed.firstLine());
+}
+
+Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
+                   std::chrono::milliseconds timeLimit) {
+  HeldSignals signals; // ends last: by then everything is removed
+  const ScratchFolder scratch(rule);
+  const PrintedOutput printed;
+  const auto report = sharedReport();
+  const auto start = Clock::now();
+
+  (void)std::fflush(nullptr); // or the child would print it too
+  const pid_t parent = getpid();
+  const pid_t child = fork();
+  if (child < 0)
+    throw systemError("no process for the rule");
+  if (child == 0) {
+    setpgid(0, 0);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) // the parent ended before that request
+      _exit(EXIT_FAILURE);
+    signals.release();
+    runChild(rule, {plugin, file, scratch.path(), printed.descriptor(), start + timeLimit / 2},
+             *report);
+  }
+  setpgid(child, child); // both do it: either may be the first to need the group
+
+  const bool ended = signals.waitForEnd(child, start + timeLimit);
+  kill(-child, SIGKILL); // before the child is reaped: until then its group's number is its own
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (signals.interrupted())
+    return {Verdict::skipped, "interrupted"};
+  if (!ended)
+    return {Verdict::hung, fmt::format("hung{}: no end within {} s",
+                                       report->calling ? std::string(" in ") + report->calling : "",
+                                       timeLimit / std::chrono::seconds(1))};
+  if (!report->complete)
+    return {Verdict::broken, describeEnd(status, report->calling, printed)};
+  return {report->verdict, report->seen.data()};
 }
 
 } // namespace
 
 Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& file,
                 std::chrono::seconds timeLimit) {
-  const ScratchFolder scratch;
-  const Descriptor printed(memfd_create("printed", MFD_CLOEXEC));
-  std::array<int, 2> ends{-1, -1};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0)
-    throw systemError("check");
-  const Descriptor reading(ends[0]);
-  Descriptor writing(ends[1]);
-
-  (void)std::fflush(nullptr); // or the child would print it too
-  const pid_t child = fork();
-  if (child < 0)
-    throw systemError("check");
-  if (child == 0)
-    runChild(rule, {plugin, file, scratch.path(), printed.get()}, writing.get());
-  writing.reset();
-
-  std::string message;
-  const bool inTime = readAll(reading.get(), Clock::now() + timeLimit, message);
-  if (!inTime)
-    kill(child, SIGKILL);
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  try {
+    return runInChild(rule, plugin, file, timeLimit);
+  } catch (const Error& error) { // not the plug-in's fault
+    return {Verdict::skipped, error.what()};
   }
-  if (!inTime)
-    return {Verdict::broken, fmt::format("hung: no end within {} s", timeLimit.count())};
-  if (message.empty())
-    return {Verdict::broken, describeEnd(status, printed.get())};
-  return {static_cast<Verdict>(message.front()), message.substr(1)};
+}
+
+Outcome runRuleInProcess(const Rule& rule, const std::string& plugin, const std::string& file) {
+  try {
+    const ScratchFolder scratch(rule);
+    return judge(rule, {plugin, file, scratch.path(), -1, Clock::time_point::max()});
+  } catch (const Error& error) {
+    return {Verdict::skipped, error.what()};
+  }
 }
 
 } // namespace host

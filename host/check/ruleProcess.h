@@ -1,5 +1,5 @@
-// One rule, run in a child process: what the plug-in does there, crash and hang included, stays
-// there.
+// Runs one rule, as a rule in a child process: a plug-in that crashes or hangs there harms nothing
+// else.
 #pragma once
 
 #include <chrono>
@@ -9,15 +9,20 @@
 
 namespace host {
 
-enum class Verdict : char { ok = 'o', broken = 'b', skipped = 's' };
+enum class Verdict { ok, broken, hung, skipped };
 
 struct Outcome {
-  Verdict verdict = Verdict::broken;
+  Verdict verdict = Verdict::ok;
   std::string seen; // what breaks the rule, or why it was skipped
 };
 
-// Runs the rule on a plug-in and a data file, which may be empty.
+// Runs the rule on a plug-in and a data file, which may be empty, in a child process. Afterwards
+// the child, the processes that it started and its folder are gone, and also when a signal ends the
+// caller meanwhile.
 Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& file,
                 std::chrono::seconds timeLimit);
+
+// The same in this process and without a time limit, for a debugger.
+Outcome runRuleInProcess(const Rule& rule, const std::string& plugin, const std::string& file);
 
 } // namespace host

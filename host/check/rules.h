@@ -1,12 +1,15 @@
-// The rules of the boundary, as tables of a name and a function, and what the functions share.
+// The rules of the boundary: tables of a name and a function, and what the functions share.
 //
-// A rule runs in a process of its own, so it may end in any way: it returns when the plug-in keeps
-// the rule, throws Broken when it does not, and Skipped when there is nothing to see.
+// The rules follow from ox_wp_plugin.h and hold for any plug-in. A rule returns when the plug-in
+// keeps it. It throws Broken when the plug-in does not, and Skipped when it cannot be tried; any
+// other exception is a trouble of the checker's own and counts as Skipped.
 #pragma once
 
 #include <array>
 #include <bit>
+#include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -15,13 +18,9 @@
 
 #include <fmt/core.h>
 
-#include "host/boundary/plugin.h"
+#include "host/check/tracedLibrary.h"
 
 namespace host {
-
-struct Broken : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 struct Skipped : std::runtime_error {
   using std::runtime_error::runtime_error;
@@ -30,15 +29,19 @@ struct Skipped : std::runtime_error {
 // What a rule is tried on.
 struct Subject {
   std::string plugin;  // path of the library
-  std::string file;    // a data file; empty when there is none
-  std::string scratch; // an empty folder for files of the rule's own
-  int printed;         // descriptor that standard output and standard error go to
+  std::string file;    // path of a data file; empty: none
+  std::string scratch; // path of an empty folder; empty: the rule needs none
+  int printed;         // descriptor behind standard output and error; negative: not captured
+  // Half of the time limit. No copy starts later, so that a slow one is not taken for a hang.
+  std::chrono::steady_clock::time_point lastCopy;
 };
+
+enum class Needs { nothing, file, fileAndFolder };
 
 struct Rule {
   std::string_view name;
   void (*run)(const Subject& subject);
-  bool needsFile;
+  Needs needs = Needs::nothing;
 };
 
 std::span<const Rule> entryRules();    // the entry point, the table, the plug-in object
@@ -46,15 +49,21 @@ std::span<const Rule> fileRules();     // parsing, handles, releasing
 std::span<const Rule> propertyRules(); // the properties of all levels
 std::span<const Rule> sampleRules();   // copies
 
-// Says what was seen when that breaks the rule.
+// Throws Broken with what was seen, unless the rule is kept.
 template<class... Arguments>
 void expect(bool kept, fmt::format_string<Arguments...> seen, Arguments&&... arguments) {
   if (!kept)
     throw Broken(fmt::format(seen, std::forward<Arguments>(arguments)...));
 }
 
-// Numbers at and beyond the ends of what can be asked for.
+// Indexes below the valid ones.
 inline constexpr std::array kNegatives = {-1, -2, INT32_MIN};
+
+// A path at which there is no file and none can be made.
+inline constexpr const char* kMissingFile = "/proc/self/missing";
+
+// Every copy may read the whole file, so only the first streams of a file are copied.
+inline constexpr size_t kStreamsTried = 8;
 
 // A record or table with every byte set, to see afterwards which ones were written.
 template<class Record>
@@ -65,25 +74,19 @@ Record patterned() noexcept {
 }
 
 template<class Record>
-bool sameBytes(const Record& a, const Record& b) noexcept {
-  using Bytes = std::array<unsigned char, sizeof(Record)>;
-  return std::bit_cast<Bytes>(a) == std::bit_cast<Bytes>(b);
+std::array<unsigned char, sizeof(Record)> bytesOf(const Record& record) noexcept {
+  return std::bit_cast<std::array<unsigned char, sizeof(Record)>>(record);
 }
 
-// A path at which there is no file.
-std::string missingFile(const Subject& subject);
-
-// A plug-in object of its own with the subject's file parsed, if there is one.
+// A plug-in object with the subject's file parsed, if there is one.
 struct Loaded {
-  // Throws Skipped when the plug-in declines the file: a rule of its own says so.
+  // Throws Skipped when the plug-in declines the file: a rule of its own reports that.
   explicit Loaded(const Subject& subject);
 
-  // Numbers from properties. Each reads one property that is asserted to be there.
   int sectionCount() const;
   int variableCount(ox_wp_section_handle section) const;
-  int64_t sampleCount(ox_wp_section_handle section, int variable) const;
 
-  // Of all sections; 0 without a file. Tells whether a file is still what it was.
+  // Of all sections; 0 without a file. Shows whether a file is still what it was.
   int streamCount() const;
 
   ox_wp_section_handle section(int index) const;
@@ -102,12 +105,15 @@ struct Loaded {
     });
   }
 
-  Library library;
+  TracedLibrary library;
   Plugin plugin;
   ox_wp_file_handle file = nullptr;
 };
 
-// Uses everything once: walks every level, copies, asks for what is not there, releases.
+// Uses the plug-in once: parses, walks every level, copies the first streams, releases.
 void useEverything(const Subject& subject);
+
+// Throws Skipped when it is too late for another copy.
+void expectTimeForCopy(const Subject& subject);
 
 } // namespace host

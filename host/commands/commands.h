@@ -53,7 +53,10 @@ int watch(const Plugin& plugin, const WatchRequest& request);
 struct CheckRequest {
   std::string plugin;
   std::vector<std::string> files;
+  std::vector<std::string> rules;     // patterns of names; none: all rules
   std::chrono::seconds timeLimit{30}; // for one rule on one file
+  bool inProcess = false;             // no process of its own for a rule, and no time limit
+  bool listOnly = false;              // shows the rules and runs none
 };
 int check(const CheckRequest& request);
 

@@ -1,7 +1,7 @@
-// A plug-in for the host's tests, in plain C. Keeps every rule of the boundary but the one that the
-// environment variable FAKE_PLUGIN_BREAKS names.
+// A plug-in for the host's tests, in plain C. It keeps every rule of the boundary except the one
+// that the environment variable FAKE_PLUGIN_BREAKS names.
 //
-// Its files are text, a line a stream:
+// Its files are text, a line for each stream:
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
 #include <math.h>
 #include <stdio.h>
@@ -24,7 +24,7 @@ struct stream {
 };
 
 struct file {
-  char path[4096], label[16]; // one label, of the section and all of its variables
+  char path[4096], label[16]; // the section and all of its variables share one label
   struct stat seen;
   struct stream streams[mostStreams];
   int count;
@@ -77,6 +77,8 @@ static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_
   const int end = 2 + plugin->messages;
   if (index >= end ? !breaks("MESSAGES") : index >= 2 && breaks("EARLY"))
     plugin->messages = 0;
+  if (breaks("PLUGIN_FIELDS"))
+    record->label = "";
   return answer(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
 }
 
@@ -120,8 +122,12 @@ static int readFile(struct file* file) {
 
 static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path) {
   struct plugin* plugin = handle;
-  if (!plugin || plugin->count == mostFiles)
+  if (!plugin || !path || plugin->count == mostFiles)
     return NULL;
+  while (breaks("PARSE_HANG") && strstr(path, ".fake"))
+    pause();
+  while (breaks("FORKS") && !fork())
+    pause();
   struct file* file = calloc(1, sizeof *file);
   strncpy(file->path, path, sizeof file->path - 1);
   if (readFile(file))
@@ -136,12 +142,15 @@ static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path)
 }
 
 static int releaseFile(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
-  (void)plugin, (void)file;
+  if (file && breaks("RELEASE_FILE"))
+    ((struct plugin*)plugin)->files[0]->count = 0;
   return 1;
 }
 
 static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
                            _ox_wp_prop_type* record) {
+  if (file && breaks("LABELS"))
+    strcpy(((struct file*)file)->label, "file");
   const _ox_wp_prop_type properties[] = {
       PROPERTY(file_kind, integer, 0),
       PROPERTY(section_count, integer, 1),
@@ -154,7 +163,7 @@ static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_f
                                              int index) {
   while (breaks("HANG") && index < 0)
     pause();
-  return plugin && index == 0 ? file : NULL;
+  return plugin && (index == 0 || (index < 0 && breaks("NEGATIVE_SECTION"))) ? file : NULL;
 }
 
 static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
@@ -184,7 +193,7 @@ static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle fil
       PROPERTY(variable_data_type, integer, s->type),
       PROPERTY(sample_count, integer, s->declared),
       PROPERTY(variable_x_label, string, owner->label),
-      PROPERTY(variable_y_label, string, breaks("LABELS") ? "count" : owner->label),
+      PROPERTY(variable_y_label, string, owner->label),
       PROPERTY(x_start, double, s->start),
       PROPERTY(x_step, double, s->interval),
       PROPERTY(x_end, double, fma((double)(s->declared - breaks("X_END")), s->interval, s->start)),
@@ -197,7 +206,7 @@ static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                             void* buffer, int size) {
   const struct file* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
-    return 1;
+    return !breaks("NULL_SECTION") || owner;
   if (breaks("CRASH") && !buffer)
     abort();
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
@@ -208,13 +217,15 @@ static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
   const long long found = owner->streams[variable].found;
   for (long long i = 0; i < room && i < found; ++i)
     ((double*)buffer)[i] = sample(3 * variable + i); // no two streams alike
+  if (room == found && breaks("OVERRUN"))
+    ((double*)buffer)[room] = 0;
   return room + breaks("SHORT_COPY") > found && !breaks("LONG_COPY");
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
   if (table && table->version < 1 && breaks("REFUSED_TABLE"))
     memset(table, 0, sizeof *table);
-  if (!table || table->version < 1)
+  if (!table || table->version < 1 || breaks("VERSION"))
     return 1;
   const _ox_wp_plugin_functions_type filled = {.version = OX_WP_PLUGIN_VERSION,
                                                .plugin = calloc(1, sizeof(struct plugin)),
@@ -222,14 +233,15 @@ int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
                                                .release = release,
                                                .get_error_message = getErrorMessage,
                                                .parse_file = parseFile,
-                                               .reserved_48 = breaks("SLOT") ? table : NULL,
-                                               .release_file = releaseFile,
+                                               .release_file =
+                                                   breaks("FUNCTION") ? NULL : releaseFile,
                                                .release_all_files = releaseAllFiles,
                                                .get_file_property = getFileProperty,
                                                .get_section_handle = getSectionHandle,
                                                .get_section_property = getSectionProperty,
                                                .get_variable_property = getVariableProperty,
-                                               .copy_variable_data = copyVariableData};
+                                               .copy_variable_data = copyVariableData,
+                                               .reserved_120[16] = breaks("SLOT") ? table : NULL};
   *table = filled;
   return 0;
 }

@@ -67,8 +67,10 @@ TEST_F(HostTest, ExitStatusTellsWrongUseFromFailure) {
       {{"plot", "list", "--plugin", FAKE_PLUGIN, "-o", "out.PNG", "--to", "5"}, 0},
       {{"./list", "--plugin", FAKE_PLUGIN}, 0},
       {{"--plugin", FAKE_PLUGIN, "no", "list"}, 1},
-      {{"check", FAKE_PLUGIN}, 0},
+      {{"check", "--list"}, 0},
       {{"check", "no"}, 1},
+      {{"check", FAKE_PLUGIN, "missing"}, 2},
+      {{"check", FAKE_PLUGIN, "--rule", "missing"}, 2},
   };
   for (const auto& [arguments, status] : cases)
     EXPECT_EQ(runCommandLine(arguments), status) << testing::PrintToString(arguments);
