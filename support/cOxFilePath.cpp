@@ -14,10 +14,11 @@ namespace {
 
 constexpr const char* kSeparators = "/\\";
 
-// A variable whose value contains its own name would be expanded without an end. No real path comes
-// near these limits.
-constexpr int kMostExpansions = 4096;
+// A variable whose value contains its own name would be expanded without an end, and the path would
+// grow each time. No real path comes near these limits: of its length, and of the bytes that all
+// expansions together write, which is the time that they take.
 constexpr std::size_t kLongestPath = 16 << 20;
+constexpr std::size_t kMostWritten = 128 << 20;
 
 // "$NAME" or "${NAME}" in a path; both strings are empty if there is none.
 struct cVariableReference {
@@ -107,7 +108,7 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       text.replaceFirst("~", home + "/");
   }
 
-  int expansions = 0;
+  std::size_t written = 0;
   for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
     const auto [token, variable] = referenceAt(text, p);
     if (token.empty())
@@ -117,7 +118,9 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       errorMsg("Could not resolve system variable \"" + token + "\" in file path.");
       continue;
     }
-    if (++expansions > kMostExpansions || sizeAfterReplacing(text, token, value) > kLongestPath)
+    const std::size_t size = sizeAfterReplacing(text, token, value);
+    written += size;
+    if (size > kLongestPath || written > kMostWritten)
       throw std::length_error("a system variable makes the path too long");
     text.replaceAll(token, value);
   }

@@ -30,6 +30,7 @@ void replace_string_all(std::string& s, const std::string& from, const std::stri
   // An empty `from` occurs at every position: go on one byte after the last one.
   const std::size_t step = std::max<std::size_t>(from.size(), 1);
   std::string result;
+  result.reserve(s.size());
   std::size_t kept = 0;
   for (std::size_t p = s.find(from); p != std::string::npos; p = s.find(from, p + step)) {
     result.append(s, kept, p - kept).append(to);
