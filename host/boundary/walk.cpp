@@ -82,22 +82,24 @@ void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle se
 }
 
 // The boundary gives no reason why a file was declined; the system may know one.
-Error declined(const std::string& path) {
+std::string reasonFor(const std::string& path) {
   struct stat status {};
-  if (!isPlainPath(path))
-    return Error(path + ": declined; the plug-in reads \\ and ^ in a path as /, a leading ~ as "
-                        "$HOME and $NAME as that variable");
   if (stat(path.c_str(), &status) != 0)
-    return systemError(path);
+    return systemError(path).what();
   if (S_ISDIR(status.st_mode))
-    return Error(path + ": a folder, not a data file");
+    return path + ": a folder, not a data file";
   if (!S_ISREG(status.st_mode))
-    return Error(path + ": not a regular file");
+    return path + ": not a regular file";
   if (access(path.c_str(), R_OK) != 0)
-    return systemError(path);
-  if (status.st_size == 0)
-    return Error(path + ": an empty file");
-  return Error(path + ": holds nothing that the plug-in reads");
+    return systemError(path).what();
+  return path +
+         (status.st_size == 0 ? ": an empty file" : ": holds nothing that the plug-in reads");
+}
+
+Error declined(const std::string& path) {
+  constexpr const char* kExpansion = "; in a path the plug-in reads \\ and ^ as /, a leading ~ as "
+                                     "$HOME and $NAME as that variable";
+  return Error(reasonFor(path) + (isPlainPath(path) ? "" : kExpansion));
 }
 
 } // namespace

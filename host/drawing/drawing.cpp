@@ -265,7 +265,7 @@ void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
                     const Window& window, Output& output) {
   const winsize terminal = terminalSize();
   const int panels = static_cast<int>(countStreams(files));
-  const int rows = std::max(kFewestRows, terminal.ws_row / panels - 1);
+  const int rows = std::max(kFewestRows, terminal.ws_row / std::max(1, panels) - 1);
   Gnuplot gnuplot;
   gnuplot.write(
       fmt::format("set encoding utf8\n"

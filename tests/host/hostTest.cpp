@@ -7,6 +7,7 @@
 #include <csignal>
 #include <optional>
 #include <sstream>
+#include <tuple>
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
@@ -20,6 +21,7 @@
 #include "host/commandLine.h"
 #include "host/commands/commands.h"
 #include "host/drawing/decimate.h"
+#include "host/drawing/timeAxis.h"
 #include "tests/host/fixture.h"
 
 namespace host {
@@ -198,6 +200,24 @@ TEST(Decimate, KeepsSpikeWhereverItIs) {
       }
 }
 
+TEST(TimeAxes, ShareWhatStartTimesAllow) {
+  StreamRecord first;
+  first.sampleCount = 1000;
+  first.interval = 0.01;
+  first.start = 2147.4;
+  // The start of the second, whether both share an axis, and where the second lies on it.
+  const std::vector<std::tuple<double, bool, double>> cases = {
+      {2147.4, true, 0}, {-2147.4, true, 0.167296}, {2146.4, true, 0}, {2000, false, 0}};
+  for (const auto& [start, isShared, offset] : cases) {
+    StreamRecord second = first;
+    second.start = start;
+    const std::vector<TimeAxis> axes = timeAxes({first, second});
+    EXPECT_EQ(axes[1].isShared, isShared) << start;
+    EXPECT_NEAR(axes[1].offset, offset, 1e-9) << start;
+    EXPECT_NEAR(axes[0].offset, start == 2146.4 ? 1 : 0, 1e-9) << start;
+  }
+}
+
 TEST_F(HostTest, PlotDrawsAnyStream) {
   const std::string file = write("odd.fake", "'`$(1)2\\_\" 10 5000 5000 -1.5 0.1\n"
                                              "short 10 1 1 0 0\nempty 10 9 0 0 -1\n");
@@ -207,6 +227,7 @@ TEST_F(HostTest, PlotDrawsAnyStream) {
   EXPECT_TRUE(picture.starts_with("<?xml"));
   EXPECT_NE(picture.find("`$(1)2\\_"), std::string::npos);
   EXPECT_NE(picture.find("no samples"), std::string::npos);
+  EXPECT_NE(picture.find("gpPt6' transform='translate("), std::string::npos); // the dot of "short"
 }
 
 TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
@@ -218,7 +239,7 @@ TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
     const int target = open(log.c_str(), O_WRONLY | O_CREAT, 0600);
     dup2(target, STDOUT_FILENO);
     dup2(target, STDERR_FILENO);
-    _exit(watch(plugin, {file, std::chrono::milliseconds(20)}));
+    _exit(runCommandLine({"watch", file, "--interval", "0.02", "--plugin", FAKE_PLUGIN}));
   }
   const std::vector<std::pair<std::string, const char*>> states = {
       {stream, "1 stream\n"},
