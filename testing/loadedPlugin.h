@@ -1,4 +1,4 @@
-// The plug-in as a host has it: loaded from its file, one parsed file at a time.
+// The plug-in as a host has it: loaded from its file, with one parsed file at a time.
 #pragma once
 
 #include <algorithm>
@@ -11,23 +11,31 @@
 
 #include "plugin/ox_wp_plugin.h"
 
+// Calls the plug-in's entry point; returns what it does.
+inline int initializePlugin(_ox_wp_plugin_functions_type& table) {
+  static void* const library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
+  if (!library)
+    throw std::runtime_error(dlerror());
+  static const auto initialize =
+      reinterpret_cast<ox_wp_plugin_initialize_function>(dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
+  table = {};
+  table.version = OX_WP_PLUGIN_VERSION;
+  return initialize(&table);
+}
+
 class LoadedPlugin {
 public:
   LoadedPlugin() {
-    void* const library = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-    if (!library)
-      throw std::runtime_error(dlerror());
-    const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
-        dlsym(library, OX_WP_PLUGIN_ENTRY_POINT));
-    table_.version = OX_WP_PLUGIN_VERSION;
-    if (initialize(&table_) != 0)
+    if (initializePlugin(table_) != 0)
       throw std::runtime_error("the plug-in refuses the table");
   }
   ~LoadedPlugin() { table_.release(table_.plugin); }
   LoadedPlugin(const LoadedPlugin&) = delete;
   LoadedPlugin& operator=(const LoadedPlugin&) = delete;
 
-  // Releases the file that was parsed before.
+  const _ox_wp_plugin_functions_type& table() const { return table_; }
+
+  // Releases what was parsed before; false when the plug-in declines the file.
   bool tryToParse(const std::string& path) {
     table_.release_all_files(table_.plugin);
     file_ = table_.parse_file(table_.plugin, path.c_str());

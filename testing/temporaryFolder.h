@@ -1,4 +1,4 @@
-// A folder for the files of one test, removed at its end.
+// A folder of its own for each test, gone with everything in it afterwards.
 #pragma once
 
 #include <cstdlib>
@@ -10,7 +10,9 @@
 
 class TemporaryFolder {
 public:
-  TemporaryFolder() {
+  explicit TemporaryFolder(
+      const std::filesystem::path& where = std::filesystem::temp_directory_path())
+      : path_(where / "ox-wp-XXXXXX") {
     if (!mkdtemp(path_.data()))
       throw std::runtime_error("no temporary folder");
   }
@@ -27,5 +29,5 @@ public:
   }
 
 private:
-  std::string path_ = std::filesystem::temp_directory_path() / "ox-wp-XXXXXX";
+  std::string path_;
 };

@@ -7,12 +7,13 @@
 #include <string>
 #include <vector>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "plugin/ox_wp_plugin.h"
+#include "testing/loadedPlugin.h"
+#include "testing/openDescriptors.h"
 #include "testing/temporaryFolder.h"
 
 namespace {
@@ -41,18 +42,6 @@ struct Variable {
 
 class Boundary : public testing::Test {
 protected:
-  Boundary() {
-    library_ = dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL);
-    const auto initialize = reinterpret_cast<ox_wp_plugin_initialize_function>(
-        dlsym(library_, OX_WP_PLUGIN_ENTRY_POINT));
-    host.version = 1;
-    EXPECT_EQ(initialize(&host), 0);
-  }
-  ~Boundary() override {
-    host.release(host.plugin);
-    dlclose(library_);
-  }
-
   ox_wp_file_handle parse(const std::string& path) const {
     return host.parse_file(host.plugin, path.c_str());
   }
@@ -96,11 +85,9 @@ protected:
     return {status, buffer};
   }
 
-  _ox_wp_plugin_functions_type host = {};
+  LoadedPlugin plugin;
+  const _ox_wp_plugin_functions_type& host = plugin.table();
   TemporaryFolder folder;
-
-private:
-  void* library_;
 };
 
 // `samples`, then marks up to `size`.
@@ -109,11 +96,6 @@ Doubles padded(const Samples& samples, std::size_t size) {
   Doubles result(samples.begin(), samples.end());
   result.resize(size, kMark);
   return result;
-}
-
-long openDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return std::distance(begin(all), end(all));
 }
 
 } // namespace

@@ -4,11 +4,12 @@
 #include <numeric>
 #include <vector>
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include "plugin/ox_wp_plugin.h"
 #include "testing/failingSystem.h"
+#include "testing/loadedPlugin.h"
+#include "testing/openDescriptors.h"
 #include "testing/temporaryFolder.h"
 
 using namespace failingSystem;
@@ -27,13 +28,6 @@ protected:
     path = folder.write("a", first + miniSeedFile::pack({}, ramp));
   }
 
-  void initialize() {
-    host = {};
-    host.version = 1;
-    static const auto entry = reinterpret_cast<ox_wp_plugin_initialize_function>(
-        dlsym(dlopen(PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), OX_WP_PLUGIN_ENTRY_POINT));
-    entry(&host);
-  }
   ox_wp_file_handle parse() const { return host.parse_file(host.plugin, path.c_str()); }
 
   // Returns whether all samples were copied, and expects the status to say so.
@@ -52,12 +46,12 @@ protected:
   bool visit(Step which, KindOfCall kind, long call, bool lasting) {
     planned = {.kind = none, .lasting = lasting, .callsBefore = call, .happened = false};
     if (which != initializing)
-      initialize();
+      initializePlugin(host);
     ox_wp_file_handle earlier = which == copying ? parse() : nullptr;
     try {
       planned.kind = which == copying ? none : kind;
       if (which == initializing)
-        initialize();
+        initializePlugin(host);
       else if (which == parsing)
         parse();
       else
@@ -67,16 +61,11 @@ protected:
     }
     planned.kind = none;
     if (!host.plugin)
-      initialize();
+      initializePlugin(host);
     EXPECT_TRUE(!earlier || copy(earlier));
     EXPECT_TRUE(copy(parse()));
     host.release(host.plugin);
     return planned.happened;
-  }
-
-  static long openDescriptors() {
-    const std::filesystem::directory_iterator all("/proc/self/fd");
-    return std::distance(begin(all), end(all));
   }
 
   void everyCall(KindOfCall kind, Step first) {

@@ -1,19 +1,29 @@
-// ox-wp-endure [ROUNDS [MEGABYTES]]: uses the plug-in for a long time, and on large files. Fails
-// when memory or descriptors grow, or when time is not in proportion to the size of the file.
+// ox-wp-endure [ROUNDS [MEGABYTES [SECONDS]]]: uses the plug-in for long, on large files, and on
+// files that change while they are read. Fails when memory or descriptors grow, when time does not
+// stay in proportion to the file, and when a call does not return.
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <malloc.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "testing/loadedPlugin.h"
 #include "testing/miniSeedFile.h"
+#include "testing/openDescriptors.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -50,31 +60,11 @@ void forgetPeak() {
   std::ofstream("/proc/self/clear_refs") << 5;
 }
 
-long openDescriptors() {
-  const std::filesystem::directory_iterator all("/proc/self/fd");
-  return std::distance(begin(all), end(all));
-}
-
 double processorTime() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-class Folder {
-public:
-  Folder() {
-    if (!mkdtemp(path_.data()))
-      throw std::runtime_error("no temporary folder");
-  }
-  ~Folder() { std::filesystem::remove_all(path_); }
-  Folder(const Folder&) = delete;
-  Folder& operator=(const Folder&) = delete;
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-  std::string path_ = std::filesystem::temp_directory_path() / "ox-wp-endure-XXXXXX";
-};
-
-// Interleaved records of so many streams.
+// Records of so many streams, interleaved.
 std::string records(int streams, std::size_t samples) {
   std::vector<std::string> packed;
   packed.reserve(static_cast<std::size_t>(streams));
@@ -84,7 +74,7 @@ std::string records(int streams, std::size_t samples) {
   return miniSeedFile::interleave(packed, 512);
 }
 
-// One round of a host: good files, and everything that can be wrong with one.
+// What a host does all day: good files, and every kind of bad one.
 class Everyday {
 public:
   Everyday() {
@@ -101,7 +91,7 @@ public:
       expect(!plugin_.tryToParse(bad), "a bad file is accepted");
     plugin_.parse(cut_);
     plugin_.parse(good_);
-    expect(plugin_.walk() == 27, "a walk doesn't find three variables");
+    expect(plugin_.walk() == 27, "a walk does not find three variables");
     std::vector<double> all = plugin_.buffer();
     plugin_.copy(all);
     all.resize(all.size() + 1);
@@ -112,7 +102,7 @@ public:
   }
 
 private:
-  Folder files_;
+  TemporaryFolder files_;
   std::string good_ = files_ / "good.mseed";
   std::string cut_ = files_ / "cut";
   std::string noise_ = files_ / "noise";
@@ -162,7 +152,7 @@ double endureFile(const std::string& path, int streams) {
 
 void endureFiles(std::size_t megabytes) {
   std::printf("%12s %8s %12s %18s\n", "file", "streams", "seconds", "peak memory, MiB");
-  const Folder files;
+  const TemporaryFolder files;
   const std::string path = files / "large";
   for (const int streams : {1, 3000}) {
     const std::string once = records(streams, 300);
@@ -175,19 +165,76 @@ void endureFiles(std::size_t megabytes) {
   }
 }
 
+// Parses and copies a file while another process changes it again and again.
+void endureChanges(const char* what, const std::string& path, int perSecond, double seconds,
+                   const std::function<void()>& change) {
+  const pid_t child = fork();
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    for (;; usleep(static_cast<useconds_t>(1000000 / perSecond)))
+      change();
+  }
+  LoadedPlugin plugin;
+  std::vector<double> samples(300); // the whole file is read for them
+  long parses = 0;
+  long accepted = 0;
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::duration<double>(seconds);
+  while (Clock::now() < end) {
+    constexpr unsigned kLongestCall = 10; // seconds, after which the signal ends this process
+    alarm(kLongestCall);
+    ++parses;
+    if (plugin.tryToParse(path)) {
+      ++accepted;
+      plugin.tryToCopy(samples);
+    }
+  }
+  alarm(0);
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  std::printf("%-28s %9d %12ld %12ld\n", what, perSecond, parses, accepted);
+  expect(accepted > 0, "a file that changes is never accepted");
+}
+
+void endureRewriting(double seconds) {
+  std::printf("\n%-28s %9s %12s %12s\n", "change", "a second", "parses", "accepted");
+  const TemporaryFolder files;
+  const std::string path = files / "changing";
+  const std::string bytes = records(1, 4000000); // some megabytes
+  const auto rewrite = [&] {                     // in place and in pieces, as cp does
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    constexpr std::size_t kPiece = 131072;
+    for (std::size_t at = 0; at < bytes.size(); at += kPiece)
+      if (write(file, bytes.data() + at, std::min(kPiece, bytes.size() - at)) < 0)
+        break;
+    close(file);
+  };
+  rewrite();
+  for (const int perSecond : {5, 50})
+    endureChanges("rewritten in place", path, perSecond, seconds, rewrite);
+
+  const std::string pipe = files / "pipe";
+  expect(mkfifo(pipe.c_str(), 0600) == 0, "there is no pipe");
+  endureChanges("exchanged for a pipe", path, 100000, seconds, [&] {
+    renameat2(AT_FDCWD, pipe.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE);
+  });
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
   constexpr int kDecimal = 10;
   const long rounds = argc > 1 ? std::strtol(argv[1], nullptr, kDecimal) : 100000;
   const long megabytes = argc > 2 ? std::strtol(argv[2], nullptr, kDecimal) : 1024;
-  if (argc > 3 || rounds < 10 || megabytes < 1) {
-    std::fprintf(stderr, "usage: endure [ROUNDS [MEGABYTES]]\n");
+  const double seconds = argc > 3 ? std::strtod(argv[3], nullptr) : 60;
+  if (argc > 4 || rounds < 10 || megabytes < 1 || seconds <= 0) {
+    std::fprintf(stderr, "usage: ox-wp-endure [ROUNDS [MEGABYTES [SECONDS]]]\n");
     return 2;
   }
   try {
     endureRounds(rounds);
     endureFiles(static_cast<std::size_t>(megabytes));
+    endureRewriting(seconds);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "endure: %s\n", failure.what());
     return 1;
