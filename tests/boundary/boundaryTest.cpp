@@ -100,7 +100,7 @@ Doubles padded(const Samples& samples, std::size_t size) {
 
 } // namespace
 
-// ox-wp-host check tests that each property has its index, identifier, type and fields.
+// That each property has its index, identifier, type and fields, the checker says of any plug-in.
 TEST_F(Boundary, PropertiesSayWhatTheFileHolds) {
   const ox_wp_file_handle file = parseBytes(
       pack({.location = "00", .sampleRate = 20, .startTime = (1LL << 32) - 1500096, .encoding = 3},
@@ -153,8 +153,8 @@ TEST_F(Boundary, EveryEncodingComesOutAsDoubles) {
       }
 }
 
-// Samples that libmseed can decode are copied even if the variable does not promise them. Others
-// are counted and skipped.
+// What libmseed can decode is copied on request even where the variable says that it isn't
+// deliverable; what it can't is counted and skipped.
 TEST_F(Boundary, OtherEncodingsAreNotDeliverable) {
   for (const int encoding : {2, 12, 13, 14, 16, 30, 32, 77, 254}) {
     const std::string record = pack({.encoding = 3}, ramp(5));
@@ -181,7 +181,7 @@ TEST_F(Boundary, CopiesStopWhereTheBufferEnds) {
 }
 
 TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
-  // Later records of a stream may differ in quality, rate, encoding and start.
+  // Quality, rate, encoding and start of later records make no other stream and change nothing.
   const auto record = [](const char* channel, char quality, int rate, int encoding,
                          std::int32_t first) {
     return pack({.channel = channel,
@@ -191,8 +191,9 @@ TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
                  .encoding = encoding},
                 ramp(3, first));
   };
+  const std::string blank = pack({.network = "", .station = "", .channel = ""}, ramp(3, 300));
   const ox_wp_file_handle file =
-      parseBytes(record("BHZ", 'D', 10, 3, 1) + record("BHE", 'R', 20, 11, 100) +
+      parseBytes(record("BHZ", 'D', 10, 3, 1) + record("BHE", 'R', 20, 11, 100) + blank +
                  record("BHZ", 'Q', 99, 11, 4) + record("BHN", 'M', 40, 1, 200) +
                  record("BHE", 'R', 20, 3, 103) + record("BHZ", 'D', 10, 3, 7));
   const std::vector<Variable> streams = variables(file);
@@ -201,13 +202,16 @@ TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
     std::int32_t first;
     std::size_t count;
     double step;
-  } expected[] = {
-      {"XX_TEST__BHZ", 1, 9, 0.1}, {"XX_TEST__BHE", 100, 6, 0.05}, {"XX_TEST__BHN", 200, 3, 0.025}};
+    double start = first;
+  } expected[] = {{"XX_TEST__BHZ", 1, 9, 0.1},
+                  {"XX_TEST__BHE", 100, 6, 0.05},
+                  {"___", 300, 3, 0.01, 0},
+                  {"XX_TEST__BHN", 200, 3, 0.025}};
   ASSERT_EQ(streams.size(), std::size(expected));
-  for (int i = 0; i < 3; ++i) {
+  for (int i = 0; i < 4; ++i) {
     const Variable& seen = streams[static_cast<std::size_t>(i)];
     EXPECT_EQ(seen.name(), expected[i].name);
-    EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_start), expected[i].first);
+    EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_start), expected[i].start);
     EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_step), expected[i].step);
     EXPECT_EQ(copy(file, i, static_cast<int>(seen.count())).second,
               padded(ramp(expected[i].count, expected[i].first), expected[i].count + 2));
@@ -227,6 +231,31 @@ TEST_F(Boundary, DamagedRecordsAreCountedButNotFound) {
   EXPECT_EQ(copy(file, 0, 20), std::pair(0, padded(ramp(20), 22)));
 }
 
+TEST_F(Boundary, RecordGivesNoMoreSamplesThanItHolds) {
+  const std::string record =
+      pack({.encoding = 3}, ramp(3)); // of 512 bytes, 456 of them for samples
+  const std::pair<char, int> sizes[] = {{0, 1},  {1, 2},  {3, 4},  {4, 4},  {5, 8}, {12, 3},
+                                        {13, 2}, {14, 2}, {16, 2}, {30, 2}, {32, 2}};
+  for (const auto& [encoding, bytes] : sizes)
+    for (const int beyond : {0, 1}) {
+      const int count = 456 / bytes + beyond;
+      const std::string bigEndian = {static_cast<char>(count >> 8), static_cast<char>(count)};
+      const ox_wp_file_handle file =
+          parseBytes(patched(patched(record, miniSeedFile::kEncodingOffset, {encoding}),
+                             miniSeedFile::kSampleCountOffset, bigEndian));
+      EXPECT_EQ(variables(file).at(0).count(), count);
+      const auto [status, samples] = copy(file, 0, count);
+      EXPECT_EQ(status, beyond) << int{encoding};
+      EXPECT_EQ(samples.front() == kMark, beyond == 1) << int{encoding};
+    }
+
+  // 200 samples that only fit into the length that a second blockette 1000 states.
+  const std::string twoLengths =
+      patched(patched(patched(record, 39, "\2"), miniSeedFile::kSampleCountOffset, {0, '\xc8'}), 44,
+              std::string("\0\x40\0\x30\3\xe8\0\x38\3\1\x9\0\3\xe8\0\0\3\1\xa\0", 20));
+  EXPECT_EQ(copy(parseBytes(twoLengths + record), 0, 200), std::pair(1, Doubles(202, kMark)));
+}
+
 TEST_F(Boundary, AnySampleRateIsTaken) {
   const double huge = std::numeric_limits<float>::max();
   for (const double rate : {0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
@@ -244,9 +273,8 @@ TEST_F(Boundary, AnySampleRateIsTaken) {
   }
 }
 
-// Opened as they are, each of these would make libmseed print, wait forever or read the host's
-// standard input.
-TEST_F(Boundary, NamesAndFilesThatMisleadLibmseed) {
+// Each of these would make libmseed print, wait forever, or read what belongs to the host.
+TEST_F(Boundary, NamesAndFilesThatLeadLibmseedAstray) {
   const std::string good = pack({.encoding = 3}, ramp(3));
   const std::string deep = std::string(200, 'd') + "/" + std::string(200, 'e') + "/";
   std::filesystem::create_directories(folder / deep);

@@ -96,16 +96,16 @@ protected:
 } // namespace
 
 #ifndef __SANITIZE_ADDRESS__
-TEST_F(Faults, OfMemoryAreSurvived) {
+TEST_F(Faults, OfMemory) {
   everyCall(memory, initializing);
 }
 #endif
-TEST_F(Faults, OfOpeningAreSurvived) {
+TEST_F(Faults, OfOpening) {
   everyCall(opening, parsing);
 }
-TEST_F(Faults, OfReadingAreSurvived) {
+TEST_F(Faults, OfReading) {
   everyCall(reading, parsing);
 }
-TEST_F(Faults, OfAskingAreSurvived) {
+TEST_F(Faults, OfAsking) {
   everyCall(asking, parsing);
 }

@@ -1,4 +1,4 @@
-// Readers and dispatcher: their codes and messages, and what they change in the file record.
+// Readers and dispatcher: their codes and messages, and what they leave in the file record.
 #include <algorithm>
 #include <fstream>
 #include <string>
@@ -54,7 +54,7 @@ std::string cutRecord() {
   return miniSeed().substr(0, 300);
 }
 
-// A file record for a reader, with one section that was there before.
+// A file record for a reader to fill, with a section that was there before.
 struct Record {
   Record() { file.sections().emplace_back(file).tag = 77; }
   bool isAsBefore() const {
@@ -164,6 +164,22 @@ TEST(MiniSeed, FillsOneSectionAndMarksTheFile) {
   const cGeoParserVariable& variable = before.file.sections().back().variables.at(0);
   EXPECT_EQ(variable.gapSum, 4 + 6);          // 9.5 s and 13.5 s, each over 2 * 10^6
   EXPECT_EQ(variable.nextStartTime, 2500000); // a sample after the last start
+}
+
+TEST(MiniSeed, SectionWithVariablesGetsFurtherOnes) {
+  const TemporaryFolder folder;
+  std::vector<std::string> streams;
+  for (const char* channel : {"BHE", "BHN"})
+    streams.push_back(miniSeedFile::pack({.channel = channel, .recordLength = 128},
+                                         miniSeedFile::wave(300 + streams.size(), 1)));
+  Record before;
+  cGeoFileParserMiniSeed reader(before.file);
+  reader.parseFile(folder.write("a", miniSeedFile::interleave(streams, 128)));
+  cGeoParserSection& section = before.file.sections().back();
+  EXPECT_TRUE(reader.parseHeader(section));
+  ASSERT_EQ(section.variables.size(), 4U);
+  for (const std::size_t i : {0U, 1U, 2U, 3U})
+    EXPECT_EQ(section.variables[i].sampleCount, 300 + i % 2);
 }
 
 TEST(Dispatcher, ReadersHaveTheirOrder) {
