@@ -1,5 +1,6 @@
-// Any bytes as a file, through the whole boundary: initialise, parse, walk, copy, change the file,
-// parse again, release. The last two bytes of an input choose the file's extension and its change.
+// Any bytes as a file, through the whole boundary: initialize, parse, walk, copy, change the file,
+// copy and parse again, release. The last three bytes of an input choose the file's extension, its
+// age, and how it changes.
 #include <algorithm>
 #include <bit>
 #include <cstdint>
@@ -15,8 +16,8 @@
 #include <unistd.h>
 
 #include "fuzz/fuzz.h"
-#include "fuzz/memory.h"
 #include "plugin/ox_wp_plugin.h"
+#include "testing/temporaryFolder.h"
 
 using fuzz::require;
 
@@ -28,10 +29,10 @@ namespace {
 constexpr const char* kExtensions[] = {"", ".mseed", ".MSD", ".dat", ".seg2", ".sg"};
 enum class Change { append, cut, empty, vanish };
 
-// More samples than this are not asked for at once: a damaged header can claim millions.
-constexpr std::int64_t kMostSamples = 100000;
+// A copy asks for no more samples than this: a damaged header can declare millions.
+constexpr std::int64_t kMostSamples = 10000;
 
-// What nothing may write to and nothing may leave open.
+// Checks that the plug-in prints nothing and leaves no descriptor open.
 class Surroundings {
 public:
   Surroundings() : printed_(memfd_create("printed", MFD_CLOEXEC)) {
@@ -39,19 +40,18 @@ public:
       saved_[stream - 1] = fcntl(stream, F_DUPFD_CLOEXEC, 10);
       dup2(printed_, stream);
     }
-    complainTo(saved_[1]);
-    descriptors_ = openDescriptors();
+    reportTo(saved_[1]);
+    next_ = nextDescriptor();
   }
   Surroundings(const Surroundings&) = delete;
   Surroundings& operator=(const Surroundings&) = delete;
 
   ~Surroundings() {
-    require(openDescriptors() == descriptors_, "a descriptor stays open");
-    require(!fuzz::readBufferIsTaken, "libmseed's reading state stays");
+    require(nextDescriptor() == next_, "no descriptor stays open");
     std::fflush(nullptr);
     struct stat status = {};
-    require(fstat(printed_, &status) == 0 && status.st_size == 0, "something was printed");
-    complainTo(2);
+    require(fstat(printed_, &status) == 0 && status.st_size == 0, "nothing is printed");
+    reportTo(2);
     for (const int stream : {1, 2}) {
       dup2(saved_[stream - 1], stream);
       close(saved_[stream - 1]);
@@ -60,21 +60,22 @@ public:
   }
 
 private:
-  static void complainTo(std::intptr_t descriptor) {
-    fuzz::complaints = static_cast<int>(descriptor);
+  static void reportTo(std::intptr_t descriptor) {
+    fuzz::reports = static_cast<int>(descriptor);
     // NOLINTNEXTLINE(performance-no-int-to-ptr): the sanitizer takes a number for a pointer
     __sanitizer_set_report_fd(reinterpret_cast<void*>(descriptor));
   }
 
-  static std::uint64_t openDescriptors() {
-    std::uint64_t result = 0;
-    for (int i = 0; i < 64; ++i)
-      result = result << 1 | (fcntl(i, F_GETFD) != -1 ? 1 : 0);
-    return result;
+  // The lowest free one: higher than before when one has stayed open.
+  int nextDescriptor() const {
+    const int next = dup(printed_);
+    close(next);
+    return next;
   }
+
   int printed_;
   int saved_[2] = {-1, -1};
-  std::uint64_t descriptors_ = 0;
+  int next_ = -1;
 };
 
 void write(const std::string& path, const std::uint8_t* bytes, std::size_t size) {
@@ -84,7 +85,7 @@ void write(const std::string& path, const std::uint8_t* bytes, std::size_t size)
   require(written, "there is no room for the file");
 }
 
-// Asks index after index; checks each answer and gives the integers found.
+// Reads index after index and checks each record; returns the integers found.
 template<class Ask>
 std::vector<std::int64_t> walk(const Ask& ask) {
   std::vector<std::int64_t> integers;
@@ -118,9 +119,7 @@ public:
 
   ox_wp_section_handle parse(const std::string& path) {
     file_ = table_.parse_file(table_.plugin, path.c_str());
-    require(!fuzz::readBufferIsTaken, "a parse ends libmseed's reading state");
     ox_wp_section_handle section = table_.get_section_handle(table_.plugin, file_, 0);
-    require(!file_ || fuzz::readBufferWasTaken, "libmseed takes its buffer here");
     require(!file_ == !section, "a file has a section");
     require(!table_.get_section_handle(table_.plugin, file_, 1), "a file has one section");
     return section;
@@ -153,8 +152,8 @@ public:
     return counts;
   }
 
-  // Copies twice, over different marks: what differs afterwards was not stored. Gives the samples
-  // that were.
+  // Copies twice, over different marks: what differs afterwards was not stored. Returns the samples
+  // that were stored.
   std::vector<std::uint64_t> copy(ox_wp_section_handle section, int variable, std::int64_t count) {
     constexpr std::uint64_t kMarks[] = {0x7FF8DEADBEEF0001, 0x7FF8DEADBEEF0002};
     const auto size = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
@@ -166,7 +165,6 @@ public:
       status[i] =
           table_.copy_variable_data(table_.plugin, file_, section, variable, ox_wp_type_double,
                                     samples[i].get(), static_cast<int>(count * 8));
-      require(!fuzz::readBufferIsTaken, "a copy ends libmseed's reading state");
     }
     require(status[0] == status[1], "two copies have the same status");
 
@@ -180,7 +178,7 @@ public:
     require(status[0] != 0 || n == size, "a copy that succeeds fills the buffer");
     for (; n < size; ++n)
       require(bits(0, n) == kMarks[0] && bits(1, n) == kMarks[1],
-              "two copies agree, and nothing is stored behind a hole");
+              "two copies agree, and what they store has no gap");
     return stored;
   }
 
@@ -198,30 +196,22 @@ public:
     }
   }
 
-  void refusals(ox_wp_section_handle section, int variables) {
-    double untouched = 1;
-    for (const auto& [variable, type] :
-         {std::pair{-1, ox_wp_type_double}, {variables, ox_wp_type_double}, {0, ox_wp_type_none}})
-      require(table_.copy_variable_data(table_.plugin, file_, section, variable, type, &untouched,
-                                        sizeof untouched) == 1 &&
-                  untouched == 1,
-              "a refused copy touches nothing");
-  }
-
 private:
   _ox_wp_plugin_functions_type table_ = {};
   ox_wp_file_handle file_ = nullptr;
 };
 
-void makeChange(const std::string& path, Change kind, const std::uint8_t* data, std::size_t size) {
+// `share` is that of the bytes that stay, of 256.
+void makeChange(const std::string& path, Change kind, std::size_t share, const std::uint8_t* data,
+                std::size_t size) {
   switch (kind) {
   case Change::append: {
-    std::vector<std::uint8_t> twice(data, data + size);
-    twice.insert(twice.end(), data, data + size);
-    return write(path, twice.data(), twice.size());
+    std::vector<std::uint8_t> longer(data, data + size);
+    longer.insert(longer.end(), data, data + size * share / 256 + 1);
+    return write(path, longer.data(), longer.size());
   }
   case Change::cut:
-    return write(path, data, size / 2);
+    return write(path, data, size * share / 256);
   case Change::empty:
     return write(path, data, 0);
   case Change::vanish:
@@ -229,8 +219,24 @@ void makeChange(const std::string& path, Change kind, const std::uint8_t* data, 
   }
 }
 
-void run(const std::string& path, Change kind, const std::uint8_t* data, std::size_t size) {
+// A file at rest is read from the disk, one that was just modified from a copy.
+void putToRest(const std::string& path) {
+  const timespec longAgo[2] = {{1, 0}, {1, 0}};
+  utimensat(AT_FDCWD, path.c_str(), longAgo, 0);
+}
+
+// What the last bytes of an input choose.
+struct Choices {
+  Change change;
+  std::size_t share;
+  bool isAtRest;
+};
+
+void run(const std::string& path, const Choices& choices, const std::uint8_t* data,
+         std::size_t size) {
   write(path, data, size);
+  if (choices.isAtRest)
+    putToRest(path);
   Host plugin;
   ox_wp_section_handle section = plugin.parse(path);
   if (!section)
@@ -239,15 +245,16 @@ void run(const std::string& path, Change kind, const std::uint8_t* data, std::si
   require(plugin.changed() == 0, "a change is reported once");
   const std::vector<std::int64_t> counts = plugin.walkAll(section);
   const auto variables = static_cast<int>(counts.size());
-  plugin.refusals(section, variables);
   plugin.copyAll(section, 0, counts[0]);
   if (variables > 1)
     plugin.copyAll(section, variables - 1, counts.back());
 
-  makeChange(path, kind, data, size);
+  makeChange(path, choices.change, choices.share, data, size);
+  if (choices.isAtRest)
+    putToRest(path);
   require(plugin.changed() == 1 && plugin.changed() == 0, "a change is reported, once");
   require(plugin.walkAll(section) == counts, "a change on disk leaves a parsed file alone");
-  plugin.copy(section, 0, 10);
+  plugin.copy(section, variables - 1, std::min(counts.back(), kMostSamples));
   if (ox_wp_section_handle again = plugin.parse(path)) {
     require(again != section, "each parse has its own handles");
     plugin.copy(again, 0, std::min(plugin.walkAll(again)[0], kMostSamples));
@@ -257,17 +264,18 @@ void run(const std::string& path, Change kind, const std::uint8_t* data, std::si
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const fuzz::InputFolder folder;
-  constexpr std::size_t kChoices = 2;
+  static const TemporaryFolder folder(fuzz::kFolder);
+  constexpr std::size_t kChoices = 3;
   if (size <= kChoices)
     return -1;
   size -= kChoices;
-  const std::string path = folder.name(kExtensions[data[size] % std::size(kExtensions)]);
+  const std::uint8_t* const chosen = data + size;
+  const Choices choices = {static_cast<Change>(chosen[1] % 4), chosen[2], chosen[1] >= 128};
+  const std::string path = folder / "input" + kExtensions[chosen[0] % std::size(kExtensions)];
   {
     const Surroundings unchanged;
-    run(path, static_cast<Change>(data[size + 1] % 4), data, size);
+    run(path, choices, data, size);
   }
   unlink(path.c_str());
-  fuzz::clearReadBuffer(2 * size);
   return 0;
 }

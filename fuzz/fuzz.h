@@ -1,42 +1,23 @@
-// What the fuzz targets share: how they complain, and a file in memory to put an input into.
+// What the fuzz targets share: how they report, and where their files are.
 #pragma once
 
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <stdexcept>
-#include <string>
-
-#include "testing/miniSeedFile.h"
 
 namespace fuzz {
 
-// Where complaints go: standard error, unless a target has put something else in its place.
-inline int complaints = 2;
+// The descriptor for reports: standard error, unless a target has replaced that.
+inline int reports = 2;
 
-// Ends the process, as the fuzzer wants it, when something that always holds doesn't.
+// Ends the process, as the fuzzer expects, when something that always holds does not.
 inline void require(bool condition, const char* what) {
   if (condition)
     return;
-  dprintf(complaints, "broken: %s\n", what);
+  dprintf(reports, "broken: %s\n", what);
   std::abort();
 }
 
-// A folder in memory for one file, whose name begins with "input".
-class InputFolder {
-public:
-  InputFolder() {
-    if (!mkdtemp(path_.data()))
-      throw std::runtime_error("no folder for inputs");
-  }
-  ~InputFolder() { std::filesystem::remove_all(path_); }
-  InputFolder(const InputFolder&) = delete;
-  InputFolder& operator=(const InputFolder&) = delete;
-
-  std::string name(const std::string& extension) const { return path_ + "/input" + extension; }
-
-private:
-  std::string path_ = "/dev/shm/ox-wp-fuzz-XXXXXX";
-};
+// Files in memory, for speed.
+constexpr const char* kFolder = "/dev/shm";
 
 } // namespace fuzz
