@@ -82,7 +82,21 @@ void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle se
 }
 
 // The boundary gives no reason why a file was declined; the system may know one.
-std::string reasonFor(const std::string& path) {
+Error declined(const std::string& path) {
+  constexpr const char* kExpansion = "; in a path the plug-in reads \\ and ^ as /, a leading ~ as "
+                                     "$HOME and $NAME as that variable";
+  struct stat status {};
+  std::string reason = whyUnreadable(path);
+  if (reason.empty() && stat(path.c_str(), &status) == 0 && status.st_size == 0)
+    reason = path + ": an empty file";
+  if (reason.empty())
+    reason = path + ": holds nothing that the plug-in reads";
+  return Error(reason + (isPlainPath(path) ? "" : kExpansion));
+}
+
+} // namespace
+
+std::string whyUnreadable(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0)
     return systemError(path).what();
@@ -92,17 +106,8 @@ std::string reasonFor(const std::string& path) {
     return path + ": not a regular file";
   if (access(path.c_str(), R_OK) != 0)
     return systemError(path).what();
-  return path +
-         (status.st_size == 0 ? ": an empty file" : ": holds nothing that the plug-in reads");
+  return {};
 }
-
-Error declined(const std::string& path) {
-  constexpr const char* kExpansion = "; in a path the plug-in reads \\ and ^ as /, a leading ~ as "
-                                     "$HOME and $NAME as that variable";
-  return Error(reasonFor(path) + (isPlainPath(path) ? "" : kExpansion));
-}
-
-} // namespace
 
 double StreamRecord::timeOf(uint64_t sample) const noexcept {
   return std::fma(static_cast<double>(sample), interval, start);

@@ -60,6 +60,9 @@ inline constexpr int kLongestWalk = 1 << 20;
 // Reads the queued messages too, which takes them out of the queue.
 Properties walkPlugin(const Plugin& plugin);
 
+// A message why this is not a regular file that can be opened; empty when it is.
+std::string whyUnreadable(const std::string& path);
+
 // Parses a file and reads all its properties. Throws Error when the plug-in declines the file.
 FileRecord openFile(const Plugin& plugin, const std::string& path);
 
