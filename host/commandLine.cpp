@@ -232,8 +232,9 @@ private:
         "check", "Checks whether a plug-in keeps the rules of the boundary",
         "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed",
         "The rules are those that any plug-in must keep. Copies are tried on the first streams of "
-        "a file. Rules that need a file are skipped without one. After two rules hung on a file, "
-        "or six in all, the others are skipped.");
+        "a file. Rules that need a file are skipped without one. After three rules hung, the "
+        "others "
+        "are skipped.");
     command->add_option("PLUGIN", check_.plugin, "The library; required without --list")
         ->type_name("");
     command->add_option("FILE", check_.files, "Data files that it reads")->type_name("");

@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <functional>
-#include <utility>
 #include <vector>
 
 #include "host/boundary/propertyTable.h"
@@ -29,66 +26,54 @@ struct Reading {
   }
 };
 
-// What has properties: the plug-in, a file, a section or a variable.
+// What has properties: the plug-in, its file, a section or a variable.
 struct Owner {
+  const Loaded& loaded;
   PropertyLevel level;
-  std::string name; // for messages
-  std::function<int(int index, _ox_wp_prop_type* record)> get;
+  ox_wp_section_handle section = nullptr;
+  int variable = 0;
 
+  // For messages.
+  std::string name() const {
+    constexpr std::array kNames = {"plug-in", "file", "section", "variable"};
+    const char* name = kNames[static_cast<size_t>(level)];
+    return level == PropertyLevel::variable ? fmt::format("{} {}", name, variable) : name;
+  }
+
+  int get(int index, _ox_wp_prop_type* record) const {
+    const Plugin& plugin = loaded.plugin;
+    switch (level) {
+    case PropertyLevel::plugin:
+      return plugin->get_plugin_property(plugin.handle(), index, record);
+    case PropertyLevel::file:
+      return plugin->get_file_property(plugin.handle(), loaded.file, index, record);
+    case PropertyLevel::section:
+      return plugin->get_section_property(plugin.handle(), loaded.file, section, index, record);
+    default:
+      return plugin->get_variable_property(plugin.handle(), loaded.file, section, variable, index,
+                                           record);
+    }
+  }
   Reading read(int index) const {
     Reading reading{};
     reading.status = get(index, &reading.record);
     return reading;
   }
-
   // The property of this identifier, at its fixed index.
   _ox_wp_prop_type value(int32_t identifier) const {
     return read(findProperty(identifier)->index).record;
   }
-  const char* string(int32_t identifier) const {
-    const char* string = value(identifier).string_value;
-    expect(string, "{}: {} is a null string", name, propertyName(identifier));
-    return string;
-  }
 };
-
-Owner pluginOwner(const Plugin& plugin) {
-  return {PropertyLevel::plugin, "plug-in", [&plugin](int index, _ox_wp_prop_type* record) {
-            return plugin->get_plugin_property(plugin.handle(), index, record);
-          }};
-}
-
-Owner fileOwner(const Loaded& loaded) {
-  return {PropertyLevel::file, "file", [&loaded](int index, _ox_wp_prop_type* record) {
-            return loaded.plugin->get_file_property(loaded.plugin.handle(), loaded.file, index,
-                                                    record);
-          }};
-}
-
-Owner sectionOwner(const Loaded& loaded, ox_wp_section_handle section) {
-  return {PropertyLevel::section, "section",
-          [&loaded, section](int index, _ox_wp_prop_type* record) {
-            return loaded.plugin->get_section_property(loaded.plugin.handle(), loaded.file, section,
-                                                       index, record);
-          }};
-}
-
-Owner variableOwner(const Loaded& loaded, ox_wp_section_handle section, int variable) {
-  return {PropertyLevel::variable, fmt::format("variable {}", variable),
-          [&loaded, section, variable](int index, _ox_wp_prop_type* record) {
-            return loaded.plugin->get_variable_property(loaded.plugin.handle(), loaded.file,
-                                                        section, variable, index, record);
-          }};
-}
 
 // Calls visit(owner) for the file and all that it holds.
 template<class Visit>
 void forEachOwner(const Loaded& loaded, Visit visit) {
-  visit(fileOwner(loaded));
-  loaded.forEachSection(
-      [&](ox_wp_section_handle section) { visit(sectionOwner(loaded, section)); });
+  visit(Owner{loaded, PropertyLevel::file});
+  loaded.forEachSection([&](ox_wp_section_handle section) {
+    visit(Owner{loaded, PropertyLevel::section, section});
+  });
   loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    visit(variableOwner(loaded, section, variable));
+    visit(Owner{loaded, PropertyLevel::variable, section, variable});
   });
 }
 
@@ -99,18 +84,6 @@ void forEachDefinition(PropertyLevel level, Visit visit) {
     if (definition.level == level)
       visit(definition);
 }
-
-constexpr std::array kFields = std::to_array<std::pair<size_t, const char*>>({
-    {offsetof(_ox_wp_prop_type, identifier), "identifier"},
-    {offsetof(_ox_wp_prop_type, reserved_4), "reserved_4"},
-    {offsetof(_ox_wp_prop_type, label), "label"},
-    {offsetof(_ox_wp_prop_type, type), "type"},
-    {offsetof(_ox_wp_prop_type, reserved_20), "reserved_20"},
-    {offsetof(_ox_wp_prop_type, string_value), "string_value"},
-    {offsetof(_ox_wp_prop_type, double_value), "double_value"},
-    {offsetof(_ox_wp_prop_type, reserved_40), "reserved_40"},
-    {offsetof(_ox_wp_prop_type, integer_value), "integer_value"},
-});
 
 // All fields must be as the caller left them, but the identifier and, on success, the type and what
 // belongs to it.
@@ -129,20 +102,17 @@ void expectOthersUnchanged(const Reading& reading, const std::string& where) {
   }
   const auto seen = bytesOf(record);
   const auto expected = bytesOf(allowed);
-  for (size_t i = 0; i < kFields.size(); ++i) {
-    const size_t end = i + 1 < kFields.size() ? kFields[i + 1].first : seen.size();
-    for (size_t at = kFields[i].first; at < end; ++at)
-      expect(seen[at] == expected[at], "{}: {} was written to ({})", where, kFields[i].second,
-             reading.describe());
-  }
+  const auto difference = std::mismatch(seen.begin(), seen.end(), expected.begin()).first;
+  expect(difference == seen.end(), "{}: byte {} of the record was written to; seen {}", where,
+         difference - seen.begin(), reading.describe());
 }
 
 void expectRefused(const Owner& owner, int index) {
   const Reading reading = owner.read(index);
   expect(reading.status == 1 && reading.record.identifier == ox_wp_prop_none,
-         "{}, index {}: expected status 1, identifier 0; seen {}", owner.name, index,
+         "{}, index {}: expected status 1, identifier 0; seen {}", owner.name(), index,
          reading.describe());
-  expectOthersUnchanged(reading, fmt::format("{}, index {}", owner.name, index));
+  expectOthersUnchanged(reading, fmt::format("{}, index {}", owner.name(), index));
 }
 
 // Calls visit(index, reading) for index 0, 1, 2, ... until no property comes back.
@@ -159,10 +129,9 @@ void walkReadings(const Owner& owner, Visit visit) {
 
 // The place of a property's kind in the order of a walk: that of its row in the table.
 void keepsPluginOrder(const Subject& subject) {
-  const TracedLibrary library(subject.plugin);
-  const Plugin plugin(library);
+  const Loaded loaded(subject);
   const PropertyDefinition* last = nullptr;
-  walkReadings(pluginOwner(plugin), [&](int index, const Reading& reading) {
+  walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
     const PropertyDefinition* definition = findProperty(reading.record.identifier);
     if (!definition) // one that this host does not know
       return;
@@ -172,28 +141,17 @@ void keepsPluginOrder(const Subject& subject) {
            last->name);
     last = definition;
   });
-}
-
-void keepsPluginRecords(const Subject& subject) {
-  const Loaded loaded(subject);
-  const Owner owner = pluginOwner(loaded.plugin);
-  owner.get(0, nullptr);
   for (const int index : kNegatives) {
-    const Reading reading = owner.read(index);
-    expect(reading.record.identifier == ox_wp_prop_none, "index {}: expected identifier 0, seen {}",
-           index, reading.record.identifier);
-    expectOthersUnchanged(reading, fmt::format("index {}", index));
+    const int32_t identifier = Owner{loaded, PropertyLevel::plugin}.read(index).record.identifier;
+    expect(identifier == ox_wp_prop_none, "index {} gives identifier {}", index, identifier);
   }
-  walkReadings(owner, [](int index, const Reading& reading) {
-    expectOthersUnchanged(reading, fmt::format("index {}", index));
-  });
 }
 
 // Only an index past the end clears the queue: until then every property can be read again.
 void deliversMessagesOnce(const Subject& subject) {
-  const TracedLibrary library(subject.plugin);
-  const Plugin plugin(library);
-  const Owner owner = pluginOwner(plugin);
+  const Loaded loaded(subject);
+  const Plugin& plugin = loaded.plugin;
+  const Owner owner{loaded, PropertyLevel::plugin};
   plugin->parse_file(plugin.handle(), kMissingFile); // may queue a message
   size_t messages = 0;
   size_t others = 0;
@@ -217,11 +175,11 @@ void hasTheProperties(const Subject& subject) {
       const _ox_wp_prop_type& record = reading.record;
       expect(reading.status == 0 && record.identifier == definition.identifier &&
                  record.type == definition.type,
-             "{}, index {}: expected status 0, identifier {} ({}), type {}; seen {}", owner.name,
+             "{}, index {}: expected status 0, identifier {} ({}), type {}; seen {}", owner.name(),
              definition.index, definition.identifier, definition.name, definition.type,
              reading.describe());
       expect(record.type != ox_wp_type_string || record.string_value, "{}: {} is a null string",
-             owner.name, definition.name);
+             owner.name(), definition.name);
     });
   });
 }
@@ -242,62 +200,66 @@ void endsWalks(const Subject& subject) {
 void refusesOtherVariables(const Subject& subject) {
   const Loaded loaded(subject);
   loaded.forEachSection([&](ox_wp_section_handle section) {
-    for (const int variable : {loaded.variableCount(section), INT32_MAX})
-      expectRefused(variableOwner(loaded, section, variable), 0);
-    for (const int variable : kNegatives)
-      expectRefused(variableOwner(loaded, section, variable), 0);
+    for (const int variable : {loaded.variableCount(section), INT32_MAX, -1, INT32_MIN})
+      expectRefused({loaded, PropertyLevel::variable, section, variable}, 0);
   });
+}
+
+void expectRecordNeeded(const Owner& owner) {
+  const int status = owner.get(0, nullptr);
+  expect(status == 1, "{}, a null record: expected status 1, seen {}", owner.name(), status);
 }
 
 void refusesNullObjects(const Subject& subject) {
   Loaded loaded(subject);
-  const auto expectRecordNeeded = [](const Owner& owner) {
-    const int status = owner.get(0, nullptr);
-    expect(status == 1, "{}: a null record: expected status 1, seen {}", owner.name, status);
-  };
   if (loaded.file)
     forEachOwner(loaded, expectRecordNeeded);
-  std::vector<Owner> nulls = {sectionOwner(loaded, nullptr), variableOwner(loaded, nullptr, 0)};
   loaded.file = nullptr;
-  nulls.push_back(fileOwner(loaded));
-  for (Owner& owner : nulls) {
-    owner.name = "null " + owner.name;
-    expectRefused(owner, 0);
-    expectRecordNeeded(owner);
+  for (const PropertyLevel level :
+       {PropertyLevel::file, PropertyLevel::section, PropertyLevel::variable}) {
+    expectRefused({loaded, level}, 0);
+    expectRecordNeeded({loaded, level});
   }
 }
 
 void leavesOtherFields(const Subject& subject) {
   const Loaded loaded(subject);
+  const Owner plugin{loaded, PropertyLevel::plugin};
+  plugin.get(0, nullptr);
+  for (const int index : kNegatives)
+    expectOthersUnchanged(plugin.read(index), "plug-in, a negative index");
+  walkReadings(plugin, [](int index, const Reading& reading) {
+    expectOthersUnchanged(reading, fmt::format("plug-in, index {}", index));
+  });
+  if (!loaded.file)
+    return;
   forEachOwner(loaded, [](const Owner& owner) {
     forEachDefinition(owner.level, [&](const PropertyDefinition& definition) {
-      expectOthersUnchanged(owner.read(definition.index), owner.name);
+      expectOthersUnchanged(owner.read(definition.index), owner.name());
     });
   });
 }
 
-void reportsKnownValues(const Subject& subject) {
+bool isAllowed(int32_t identifier, int64_t value) {
+  switch (identifier) {
+  case ox_wp_prop_file_kind:
+  case ox_wp_prop_section_kind:
+  case ox_wp_prop_variable_kind:
+    return value == 0;
+  case ox_wp_prop_variable_data_type:
+    return value == ox_wp_type_none || value == ox_wp_type_double;
+  default: // counts, and the change flag
+    return value >= 0;
+  }
+}
+
+void reportsAllowedValues(const Subject& subject) {
   const Loaded loaded(subject);
   forEachOwner(loaded, [](const Owner& owner) {
     forEachDefinition(owner.level, [&](const PropertyDefinition& definition) {
       const int64_t value = owner.value(definition.identifier).integer_value;
-      const auto expectThat = [&](bool kept) {
-        expect(kept, "{}: {} is {}", owner.name, definition.name, value);
-      };
-      switch (definition.identifier) {
-      case ox_wp_prop_file_kind:
-      case ox_wp_prop_section_kind:
-      case ox_wp_prop_variable_kind:
-        return expectThat(value == 0);
-      case ox_wp_prop_variable_data_type:
-        return expectThat(value == ox_wp_type_none || value == ox_wp_type_double);
-      case ox_wp_prop_section_count:
-      case ox_wp_prop_variable_count:
-      case ox_wp_prop_sample_count:
-        return expectThat(value >= 0);
-      default:
-        return;
-      }
+      expect(definition.type != ox_wp_type_integer || isAllowed(definition.identifier, value),
+             "{}: {} is {}", owner.name(), definition.name, value);
     });
   });
 }
@@ -305,19 +267,22 @@ void reportsKnownValues(const Subject& subject) {
 void computesTheEnd(const Subject& subject) {
   const Loaded loaded(subject);
   loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    const Owner owner = variableOwner(loaded, section, variable);
+    const Owner owner{loaded, PropertyLevel::variable, section, variable};
     const auto count = static_cast<double>(owner.value(ox_wp_prop_sample_count).integer_value);
     const double expected = std::fma(count, owner.value(ox_wp_prop_x_step).double_value,
                                      owner.value(ox_wp_prop_x_start).double_value);
     const double seen = owner.value(ox_wp_prop_x_end).double_value;
     expect(seen == expected || (std::isnan(seen) && std::isnan(expected)),
-           "{}: expected {}, seen {}", owner.name, expected, seen);
+           "{}: expected {}, seen {}", owner.name(), expected, seen);
   });
 }
 
 // A string as the plug-in delivered it, and a copy of it from then.
 struct KeptString {
-  explicit KeptString(const char* string) : delivered(string), copy(string) {}
+  explicit KeptString(const char* string) : delivered(string) {
+    expect(string, "a string is null");
+    copy = string;
+  }
   void expectUnchanged() const {
     expect(delivered == copy, "\"{}\" became \"{}\"", copy, delivered);
   }
@@ -330,7 +295,8 @@ void keepsNames(const Subject& subject) {
   const Loaded loaded(subject);
   std::vector<KeptString> names;
   loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    names.emplace_back(variableOwner(loaded, section, variable).string(ox_wp_prop_variable_name));
+    const Owner owner{loaded, PropertyLevel::variable, section, variable};
+    names.emplace_back(owner.value(ox_wp_prop_variable_name).string_value);
   });
   forEachOwner(loaded, [](const Owner& owner) { owner.read(0); });
   loaded.plugin->parse_file(loaded.plugin.handle(), kMissingFile);
@@ -347,9 +313,9 @@ void keepsLabels(const Subject& subject) {
          {ox_wp_prop_section_x_label, ox_wp_prop_variable_x_label, ox_wp_prop_variable_y_label}) {
       if (findProperty(identifier)->level != owner.level)
         continue;
-      const KeptString label(owner.string(identifier));
-      fileOwner(loaded).value(ox_wp_prop_section_count);
-      pluginOwner(loaded.plugin).read(0);
+      const KeptString label(owner.value(identifier).string_value);
+      for (const PropertyLevel level : {PropertyLevel::plugin, PropertyLevel::file})
+        Owner{loaded, level}.read(ox_wp_index_section_count);
       loaded.section(0);
       loaded.plugin->parse_file(loaded.plugin.handle(), kMissingFile);
       label.expectUnchanged();
@@ -359,14 +325,13 @@ void keepsLabels(const Subject& subject) {
 
 constexpr std::array kRules = std::to_array<Rule>({
     {"properties of the plug-in end, and come in the order of the boundary", keepsPluginOrder},
-    {"unused fields stay unchanged in properties of the plug-in", keepsPluginRecords},
     {"queued messages are delivered once, in a full walk", deliversMessagesOnce},
     {"null files, sections and records are refused", refusesNullObjects},
     {"every property has its index and its type", hasTheProperties, Needs::file},
     {"any index out of range gives identifier 0 and status 1", endsWalks, Needs::file},
     {"properties of variables outside the section are refused", refusesOtherVariables, Needs::file},
-    {"unused fields stay unchanged", leavesOtherFields, Needs::file},
-    {"kind is 0, data type none or double, count not negative", reportsKnownValues, Needs::file},
+    {"unused fields stay unchanged", leavesOtherFields},
+    {"kind is 0, data type none or double, count not negative", reportsAllowedValues, Needs::file},
     {"the end is start + count * interval, rounded once", computesTheEnd, Needs::file},
     {"names stay unchanged until their file is released", keepsNames, Needs::file},
     {"a label stays unchanged until the next property of its section", keepsLabels, Needs::file},

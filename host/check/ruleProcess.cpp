@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <new>
 
 #include <fcntl.h>
@@ -60,42 +59,26 @@ struct Report {
   const char* calling;         // a literal, which both have at the same address too
 };
 
-struct Unmap {
-  void operator()(Report* report) const noexcept { munmap(report, sizeof *report); }
-};
-
-std::unique_ptr<Report, Unmap> sharedReport() {
-  void* const memory =
+// The report of the next child. Stays mapped until the process ends.
+Report& emptyReport() {
+  static void* const memory =
       mmap(nullptr, sizeof(Report), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED)
     throw systemError("no shared memory");
-  return std::unique_ptr<Report, Unmap>(new (memory) Report{});
+  return *new (memory) Report{};
 }
 
-// What the child prints, in memory.
-class PrintedOutput {
-public:
-  PrintedOutput() : descriptor_(memfd_create("printed", MFD_CLOEXEC)) {
-    if (descriptor_ < 0)
+// A file in memory for what the child prints.
+struct PrintedOutput {
+  PrintedOutput() : descriptor(memfd_create("printed", MFD_CLOEXEC)) {
+    if (descriptor < 0)
       throw systemError("no memory file");
   }
-  ~PrintedOutput() { close(descriptor_); }
+  ~PrintedOutput() { close(descriptor); }
   PrintedOutput(const PrintedOutput&) = delete;
   PrintedOutput& operator=(const PrintedOutput&) = delete;
 
-  int descriptor() const noexcept { return descriptor_; }
-
-  // For a message: a dying process often prints the reason first. Empty when nothing was printed.
-  std::string firstLine() const {
-    std::array<char, 200> text{};
-    if (pread(descriptor_, text.data(), text.size() - 1, 0) <= 0)
-      return {};
-    return fmt::format(" after printing \"{}\"",
-                       std::string_view(text.data(), std::strcspn(text.data(), "\n")));
-  }
-
-private:
-  int descriptor_;
+  const int descriptor;
 };
 
 // Blocks the signals that would end this process and takes them while it waits for a child, so that
@@ -177,13 +160,13 @@ Outcome judge(const Rule& rule, const Subject& subject) {
   _exit(EXIT_SUCCESS);
 }
 
-std::string describeEnd(int status, const char* calling, const PrintedOutput& printed) {
-  const std::string place = calling ? std::string(" in ") + calling : "";
+// A dying process often prints the reason first.
+std::string describeEnd(int status, int printed) {
+  const std::string line = firstLine(printed);
+  const std::string reason = line.empty() ? "" : " after printing \"" + line + '"';
   if (WIFSIGNALED(status))
-    return fmt::format("crashed{}: signal {} ({}){}", place, WTERMSIG(status),
-                       strsignal(WTERMSIG(status)), printed.firstLine());
-  return fmt::format("ended the process{} with status {}{}", place, WEXITSTATUS(status),
-                     printed.firstLine());
+    return fmt::format(": signal {} ({}){}", WTERMSIG(status), strsignal(WTERMSIG(status)), reason);
+  return fmt::format(": the process ended with status {}{}", WEXITSTATUS(status), reason);
 }
 
 Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
@@ -191,7 +174,7 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
   HeldSignals signals; // ends last: by then everything is removed
   const ScratchFolder scratch(rule);
   const PrintedOutput printed;
-  const auto report = sharedReport();
+  Report& report = emptyReport();
   const auto start = Clock::now();
 
   (void)std::fflush(nullptr); // or the child would print it too
@@ -205,8 +188,8 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
     if (getppid() != parent) // the parent ended before that request
       _exit(EXIT_FAILURE);
     signals.release();
-    runChild(rule, {plugin, file, scratch.path(), printed.descriptor(), start + timeLimit / 2},
-             *report);
+    runChild(rule, {plugin, file, scratch.path(), printed.descriptor, start + timeLimit / 2},
+             report);
   }
   setpgid(child, child); // both do it: either may be the first to need the group
 
@@ -217,31 +200,25 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
   }
   if (signals.interrupted())
     return {Verdict::skipped, "interrupted"};
+  if (report.complete)
+    return {report.verdict, report.seen.data()};
+  const std::string place = report.calling ? std::string(" in ") + report.calling : "";
   if (!ended)
-    return {Verdict::hung, fmt::format("hung{}: no end within {} s",
-                                       report->calling ? std::string(" in ") + report->calling : "",
-                                       timeLimit / std::chrono::seconds(1))};
-  if (!report->complete)
-    return {Verdict::broken, describeEnd(status, report->calling, printed)};
-  return {report->verdict, report->seen.data()};
+    return {Verdict::hung,
+            fmt::format("hung{}: no end within {} s", place, timeLimit / std::chrono::seconds(1))};
+  return {Verdict::broken, "crashed" + place + describeEnd(status, printed.descriptor)};
 }
 
 } // namespace
 
 Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& file,
-                std::chrono::seconds timeLimit) {
+                std::optional<std::chrono::seconds> timeLimit) {
   try {
-    return runInChild(rule, plugin, file, timeLimit);
-  } catch (const Error& error) { // not the plug-in's fault
-    return {Verdict::skipped, error.what()};
-  }
-}
-
-Outcome runRuleInProcess(const Rule& rule, const std::string& plugin, const std::string& file) {
-  try {
+    if (timeLimit)
+      return runInChild(rule, plugin, file, *timeLimit);
     const ScratchFolder scratch(rule);
     return judge(rule, {plugin, file, scratch.path(), -1, Clock::time_point::max()});
-  } catch (const Error& error) {
+  } catch (const Error& error) { // not the plug-in's fault
     return {Verdict::skipped, error.what()};
   }
 }

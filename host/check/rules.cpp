@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <unistd.h>
+
 #include "host/base/error.h"
 #include "host/boundary/propertyTable.h"
 #include "host/boundary/samples.h"
@@ -77,6 +79,13 @@ void useEverything(const Subject& subject) {
 void expectTimeForCopy(const Subject& subject) {
   if (std::chrono::steady_clock::now() > subject.lastCopy)
     throw Skipped("copies of this file are too slow for the time limit");
+}
+
+std::string firstLine(int printed) {
+  std::array<char, 200> bytes{};
+  const ssize_t length = pread(printed, bytes.data(), bytes.size(), 0);
+  const std::string start(bytes.data(), static_cast<size_t>(std::max<ssize_t>(0, length)));
+  return start.substr(0, std::max<size_t>(1, start.find('\n')));
 }
 
 } // namespace host

@@ -116,4 +116,7 @@ void useEverything(const Subject& subject);
 // Throws Skipped when it is too late for another copy.
 void expectTimeForCopy(const Subject& subject);
 
+// Of what the rule's process has printed; "\n" for an empty line, "" for nothing at all.
+std::string firstLine(int printed);
+
 } // namespace host

@@ -16,9 +16,9 @@ struct Broken : std::runtime_error {
 // Where the name of the running function is stored; null there when none runs.
 void noteCallsAt(const char** place) noexcept;
 
-// A function that throws anything but std::bad_alloc is reported as Broken. A null function can be
-// called: it does nothing if it is release, and throws Error otherwise. So a missing function
-// breaks only the rule that looks for it. REQUIRES: at most one library is in use at a time.
+// A function that throws anything but std::bad_alloc is reported as Broken. The call of a null
+// function throws Error, so that a missing function breaks only the rule that looks for it.
+// REQUIRES: at most one library is in use at a time.
 class TracedLibrary : public Library {
 public:
   explicit TracedLibrary(const std::string& path);

@@ -1,32 +1,27 @@
 // `check`: whether a plug-in keeps the rules of the boundary.
 
 #include <algorithm>
-#include <cerrno>
-#include <filesystem>
-#include <map>
-#include <optional>
 
 #include <fmt/core.h>
-#include <fmt/ranges.h>
 #include <fnmatch.h>
-#include <unistd.h>
 
 #include "host/base/error.h"
 #include "host/base/output.h"
 #include "host/base/text.h"
+#include "host/boundary/walk.h"
 #include "host/check/ruleProcess.h"
 #include "host/commands/commands.h"
 
 namespace host {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-// How many rules may hang on a file, and in all, until the rest is skipped: each costs a time
-// limit.
-constexpr int kHangsOfAFile = 2;
-constexpr int kHangsInAll = 6;
+// Each rule that hangs costs a time limit, so the rest is skipped after so many.
+constexpr int kMostHangs = 3;
+
+bool matches(const Rule& rule, const std::string& pattern) {
+  return fnmatch(pattern.c_str(), std::string(rule.name).c_str(), 0) == 0;
+}
 
 // The rules whose name matches a pattern; all of them without a pattern. Throws Error for a pattern
 // that matches none.
@@ -34,92 +29,40 @@ std::vector<Rule> selectRules(const std::vector<std::string>& patterns) {
   std::vector<Rule> rules;
   for (const auto part : {entryRules(), fileRules(), propertyRules(), sampleRules()})
     rules.insert(rules.end(), part.begin(), part.end());
-  const auto matches = [](const Rule& rule, const std::string& pattern) {
-    return fnmatch(pattern.c_str(), std::string(rule.name).c_str(), 0) == 0;
-  };
-  for (const std::string& pattern : patterns)
-    if (std::none_of(rules.begin(), rules.end(),
-                     [&](const Rule& rule) { return matches(rule, pattern); }))
-      throw Error("no rule matches " + printable(pattern) + "; check --list shows the rules");
   std::erase_if(rules, [&](const Rule& rule) {
     return !patterns.empty() &&
            std::none_of(patterns.begin(), patterns.end(),
                         [&](const std::string& pattern) { return matches(rule, pattern); });
   });
+  for (const std::string& pattern : patterns)
+    if (std::none_of(rules.begin(), rules.end(),
+                     [&](const Rule& rule) { return matches(rule, pattern); }))
+      throw Error("no rule matches " + pattern + "; check --list shows the rules");
   return rules;
 }
 
-// Throws Error when a file cannot be what the caller meant, for which no plug-in is to blame.
-void expectReadable(const std::string& path) {
-  std::error_code error;
-  const fs::file_type type = fs::status(path, error).type();
-  if (access(path.c_str(), R_OK) != 0)
-    throw systemError(printable(path));
-  if (type == fs::file_type::directory)
-    throw Error(printable(path) + ": is a folder");
-  if (type != fs::file_type::regular)
-    throw Error(printable(path) + ": is not a regular file");
+// One outcome for all files: broken or hung if it is so on any file, else ok if it is ok on any.
+Outcome runOnAll(const Rule& rule, const CheckRequest& request) {
+  std::vector<std::string> files = request.files;
+  if (rule.needs == Needs::nothing) // a declined file would hide what can be seen without one
+    files.insert(files.begin(), "");
+  const auto timeLimit = request.inProcess ? std::nullopt : std::optional(request.timeLimit);
+  Outcome whole{Verdict::skipped, "no file given"};
+  std::string broken; // what was seen, with the files
+  for (const std::string& file : files) {
+    Outcome outcome = runRule(rule, request.plugin, file, timeLimit);
+    if (!file.empty())
+      outcome.seen = file + ": " + outcome.seen;
+    if (outcome.verdict == Verdict::broken || outcome.verdict == Verdict::hung)
+      broken += (broken.empty() ? "" : "; ") + outcome.seen;
+    // A further file would cost a time limit more, or show the same.
+    if (outcome.verdict == Verdict::hung || (outcome.verdict == Verdict::broken && file.empty()))
+      return {outcome.verdict, broken};
+    if (whole.verdict != Verdict::ok)
+      whole = outcome;
+  }
+  return broken.empty() ? whole : Outcome{Verdict::broken, broken};
 }
-
-class Checker {
-public:
-  explicit Checker(const CheckRequest& request) : request_(request) {}
-
-  // One outcome for all files: broken if the rule is broken on any, else ok if it is kept on any.
-  Outcome run(const Rule& rule) {
-    std::vector<std::string> files = request_.files;
-    if (rule.needs == Needs::nothing) // a declined file would hide what can be seen without one
-      files.insert(files.begin(), "");
-    Outcome whole{Verdict::skipped, "no file given"};
-    std::vector<std::string> broken; // what was seen, with the file
-    for (const std::string& file : files) {
-      Outcome outcome = runOn(rule, file);
-      if (!file.empty())
-        outcome.seen = file + ": " + outcome.seen;
-      const bool hung = outcome.verdict == Verdict::hung;
-      if (hung || outcome.verdict == Verdict::broken) {
-        broken.push_back(outcome.seen);
-        if (hung || file.empty()) // a further file would cost a time limit, or show the same
-          break;
-      }
-      if (whole.verdict != Verdict::ok)
-        whole = outcome;
-    }
-    if (broken.empty())
-      return whole;
-    return {Verdict::broken, fmt::format("{}", fmt::join(broken, "; "))};
-  }
-
-  // From now on, every rule is skipped for this reason.
-  void stop(const std::string& reason) { stopped_ = reason; }
-  bool sawTooManyHangs() const noexcept { return sawTooManyHangs_; }
-
-private:
-  Outcome runOn(const Rule& rule, const std::string& file) {
-    if (!stopped_.empty())
-      return {Verdict::skipped, stopped_};
-    if (request_.inProcess)
-      return runRuleInProcess(rule, request_.plugin, file);
-    if (hangs_[file] == kHangsOfAFile)
-      return {Verdict::skipped, fmt::format("{} rules hung {}", kHangsOfAFile,
-                                            file.empty() ? "without a file" : "on this file")};
-    Outcome outcome = runRule(rule, request_.plugin, file, request_.timeLimit);
-    if (outcome.verdict == Verdict::hung) {
-      sawTooManyHangs_ |= ++hangs_[file] == kHangsOfAFile;
-      if (++hangsInAll_ == kHangsInAll) {
-        sawTooManyHangs_ = true;
-        stop(fmt::format("{} rules hung", kHangsInAll));
-      }
-    }
-    return outcome;
-  }
-
-  const CheckRequest& request_;
-  std::string stopped_;
-  std::map<std::string, int> hangs_; // by file
-  int hangsInAll_ = 0;
-  bool sawTooManyHangs_ = false;
-};
 
 std::string line(const Rule& rule, const Outcome& outcome) {
   switch (outcome.verdict) {
@@ -134,22 +77,29 @@ std::string line(const Rule& rule, const Outcome& outcome) {
 
 int runRules(const std::vector<Rule>& rules, const CheckRequest& request) {
   Output output(kStandardOutput);
-  Checker checker(request);
-  std::map<Verdict, int> counts;
+  size_t ok = 0;
+  size_t skipped = 0;
+  int hung = 0;
+  std::string stopped; // why no further rule is tried
   for (const Rule& rule : rules) {
-    const Outcome outcome = checker.run(rule);
-    ++counts[outcome.verdict];
+    const Outcome outcome =
+        stopped.empty() ? runOnAll(rule, request) : Outcome{Verdict::skipped, stopped};
     output.write(line(rule, outcome));
     output.flush(); // the next rule may take its time
-    if (outcome.verdict == Verdict::broken && rule.run == entryRules().front().run)
-      checker.stop("there is no plug-in object");
+    ok += outcome.verdict == Verdict::ok ? 1 : 0;
+    skipped += outcome.verdict == Verdict::skipped ? 1 : 0;
+    if (outcome.verdict == Verdict::hung && ++hung == kMostHangs)
+      stopped = fmt::format("{} rules hung", hung);
+    const bool isBroken = outcome.verdict == Verdict::broken || outcome.verdict == Verdict::hung;
+    if (isBroken && rule.run == entryRules().front().run)
+      stopped = "there is no plug-in object";
   }
+  const size_t broken = rules.size() - ok - skipped;
   output.write(fmt::format("{} rule{}: {} ok, {} broken, {} skipped{}\n", rules.size(),
-                           rules.size() == 1 ? "" : "s", counts[Verdict::ok],
-                           counts[Verdict::broken], counts[Verdict::skipped],
-                           checker.sawTooManyHangs() ? ", some of them because others hung" : ""));
+                           rules.size() == 1 ? "" : "s", ok, broken, skipped,
+                           stopped.empty() ? "" : "; stopped since " + stopped));
   output.commit();
-  return counts[Verdict::broken] == 0 ? kSuccess : kFailure;
+  return broken == 0 ? kSuccess : kFailure;
 }
 
 int listRules(const std::vector<Rule>& rules) {
@@ -167,11 +117,10 @@ int check(const CheckRequest& request) {
   std::vector<Rule> rules;
   try {
     rules = selectRules(request.rules);
-    if (!request.listOnly) {
-      expectReadable(request.plugin);
-      for (const std::string& file : request.files)
-        expectReadable(file);
-    }
+    if (!request.listOnly)
+      expectReadableFile(request.plugin);
+    for (const std::string& file : request.files)
+      expectReadableFile(file);
   } catch (const Error& error) {
     reportError(error.what());
     return kWrongUse;

@@ -75,10 +75,8 @@ static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_
   if (!plugin || !record)
     return 0;
   const int end = 2 + plugin->messages;
-  if (index >= end ? !breaks("MESSAGES") : index >= 2 && breaks("EARLY"))
+  if (index >= end && !breaks("MESSAGES"))
     plugin->messages = 0;
-  if (breaks("PLUGIN_FIELDS"))
-    record->label = "";
   return answer(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
 }
 
@@ -124,7 +122,7 @@ static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path)
   struct plugin* plugin = handle;
   if (!plugin || !path || plugin->count == mostFiles)
     return NULL;
-  while (breaks("PARSE_HANG") && strstr(path, ".fake"))
+  while (breaks("HANG") && strstr(path, ".fake"))
     pause();
   while (breaks("FORKS") && !fork())
     pause();
@@ -161,8 +159,6 @@ static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, i
 
 static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                              int index) {
-  while (breaks("HANG") && index < 0)
-    pause();
   return plugin && (index == 0 || (index < 0 && breaks("NEGATIVE_SECTION"))) ? file : NULL;
 }
 
