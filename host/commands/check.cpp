@@ -117,15 +117,20 @@ int check(const CheckRequest& request) {
   std::vector<Rule> rules;
   try {
     rules = selectRules(request.rules);
-    if (!request.listOnly)
-      expectReadableFile(request.plugin);
-    for (const std::string& file : request.files)
-      expectReadableFile(file);
   } catch (const Error& error) {
     reportError(error.what());
     return kWrongUse;
   }
-  return request.listOnly ? listRules(rules) : runRules(rules, request);
+  if (request.listOnly)
+    return listRules(rules);
+  std::vector<std::string> paths = request.files;
+  paths.insert(paths.begin(), request.plugin);
+  for (const std::string& path : paths)
+    if (const std::string reason = whyUnreadable(path); !reason.empty()) {
+      reportError(reason);
+      return kWrongUse;
+    }
+  return runRules(rules, request);
 }
 
 } // namespace host
