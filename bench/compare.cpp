@@ -1,5 +1,6 @@
-// ox-wp-beside [MEGABYTES]: all samples of a file of one stream without gaps, by the plug-in and by
-// what one would use instead, each several times in turn. Prints medians.
+// ox-wp-compare [MEBIBYTES]: reads all samples of a file of one stream without gaps, as doubles in
+// fresh memory, with the plug-in and with libmseed's own functions; and writes them to a file with
+// ox-wp-host and with mseed2sac. Each several times in turn. Prints medians.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -56,7 +57,9 @@ void byReadTraces(const std::string& path) {
   constexpr double kAsRecorded = -1; // tolerances of time and sample rate
   if (ms_readtraces(&group, path.c_str(), -1, kAsRecorded, kAsRecorded, 0, 1, 1, 0) != MS_NOERROR ||
       group->numtraces != 1)
-    throw std::runtime_error("ms_readtraces doesn't find one trace");
+    throw std::runtime_error("ms_readtraces does not find one trace");
+  if (mst_convertsamples(group->traces, 'd', 0) != 0)
+    throw std::runtime_error("mst_convertsamples fails");
   mst_freegroup(&group);
 }
 
@@ -67,7 +70,7 @@ void byProgram(const std::string& folder, std::vector<std::string> words) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0); // it tells each trace
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0); // it reports each trace
   pid_t child = 0;
   int status = -1;
   const int error =
@@ -77,20 +80,21 @@ void byProgram(const std::string& folder, std::vector<std::string> words) {
     throw std::runtime_error(words[0] + " fails");
 }
 
-void compare(const std::string& folder, std::size_t megabytes) {
+void compare(const std::string& folder, std::size_t mebibytes) {
   const std::string path = folder + "/one.mseed";
   constexpr std::size_t kBytesPerSample = 2; // or less: it is compressed
   miniSeedFile::write(
-      path, miniSeedFile::pack({}, miniSeedFile::wave((megabytes << 20) / kBytesPerSample, 1)));
+      path, miniSeedFile::pack({}, miniSeedFile::wave((mebibytes << 20) / kBytesPerSample, 1)));
+  miniSeedFile::putToRest(path);
   Way ways[] = {
-      {"plug-in: parse, copy as doubles", RUSAGE_SELF, [&] { byPlugin(path); }},
-      {"ms_readtraces: as integers", RUSAGE_SELF, [&] { byReadTraces(path); }},
+      {"plug-in: parse and copy", RUSAGE_SELF, [&] { byPlugin(path); }},
+      {"ms_readtraces, mst_convertsamples", RUSAGE_SELF, [&] { byReadTraces(path); }},
       {"ox-wp-host export --format f64", RUSAGE_CHILDREN,
        [&] {
          byProgram(folder, {HOST_PATH, "export", "--plugin", PLUGIN_PATH, "--format", "f64", "-o",
                             "one.f64", path});
        }},
-      {"mseed2sac: as floats", RUSAGE_CHILDREN,
+      {"mseed2sac (4-byte floats)", RUSAGE_CHILDREN,
        [&] {
          byProgram(folder, {"mseed2sac", "-O", path});
        }},
@@ -111,17 +115,17 @@ void compare(const std::string& folder, std::size_t megabytes) {
 } // namespace
 
 int main(int argc, char** argv) {
-  const long megabytes = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 64;
-  std::string folder = std::filesystem::temp_directory_path() / "ox-wp-beside-XXXXXX";
-  if (megabytes < 1 || !mkdtemp(folder.data())) {
-    std::fprintf(stderr, "usage: beside [MEGABYTES]\n");
+  const long mebibytes = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 64;
+  std::string folder = std::filesystem::temp_directory_path() / "ox-wp-compare-XXXXXX";
+  if (mebibytes < 1 || !mkdtemp(folder.data())) {
+    std::fprintf(stderr, "usage: ox-wp-compare [MEBIBYTES]\n");
     return 2;
   }
   int status = 0;
   try {
-    compare(folder, static_cast<std::size_t>(megabytes));
+    compare(folder, static_cast<std::size_t>(mebibytes));
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "beside: %s\n", failure.what());
+    std::fprintf(stderr, "ox-wp-compare: %s\n", failure.what());
     status = 1;
   }
   std::filesystem::remove_all(folder);

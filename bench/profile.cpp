@@ -1,30 +1,62 @@
-// ox-wp-once parse|copy FILE: makes FILE, 16 MB of one stream, then parses it, and copies it where
-// asked to. For a profiler.
+// ox-wp-profile parse|copy|bare-parse|bare-copy FILE KIBIBYTES STREAMS TIMES: makes FILE, then
+// parses it, copies its first stream, or makes the same libmseed calls without the plug-in. For
+// programs that count instructions or system calls.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "bench/bareLoop.h"
 #include "testing/loadedPlugin.h"
 #include "testing/miniSeedFile.h"
 
+namespace {
+
+void makeFile(const std::string& path, std::size_t kibibytes, int streams) {
+  std::vector<std::string> packed;
+  for (int i = 0; i < streams; ++i)
+    packed.push_back(
+        miniSeedFile::pack({.station = std::to_string(i)}, miniSeedFile::wave(3000, i)));
+  const std::string once = miniSeedFile::interleave(packed, 512);
+  miniSeedFile::repeat(path, once, std::max<std::size_t>((kibibytes << 10) / once.size(), 1));
+  miniSeedFile::putToRest(path);
+}
+
+void work(const std::string& what, const std::string& path, long times) {
+  LoadedPlugin plugin;
+  std::vector<double> samples;
+  if (what == "copy") {
+    plugin.parse(path);
+    samples = plugin.buffer();
+  }
+  for (long i = 0; i < times; ++i)
+    if (what == "parse")
+      plugin.parse(path);
+    else if (what == "copy")
+      plugin.copy(samples);
+    else if (what == "bare-parse")
+      readAll(path, kHeadersOnly);
+    else if (what == "bare-copy")
+      readAll(path, kWithSamples);
+    else
+      throw std::runtime_error("there is no '" + what + "'");
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
-  const std::string what = argc == 3 ? argv[1] : "";
-  if (what != "parse" && what != "copy") {
-    std::fprintf(stderr, "usage: once parse|copy FILE\n");
+  if (argc != 6) {
+    std::fprintf(stderr, "usage: ox-wp-profile parse|copy|bare-parse|bare-copy FILE KIBIBYTES "
+                         "STREAMS TIMES\n");
     return 2;
   }
   try {
-    const std::string records = miniSeedFile::pack({}, miniSeedFile::wave(3000, 0));
-    miniSeedFile::repeat(argv[2], records, (16 << 20) / records.size());
-    LoadedPlugin plugin;
-    plugin.parse(argv[2]);
-    if (what == "copy") {
-      std::vector<double> samples = plugin.buffer();
-      plugin.copy(samples);
-    }
+    makeFile(argv[2], std::strtoul(argv[3], nullptr, 10), std::atoi(argv[4]));
+    work(argv[1], argv[2], std::atol(argv[5]));
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "once: %s\n", failure.what());
+    std::fprintf(stderr, "ox-wp-profile: %s\n", failure.what());
     return 1;
   }
   return 0;

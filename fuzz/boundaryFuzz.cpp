@@ -219,12 +219,6 @@ void makeChange(const std::string& path, Change kind, std::size_t share, const s
   }
 }
 
-// A file at rest is read from the disk, one that was just modified from a copy.
-void putToRest(const std::string& path) {
-  const timespec longAgo[2] = {{1, 0}, {1, 0}};
-  utimensat(AT_FDCWD, path.c_str(), longAgo, 0);
-}
-
 // What the last bytes of an input choose.
 struct Choices {
   Change change;
@@ -236,7 +230,7 @@ void run(const std::string& path, const Choices& choices, const std::uint8_t* da
          std::size_t size) {
   write(path, data, size);
   if (choices.isAtRest)
-    putToRest(path);
+    miniSeedFile::putToRest(path); // or it is read from a copy
   Host plugin;
   ox_wp_section_handle section = plugin.parse(path);
   if (!section)
@@ -250,8 +244,8 @@ void run(const std::string& path, const Choices& choices, const std::uint8_t* da
     plugin.copyAll(section, variables - 1, counts.back());
 
   makeChange(path, choices.change, choices.share, data, size);
-  if (choices.isAtRest)
-    putToRest(path);
+  if (choices.isAtRest && choices.change != Change::vanish)
+    miniSeedFile::putToRest(path);
   require(plugin.changed() == 1 && plugin.changed() == 0, "a change is reported, once");
   require(plugin.walkAll(section) == counts, "a change on disk leaves a parsed file alone");
   plugin.copy(section, variables - 1, std::min(counts.back(), kMostSamples));

@@ -1,7 +1,9 @@
 #include "testing/miniSeedFile.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -118,6 +120,11 @@ void repeat(const std::string& path, const std::string& bytes, std::size_t times
   file.close();
   if (!file)
     throw std::system_error(errno, std::generic_category(), path);
+}
+
+void putToRest(const std::string& path) {
+  using namespace std::chrono_literals;
+  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - 1h);
 }
 
 } // namespace miniSeedFile
