@@ -75,13 +75,6 @@ std::vector<std::string> geopsyHeaders() {
           start + "\x28\0\0\0\0\0\0\x40"s}; // a table of 4 GiB
 }
 
-void write(const std::string& folder, const std::vector<std::string>& seeds) {
-  std::filesystem::create_directories(folder);
-  std::size_t number = 0;
-  for (const std::string& seed : seeds)
-    miniSeedFile::write(folder + "/" + std::to_string(number++), seed);
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
@@ -90,14 +83,15 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    std::vector<std::string> files;
+    std::filesystem::create_directories(argv[1]);
+    int number = 0;
     for (const auto& group : {everyEncoding(), severalStreams(), damaged(), geopsyHeaders()})
       for (const std::string& bytes : group) {
-        const auto number = static_cast<int>(files.size());
-        files.push_back(bytes + static_cast<char>(number % 6) + static_cast<char>(number % 4 * 43) +
-                        static_cast<char>(number * 37));
+        const std::string choices = {static_cast<char>(number % 6),
+                                     static_cast<char>(number % 4 * 43),
+                                     static_cast<char>(number * 37)};
+        miniSeedFile::write(argv[1] + ("/" + std::to_string(number++)), bytes + choices);
       }
-    write(argv[1], files);
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "make-seeds: %s\n", failure.what());
     return 1;

@@ -50,16 +50,6 @@ double mebibytes(const char* key) {
   }
   throw std::runtime_error("the system does not report the memory in use");
 }
-double resident() {
-  return mebibytes("VmRSS:");
-}
-double peak() {
-  return mebibytes("VmHWM:");
-}
-void forgetPeak() {
-  std::ofstream("/proc/self/clear_refs") << 5;
-}
-
 double processorTime() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
@@ -114,12 +104,12 @@ void endureRounds(long rounds) {
   const long warmUp = rounds / 10;
   for (long i = 0; i < warmUp; ++i)
     host.round();
-  const double before = resident();
+  const double before = mebibytes("VmRSS:");
   const long descriptors = openDescriptors();
   const double start = processorTime();
   for (long i = warmUp; i < rounds; ++i)
     host.round();
-  const double after = resident();
+  const double after = mebibytes("VmRSS:");
   std::printf("%ld rounds, after the first %ld: %.1f s, resident memory %.2f -> %.2f MiB, "
               "descriptors %ld -> %ld\n\n",
               rounds, warmUp, processorTime() - start, before, after, descriptors,
@@ -134,9 +124,9 @@ double endureFile(const std::string& path, int streams) {
   std::vector<double> samples(300); // the whole file is read for them
   double least = 0;
   malloc_trim(0); // memory that was freed before would hide what is allocated now
-  const double before = resident();
-  forgetPeak();
-  constexpr int kAttempts = 3; // a single one can be slow on a busy machine
+  const double before = mebibytes("VmRSS:");
+  std::ofstream("/proc/self/clear_refs") << 5; // forgets the peak
+  constexpr int kAttempts = 3;                 // a single one can be slow on a busy machine
   for (int i = 0; i < kAttempts; ++i) {
     const double start = processorTime();
     plugin.parse(path);
@@ -145,8 +135,8 @@ double endureFile(const std::string& path, int streams) {
     least = i == 0 ? time : std::min(least, time);
   }
   std::printf("%8ju MiB %8d %12.3f %18.2f\n", std::filesystem::file_size(path) >> 20, streams,
-              least, peak() - before);
-  expect(peak() - before < kMostAtPeak, "a large file takes much memory");
+              least, mebibytes("VmHWM:") - before);
+  expect(mebibytes("VmHWM:") - before < kMostAtPeak, "a large file takes much memory");
   return least;
 }
 
