@@ -6,8 +6,10 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <random>
 
 #include <fcntl.h>
+#include <fmt/core.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,29 +35,6 @@ extern "C" void removeAndEnd(int signal) {
   // SA_RESETHAND has restored the default action, so this ends the process.
   (void)raise(signal);
 }
-
-sigset_t endingSignals() {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int signal : kEndingSignals)
-    sigaddset(&set, signal);
-  return set;
-}
-
-// Holds the ending signals back while the temporary file exists but its name is not yet stored.
-class SignalsHeld {
-public:
-  SignalsHeld() noexcept {
-    const sigset_t set = endingSignals();
-    pthread_sigmask(SIG_BLOCK, &set, &before_);
-  }
-  ~SignalsHeld() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsHeld(const SignalsHeld&) = delete;
-  SignalsHeld& operator=(const SignalsHeld&) = delete;
-
-private:
-  sigset_t before_{};
-};
 
 void handleEndingSignals() {
   struct sigaction action {};
@@ -141,16 +120,20 @@ Output::~Output() {
 void Output::openTemporaryFile() {
   // A symbolic link stays: the file that it points to is replaced.
   path_ = fs::weakly_canonical(path_).string();
-  std::string name = (fs::path(path_).parent_path() / ".ox-wp-host-XXXXXX").string();
+  std::random_device random;
+  const std::string name =
+      (fs::path(path_).parent_path() / fmt::format(".ox-wp-host-{:08x}{:08x}", random(), random()))
+          .string();
   if (name.size() >= removeOnSignal.size())
     throw systemError(path_, ENAMETOOLONG);
-  handleEndingSignals();
-  const SignalsHeld held;
-  descriptor_ = mkostemp(name.data(), O_CLOEXEC);
-  if (descriptor_ < 0)
-    return;
-  temporary_ = name;
+  // The name is stored first, so that a signal finds it as soon as the file exists.
   std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
+  handleEndingSignals();
+  descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (descriptor_ < 0)
+    removeOnSignal[0] = '\0';
+  else
+    temporary_ = name;
 }
 
 void Output::write(std::string_view bytes) {

@@ -4,7 +4,7 @@
 #include <cctype>
 #include <cerrno>
 #include <csignal>
-#include <vector>
+#include <cstdlib>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -51,18 +51,6 @@ private:
   posix_spawnattr_t attributes_{};
 };
 
-// The environment with a locale of UTF-8 characters. In another one gnuplot prints a warning, since
-// it cannot convert the characters of the script.
-std::vector<char*> utf8Environment() {
-  static std::array<char, 16> locale = {"LC_ALL=C.UTF-8"};
-  std::vector<char*> variables = {locale.data()};
-  for (char** variable = environ; *variable; ++variable)
-    if (!std::string_view(*variable).starts_with("LC_ALL="))
-      variables.push_back(*variable);
-  variables.push_back(nullptr);
-  return variables;
-}
-
 } // namespace
 
 std::string gnuplotText(std::string_view string) {
@@ -83,12 +71,15 @@ Gnuplot::Gnuplot() {
   if (pipe2(ends.data(), O_CLOEXEC) != 0)
     throw systemError(kProgram);
   picture_ = memfd_create("picture", MFD_CLOEXEC);
+  // In another locale gnuplot prints a warning, since it cannot convert the characters of the
+  // script.
+  setenv("LC_ALL", "C.UTF-8", 1); // the host itself uses no locale
   const SpawnSetup setup(ends[0], picture_);
   // Without the user's own settings, which could change the picture.
   std::array<char*, 3> arguments = {const_cast<char*>(kProgram),
                                     const_cast<char*>("--default-settings"), nullptr};
   const int error = posix_spawnp(&process_, kProgram, setup.actions(), setup.attributes(),
-                                 arguments.data(), utf8Environment().data());
+                                 arguments.data(), environ);
   close(ends[0]);
   pipe_ = ends[1];
   if (error == 0)
