@@ -87,9 +87,9 @@ TEST(Plugin, FindsAndReleasesItsFiles) {
 TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   cGeoParserPlugin plugin;
   cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection> file(plugin);
-  std::string value = "value of the caller";
-  file.pushProperty(labelled(5, "a", value.c_str()));
-  value.assign(value.size(), '?');
+  std::string text = "text of the caller";
+  file.pushProperty(labelled(5, text.c_str(), text.c_str()));
+  text.assign(text.size(), '?');
   for (const auto& [identifier, label, string] :
        {std::tuple{5, "b", "old"}, {6, "a", nullptr}, {5, "b", "new"}})
     file.setProperty(cOxWpPluginProperty(labelled(identifier, label, string)));
@@ -103,7 +103,7 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
                                              p.integer_value));
   };
   EXPECT_EQ(read(0), R"((0, 10, "?", 13, "?", 0, 0))");
-  EXPECT_EQ(read(1), R"((0, 5, "a", 8, "value of the caller", 0.5, -7))");
+  EXPECT_EQ(read(1), R"((0, 5, "text of the caller", 8, "text of the caller", 0.5, -7))");
   EXPECT_EQ(read(2), R"((0, 5, "b", 8, "new", 0.5, -7))");
   EXPECT_EQ(read(3), R"((0, 6, "a", 8, "", 0.5, -7))");
   for (const int outside : {4, -1, INT_MIN, INT_MAX})
