@@ -24,7 +24,7 @@ void Library::Unload::operator()(void* library) const noexcept {
 }
 
 Library::Library(const std::string& path) {
-  // A name without a slash would be looked for in the system's library folders.
+  // dlopen searches the system's library folders for a name without a slash.
   const std::string file = fs::absolute(path).string();
   library_.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));
   if (!library_)

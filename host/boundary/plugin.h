@@ -1,4 +1,4 @@
-// A plug-in in use: the shared library loaded, one plug-in object initialised.
+// A loaded plug-in library, and a plug-in object made from it.
 #pragma once
 
 #include <memory>
@@ -8,10 +8,10 @@
 
 namespace host {
 
-// The shared library, unloaded at the end. Outlives every plug-in object made from it.
+// The shared library; the destructor unloads it. It must outlive every plug-in object made from it.
 class Library {
 public:
-  // Throws Error when the file can't be loaded or has no entry point.
+  // Throws Error when the file cannot be loaded or has no entry point.
   explicit Library(const std::string& path);
 
   ox_wp_plugin_initialize_function entryPoint() const noexcept { return entryPoint_; }
@@ -29,7 +29,7 @@ private:
   ox_wp_plugin_initialize_function entryPoint_ = nullptr;
 };
 
-// One plug-in object, released at the end.
+// One plug-in object; the destructor releases it.
 class Plugin {
 public:
   // Throws Error when the entry point refuses.
@@ -46,8 +46,8 @@ private:
   _ox_wp_plugin_functions_type functions_{};
 };
 
-// Where the plug-in lies that comes with this program: beside it when built, in the library folder
-// when installed. Throws Error when it is in neither place.
+// The path of the plug-in that comes with this program: in the program's folder when built, in the
+// library folder when installed. Throws Error when it is in neither place.
 std::string defaultPluginPath();
 
 } // namespace host

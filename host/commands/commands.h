@@ -12,7 +12,7 @@
 namespace host {
 
 inline constexpr int kSuccess = 0;
-inline constexpr int kFailure = 1;  // a file or a rule failed
+inline constexpr int kFailure = 1;  // of a file or a rule
 inline constexpr int kWrongUse = 2; // of the command line
 
 enum class ListFormat { table, json, csv };

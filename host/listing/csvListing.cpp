@@ -1,3 +1,5 @@
+// `list` as CSV: a row for each stream.
+
 #include <fmt/core.h>
 
 #include "host/base/text.h"

@@ -1,3 +1,5 @@
+// `list` as JSON: every property, and the most used ones by name.
+
 #include <cmath>
 
 #include <fmt/core.h>

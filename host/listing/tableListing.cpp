@@ -1,3 +1,5 @@
+// `list` as a table for people.
+
 #include <algorithm>
 #include <array>
 
