@@ -21,7 +21,7 @@ namespace {
 struct Layout {
   std::size_t kibibytes;
   int recordLength; // bytes
-  int streams;      // interleaved, a record of each in turn
+  int streams;      // interleaved record by record
   int encoding;
   const char* extension = ".mseed";
 

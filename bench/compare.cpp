@@ -1,6 +1,7 @@
 // ox-wp-compare [MEBIBYTES]: reads all samples of a file of one stream without gaps, as doubles in
 // fresh memory, with the plug-in and with libmseed's own functions; and writes them to a file with
-// ox-wp-host and with mseed2sac. Each several times in turn. Prints medians.
+// ox-wp-host and with mseed2sac. Repeats each several times, one after the other, and prints
+// medians.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>

@@ -82,7 +82,7 @@ void write(const std::string& path, const std::uint8_t* bytes, std::size_t size)
   const int file = open(path.c_str(), O_CREAT | O_TRUNC | O_WRONLY | O_CLOEXEC, 0600);
   const bool written = ::write(file, bytes, size) == static_cast<ssize_t>(size);
   close(file);
-  require(written, "there is no room for the file");
+  require(written, "the file cannot be written");
 }
 
 // Reads index after index and checks each record; returns the integers found.

@@ -50,7 +50,7 @@ struct cSourceName {
     text[0] = '\0';
     msr_srcname(&record, text, kWithoutQuality);
   }
-  char text[sizeof(cStreamCodes)]; // each code is shorter than its array, which leaves room enough
+  char text[sizeof(cStreamCodes)]; // long enough: each code is shorter than its array
 };
 
 std::int32_t lowBits(std::int64_t value) noexcept {

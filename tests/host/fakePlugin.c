@@ -47,7 +47,7 @@ static double sample(long long index) {
   return index < 6 ? edges[index] : (double)index / 7;
 }
 
-static int answer(const _ox_wp_prop_type* all, int count, int index, _ox_wp_prop_type* record) {
+static int deliver(const _ox_wp_prop_type* all, int count, int index, _ox_wp_prop_type* record) {
   if (!record)
     return 1;
   record->identifier = ox_wp_prop_none;
@@ -77,7 +77,7 @@ static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_
   const int end = 2 + plugin->messages;
   if (index >= end && !breaks("MESSAGES"))
     plugin->messages = 0;
-  return answer(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
+  return deliver(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
 }
 
 static int releaseAllFiles(ox_wp_plugin_handle handle) {
@@ -154,7 +154,7 @@ static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, i
       PROPERTY(section_count, integer, 1),
       PROPERTY(file_changed, integer, plugin && file && record && index == 2 && hasChanged(file)),
   };
-  return answer(properties, plugin && file ? 3 : 0, index, record);
+  return deliver(properties, plugin && file ? 3 : 0, index, record);
 }
 
 static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
@@ -166,13 +166,13 @@ static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file
                               ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
   struct file* owner = section;
   if (!plugin || !file || !owner)
-    return answer(NULL, 0, index, record) && !breaks("NULL");
+    return deliver(NULL, 0, index, record) && !breaks("NULL");
   const _ox_wp_prop_type properties[] = {
       PROPERTY(section_kind, integer, 0),
       PROPERTY(variable_count, integer, owner->count),
       PROPERTY(section_x_label, string, strcpy(owner->label, "time stamp")),
   };
-  return answer(properties, 3, index, record);
+  return deliver(properties, 3, index, record);
 }
 
 static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
@@ -180,7 +180,7 @@ static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle fil
                                _ox_wp_prop_type* record) {
   struct file* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
-    return answer(NULL, 0, index, record);
+    return deliver(NULL, 0, index, record);
   const struct stream* s = &owner->streams[variable];
   strcpy(owner->label, index == 5 ? "count" : "time stamp");
   const _ox_wp_prop_type properties[] = {
@@ -194,7 +194,7 @@ static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle fil
       PROPERTY(x_step, double, s->interval),
       PROPERTY(x_end, double, fma((double)(s->declared - breaks("X_END")), s->interval, s->start)),
   };
-  return answer(properties, 9, index, record);
+  return deliver(properties, 9, index, record);
 }
 
 static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
@@ -209,13 +209,13 @@ static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
     return 1;
   if (size < 0 && breaks("NEGATIVE_SIZE"))
     memset(buffer, 0, 1);
-  const long long room = size / 8;
+  const long long asked = size / 8;
   const long long found = owner->streams[variable].found;
-  for (long long i = 0; i < room && i < found; ++i)
+  for (long long i = 0; i < asked && i < found; ++i)
     ((double*)buffer)[i] = sample(3 * variable + i); // no two streams alike
-  if (room == found && breaks("OVERRUN"))
-    ((double*)buffer)[room] = 0;
-  return room + breaks("SHORT_COPY") > found && !breaks("LONG_COPY");
+  if (asked == found && breaks("OVERRUN"))
+    ((double*)buffer)[asked] = 0;
+  return asked + breaks("SHORT_COPY") > found && !breaks("LONG_COPY");
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
