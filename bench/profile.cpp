@@ -16,6 +16,7 @@ namespace {
 
 void makeFile(const std::string& path, std::size_t kibibytes, int streams) {
   std::vector<std::string> packed;
+  packed.reserve(static_cast<std::size_t>(streams));
   for (int i = 0; i < streams; ++i)
     packed.push_back(
         miniSeedFile::pack({.station = std::to_string(i)}, miniSeedFile::wave(3000, i)));
@@ -53,8 +54,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    makeFile(argv[2], std::strtoul(argv[3], nullptr, 10), std::atoi(argv[4]));
-    work(argv[1], argv[2], std::atol(argv[5]));
+    makeFile(argv[2], std::strtoul(argv[3], nullptr, 10),
+             static_cast<int>(std::strtol(argv[4], nullptr, 10)));
+    work(argv[1], argv[2], std::strtol(argv[5], nullptr, 10));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ox-wp-profile: %s\n", failure.what());
     return 1;

@@ -2,10 +2,8 @@
 // copy and parse again, release. The last three bytes of an input choose the file's extension, its
 // age, and how it changes.
 #include <algorithm>
-#include <bit>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -107,6 +105,8 @@ std::vector<std::int64_t> walk(const Ask& ask) {
   return integers;
 }
 
+using Bits = std::vector<std::uint64_t>; // of doubles, which compare equal only bit for bit
+
 class Host {
 public:
   Host() {
@@ -154,49 +154,44 @@ public:
 
   // Copies twice, over different marks: what differs afterwards was not stored. Returns the samples
   // that were stored.
-  std::vector<std::uint64_t> copy(ox_wp_section_handle section, int variable, std::int64_t count) {
+  Bits copy(ox_wp_section_handle section, int variable, std::int64_t count) {
     constexpr std::uint64_t kMarks[] = {0x7FF8DEADBEEF0001, 0x7FF8DEADBEEF0002};
-    const auto size = static_cast<std::size_t>(std::max<std::int64_t>(count, 0));
-    int status[2];
-    std::unique_ptr<double[]> samples[2]; // of the exact size: the sanitizer guards both ends
-    for (int i = 0; i < 2; ++i) {
-      samples[i].reset(new double[size]);
-      std::fill_n(samples[i].get(), size, std::bit_cast<double>(kMarks[i]));
-      status[i] =
-          table_.copy_variable_data(table_.plugin, file_, section, variable, ox_wp_type_double,
-                                    samples[i].get(), static_cast<int>(count * 8));
-    }
-    require(status[0] == status[1], "two copies have the same status");
-
-    std::vector<std::uint64_t> stored;
-    std::size_t n = 0;
-    const auto bits = [&samples](int i, std::size_t at) {
-      return std::bit_cast<std::uint64_t>(samples[i][at]);
-    };
-    for (; n < size && bits(0, n) == bits(1, n); ++n)
-      stored.push_back(bits(0, n));
-    require(status[0] != 0 || n == size, "a copy that succeeds fills the buffer");
-    for (; n < size; ++n)
-      require(bits(0, n) == kMarks[0] && bits(1, n) == kMarks[1],
+    const auto [firstStatus, first] = copyOnce(section, variable, count, kMarks[0]);
+    const auto [status, second] = copyOnce(section, variable, count, kMarks[1]);
+    require(status == firstStatus, "two copies have the same status");
+    const auto end = std::mismatch(first.begin(), first.end(), second.begin()).first;
+    require(status != 0 || end == first.end(), "a copy that succeeds fills the buffer");
+    for (auto n = static_cast<std::size_t>(end - first.begin()); n < first.size(); ++n)
+      require(first[n] == kMarks[0] && second[n] == kMarks[1],
               "two copies agree, and what they store has no gap");
-    return stored;
+    return {first.begin(), end};
   }
 
   // Copies of all sizes are the beginnings of the longest one.
   void copyAll(ox_wp_section_handle section, int variable, std::int64_t count) {
     const std::int64_t exact = std::min(count, kMostSamples);
-    const std::vector<std::uint64_t> longest = copy(section, variable, exact + 3);
-    for (const std::int64_t n :
-         {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, exact / 2, exact}) {
-      const std::vector<std::uint64_t> samples = copy(section, variable, n);
-      require(samples.size() == std::min(static_cast<std::size_t>(std::max<std::int64_t>(n, 0)),
-                                         longest.size()) &&
-                  std::equal(samples.begin(), samples.end(), longest.begin()),
-              "a shorter copy is the beginning of a longer one");
+    const Bits longest = copy(section, variable, exact + 3);
+    for (const std::int64_t n : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, exact / 2}) {
+      constexpr std::uint64_t kMark = 1;
+      Bits samples = copyOnce(section, variable, n, kMark).second;
+      Bits expected(longest.begin(), longest.begin() + std::min<std::int64_t>(std::ssize(samples),
+                                                                              std::ssize(longest)));
+      expected.resize(samples.size(), kMark);
+      require(samples == expected, "a shorter copy is the beginning of a longer one");
     }
   }
 
 private:
+  // The status, and the buffer as bits. It has the exact size: the sanitizer guards both ends.
+  std::pair<int, Bits> copyOnce(ox_wp_section_handle section, int variable, std::int64_t count,
+                                std::uint64_t mark) {
+    Bits buffer(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), mark);
+    const int status =
+        table_.copy_variable_data(table_.plugin, file_, section, variable, ox_wp_type_double,
+                                  buffer.data(), static_cast<int>(count * 8));
+    return {status, std::move(buffer)};
+  }
+
   _ox_wp_plugin_functions_type table_ = {};
   ox_wp_file_handle file_ = nullptr;
 };
@@ -239,9 +234,9 @@ void run(const std::string& path, const Choices& choices, const std::uint8_t* da
   require(plugin.changed() == 0, "a change is reported once");
   const std::vector<std::int64_t> counts = plugin.walkAll(section);
   const auto variables = static_cast<int>(counts.size());
-  plugin.copyAll(section, 0, counts[0]);
+  plugin.copyAll(section, variables - 1, counts.back());
   if (variables > 1)
-    plugin.copyAll(section, variables - 1, counts.back());
+    plugin.copy(section, 0, std::min(counts[0], kMostSamples));
 
   makeChange(path, choices.change, choices.share, data, size);
   if (choices.isAtRest && choices.change != Change::vanish)
