@@ -95,21 +95,20 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
     file.setProperty(cOxWpPluginProperty(labelled(identifier, label, string)));
 
   const auto read = [&file](int index) {
-    _ox_wp_prop_type p = {};
-    p.label = p.string_value = "?";
+    _ox_wp_prop_type p = labelled(-1, "?", "?");
     const int result = file.getFileProperty(index, &p);
     return testing::PrintToString(std::tuple(result, p.identifier, std::string(p.label), p.type,
                                              std::string(p.string_value), p.double_value,
                                              p.integer_value));
   };
-  EXPECT_EQ(read(0), R"((0, 10, "?", 13, "?", 0, 0))");
+  EXPECT_EQ(read(0), R"((0, 10, "?", 13, "?", 0.5, 0))");
   EXPECT_EQ(read(1), R"((0, 5, "text of the caller", 8, "text of the caller", 0.5, -7))");
   EXPECT_EQ(read(2), R"((0, 5, "b", 8, "new", 0.5, -7))");
   EXPECT_EQ(read(3), R"((0, 6, "a", 8, "", 0.5, -7))");
   for (const int outside : {4, -1, INT_MIN, INT_MAX})
-    EXPECT_EQ(read(outside), R"((1, 0, "?", 0, "?", 0, 0))");
+    EXPECT_EQ(read(outside), R"((1, 0, "?", 8, "?", 0.5, -7))");
   file.clearProperties();
-  EXPECT_EQ(read(1), R"((1, 0, "?", 0, "?", 0, 0))");
+  EXPECT_EQ(read(1), R"((1, 0, "?", 8, "?", 0.5, -7))");
 }
 
 TEST(PluginFile, ReportsAChangeOnce) {
