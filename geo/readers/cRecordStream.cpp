@@ -4,6 +4,8 @@
 #include <iterator>
 #include <string_view>
 
+#include <unistd.h>
+
 namespace {
 
 // The size of a file is compared again after so many bytes of records. libmseed reads 1 MiB at
@@ -82,9 +84,8 @@ MSRecord* cRecordStream::next() {
     bytesUntilCheck_ = kBytesBetweenChecks;
   }
   result_ = read();
-  const bool isUnopened = result_ == MS_GENERROR && !record_;
-  if (isUnopened && readName_ != file_.ownName() && isSafeName(file_.ownName())) {
-    readName_ = file_.ownName(); // this process may not use /proc
+  if (result_ == MS_GENERROR && !record_ && mustUseOwnName()) {
+    readName_ = file_.ownName();
     result_ = read();
   }
   if (result_ != MS_NOERROR)
@@ -97,6 +98,11 @@ MSRecord* cRecordStream::next() {
   }
   bytesUntilCheck_ -= record_->reclen;
   return record_;
+}
+
+// True when this process may not use /proc, and the file's own name is one that libmseed can take.
+bool cRecordStream::mustUseOwnName() const {
+  return access(file_.descriptorName().c_str(), R_OK) != 0 && isSafeName(file_.ownName());
 }
 
 int cRecordStream::read() {

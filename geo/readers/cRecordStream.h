@@ -27,6 +27,7 @@ public:
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
+  bool mustUseOwnName() const;
   int read();
 
   cDataFile& file_;
