@@ -374,6 +374,21 @@ TEST_F(Boundary, NullPropertiesAndMissingVariablesAreRefused) {
             1);
 }
 
+// Other plug-ins need not do this, so the checker does not look for it.
+TEST_F(Boundary, KeepsWhatOnlyThisPluginPromises) {
+  const ox_wp_file_handle file = parseBytes(pack({.encoding = 3}, ramp(3)));
+  const ox_wp_section_handle handle = section(file);
+  _ox_wp_prop_type x = {};
+  _ox_wp_prop_type y = {};
+  host.get_section_property(host.plugin, file, handle, ox_wp_index_section_x_label, &x);
+  host.get_variable_property(host.plugin, file, handle, 0, ox_wp_index_variable_y_label, &y);
+  EXPECT_EQ(x.string_value, y.string_value); // all labels of a section share one string
+  EXPECT_STREQ(x.string_value, "count");
+  EXPECT_EQ(host.release_file(host.plugin, file), 1);
+  EXPECT_EQ(variables(file).at(0).count(), 3);
+  EXPECT_STREQ(host.get_error_message(host.plugin), "");
+}
+
 TEST_F(Boundary, ChangedFileIsParsedAnew) {
   const std::string record = pack({.encoding = 3}, ramp(3));
   const ox_wp_file_handle file = parseBytes(record);
