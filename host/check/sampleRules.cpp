@@ -129,7 +129,7 @@ void forEachStream(const Subject& subject, Try attempt) {
     }
   });
   if (!anyKept)
-    throw reason;
+    throw Skipped(reason);
 }
 
 void expectNothingCopied(const Stream& stream, const Copy& copy, const std::string& what) {
