@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -16,6 +17,13 @@ constexpr std::int64_t kSecondsUntilAtRest = 10;
 
 // Larger files are read from the disk even while they are written.
 constexpr std::int64_t kLargestCopy = 64 << 20;
+
+// False where a process may not make files of that size. A copy in memory counts as one, and the
+// system would end the host with a signal.
+bool isFileOfSizeAllowed(std::int64_t size) {
+  rlimit limit = {};
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && static_cast<rlim_t>(size) <= limit.rlim_cur;
+}
 
 // Copies up to `size` bytes; returns how many, or -1 when the file cannot be copied.
 std::int64_t copyStart(int source, std::int64_t size, int target) {
@@ -61,7 +69,7 @@ std::size_t cDataFile::readOn(char* bytes, std::size_t count) noexcept {
 }
 
 bool cDataFile::settle() {
-  if (size_ > kLargestCopy || !wasModifiedJustNow())
+  if (size_ > kLargestCopy || !wasModifiedJustNow() || !isFileOfSizeAllowed(size_))
     return true;
   cDescriptor copy(memfd_create("ox-wp-data-file", MFD_CLOEXEC));
   const std::int64_t copied = copy ? copyStart(descriptor_.number(), size_, copy.number()) : -1;

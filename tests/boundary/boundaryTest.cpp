@@ -8,6 +8,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -396,4 +397,13 @@ TEST_F(Boundary, ChangedFileIsParsedAnew) {
   EXPECT_EQ(variables(file).at(0).count(), 3);
   EXPECT_EQ(variables(again).at(0).count(), 6);
   EXPECT_EQ(copy(file, 0, 6).first, 0); // a copy reads the file as it is now
+
+  // A file that was just written is read from a copy in memory. The limit of file sizes counts for
+  // that as well, and going beyond it ends the process.
+  rlimit before = {};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit small = {record.size(), before.rlim_max};
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_EQ(copy(file, 0, 6).first, 0);
+  setrlimit(RLIMIT_FSIZE, &before);
 }
