@@ -102,7 +102,7 @@ void expectOthersUnchanged(const Reading& reading, const std::string& where) {
   }
   const auto seen = bytesOf(record);
   const auto expected = bytesOf(allowed);
-  const auto difference = std::mismatch(seen.begin(), seen.end(), expected.begin()).first;
+  const auto* const difference = std::mismatch(seen.begin(), seen.end(), expected.begin()).first;
   expect(difference == seen.end(), "{}: byte {} of the record was written to; seen {}", where,
          difference - seen.begin(), reading.describe());
 }
