@@ -130,15 +130,14 @@ void walkReadings(const Owner& owner, Visit visit) {
 // The place of a property's kind in the order of a walk: that of its row in the table.
 void keepsPluginOrder(const Subject& subject) {
   const Loaded loaded(subject);
-  const PropertyDefinition* last = nullptr;
+  const PropertyDefinition* last = kPropertyTable.data();
   walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
     const PropertyDefinition* definition = findProperty(reading.record.identifier);
     if (!definition) // one that this host does not know
       return;
     expect(definition->level == PropertyLevel::plugin && definition->type == reading.record.type,
            "index {}: {} has type {}", index, definition->name, reading.record.type);
-    expect(!last || last <= definition, "index {}: {} after {}", index, definition->name,
-           last->name);
+    expect(last <= definition, "index {}: {} after {}", index, definition->name, last->name);
     last = definition;
   });
   for (const int index : kNegatives) {
