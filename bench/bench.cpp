@@ -116,8 +116,11 @@ public:
       for (const char* what : {"/parse", "/copy"}) {
         const Cost& plugin = costs_.at(file + what + "/plugin");
         const Cost& bare = costs_.at(file + what + "/bare");
-        std::printf(" %12.4f %12.3f", plugin.instructions / bare.instructions,
-                    plugin.time / bare.time);
+        if (bare.instructions > 0)
+          std::printf(" %12.4f", plugin.instructions / bare.instructions);
+        else
+          std::printf(" %12s", "-");
+        std::printf(" %12.3f", plugin.time / bare.time);
       }
       std::printf(" %12.3f\n",
                   costs_.at(file + "/copy/plugin").time / (costs_.at(file + "/copy/bare").time +
