@@ -84,10 +84,8 @@ MSRecord* cRecordStream::next() {
     bytesUntilCheck_ = kBytesBetweenChecks;
   }
   result_ = read();
-  if (result_ == MS_GENERROR && !record_ && mustUseOwnName()) {
-    readName_ = file_.ownName();
-    result_ = read();
-  }
+  if (result_ == MS_GENERROR && !record_)
+    tryOwnName();
   if (result_ != MS_NOERROR)
     return nullptr;
   // A damaged record can have a negative length. libmseed would go back by it and never reach the
@@ -100,9 +98,12 @@ MSRecord* cRecordStream::next() {
   return record_;
 }
 
-// True when this process may not use /proc, and the file's own name is one that libmseed can take.
-bool cRecordStream::mustUseOwnName() const {
-  return access(file_.descriptorName().c_str(), R_OK) != 0 && isSafeName(file_.ownName());
+// Reads the file by its own name if this process may not use /proc and libmseed can take the name.
+void cRecordStream::tryOwnName() {
+  if (access(file_.descriptorName().c_str(), R_OK) == 0 || !isSafeName(file_.ownName()))
+    return;
+  readName_ = file_.ownName();
+  result_ = read();
 }
 
 int cRecordStream::read() {

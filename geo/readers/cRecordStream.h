@@ -27,7 +27,7 @@ public:
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
-  bool mustUseOwnName() const;
+  [[gnu::cold]] void tryOwnName();
   int read();
 
   cDataFile& file_;
