@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "geo/readers/cRecordStream.h"
+#include "geo/readers/toDoubles.h"
 
 namespace {
 
@@ -173,38 +174,20 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
                                              kMicrosecondsPerSecond / variable.sampleRate));
 }
 
-template<class Sample>
-[[gnu::always_inline]] inline void convert(const void* source, std::int64_t count,
-                                           double* __restrict target) {
-  const Sample* const samples = static_cast<const Sample*>(source);
-#pragma GCC unroll 4
-  for (std::int64_t i = 0; i < count; ++i)
-    target[i] = static_cast<double>(samples[i]);
-}
-
-// On x86-64 this is also compiled for AVX2, and the dynamic loader picks the version. Converting is
-// most of what a copy adds to libmseed's work.
-#ifdef __x86_64__
-#define COMPILED_FOR_AVX2_TOO [[gnu::target_clones("avx2", "default")]]
-#else
-#define COMPILED_FOR_AVX2_TOO
-#endif
-
 // Stores the record's first `count` samples; returns where the next ones go.
-COMPILED_FOR_AVX2_TOO double* storeSamples(const MSRecord& record, std::int64_t count,
-                                           double* target) {
+double* storeSamples(const MSRecord& record, std::int64_t count, double* target) {
   switch (record.sampletype) {
   case 'a':
-    convert<unsigned char>(record.datasamples, count, target);
+    toDoubles(static_cast<const unsigned char*>(record.datasamples), count, target);
     break;
   case 'i':
-    convert<std::int32_t>(record.datasamples, count, target);
+    toDoubles(static_cast<const std::int32_t*>(record.datasamples), count, target);
     break;
   case 'f':
-    convert<float>(record.datasamples, count, target);
+    toDoubles(static_cast<const float*>(record.datasamples), count, target);
     break;
   case 'd':
-    convert<double>(record.datasamples, count, target);
+    toDoubles(static_cast<const double*>(record.datasamples), count, target);
     break;
   default:
     return target;

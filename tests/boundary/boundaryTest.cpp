@@ -164,14 +164,19 @@ TEST_F(Boundary, OtherEncodingsAreNotDeliverable) {
 }
 
 TEST_F(Boundary, CopiesStopWhereTheBufferEnds) {
-  std::string bytes; // three records of three samples with gaps between
-  for (const std::int32_t first : {1, 4, 7})
-    bytes += pack({.startTime = first * 60000000LL, .encoding = 3}, ramp(3, first));
+  std::string bytes;
+  std::int32_t end = 0;
+  for (const std::int32_t count : {3, 40, 5}) { // in records with gaps between
+    bytes += pack({.startTime = end * 60000000LL, .encoding = 3},
+                  ramp(static_cast<std::size_t>(count), end + 1));
+    end += count;
+  }
   const ox_wp_file_handle file = parseBytes(bytes);
-  for (const int size : {0, 1, 3, 4, 6, 8, 9, 10}) {
-    const auto found = static_cast<std::size_t>(std::min(size, 9));
-    EXPECT_EQ(copy(file, 0, size),
-              std::pair(size > 9 ? 1 : 0, padded(ramp(found), static_cast<std::size_t>(size) + 2)));
+  for (int size = 0; size <= end + 1; ++size) {
+    const auto found = static_cast<std::size_t>(std::min(size, end));
+    EXPECT_EQ(
+        copy(file, 0, size),
+        std::pair(size > end ? 1 : 0, padded(ramp(found), static_cast<std::size_t>(size) + 2)));
   }
 }
 
