@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include "host/base/error.h"
 #include "host/base/output.h"
@@ -28,6 +29,10 @@ constexpr const char* kStartTimes =
     "\nA start time is the low 32 bits of the microseconds since 1970, in seconds: it repeats\n"
     "every 71.6 minutes (4294.967296 s), so different times can show the same one.";
 
+bool isWord(const std::string& text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
 class CommandLine {
 public:
   CommandLine() : app_(kAbout, "ox-wp-host") {
@@ -43,7 +48,9 @@ public:
   int run(std::vector<std::string> arguments) {
     if (arguments.empty())
       arguments = {"--help"};
-    if (wantsDefault(arguments))
+    const std::string first = arguments.front();
+    const bool isDefault = wantsDefault(first);
+    if (isDefault)
       arguments.insert(arguments.begin(), "list");
     std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
     try {
@@ -51,6 +58,8 @@ public:
     } catch (const CLI::ParseError& error) {
       return show(error);
     }
+    if (isDefault && isWord(first) && access(first.c_str(), F_OK) != 0)
+      reportError("nor is there a subcommand " + first + "; ox-wp-host --help lists them");
     return status_;
   }
 
@@ -68,7 +77,10 @@ private:
     }
     const std::string unknown = unknownOption();
     reportError(unknown.empty() ? error.what() : "unknown option " + unknown);
-    reportError("--help lists the options");
+    std::string command = app_.get_name();
+    for (const CLI::App* named : app_.get_subcommands())
+      command += ' ' + named->get_name();
+    reportError(command + " --help lists the options");
     return kWrongUse;
   }
 
@@ -80,8 +92,7 @@ private:
     return {};
   }
 
-  bool wantsDefault(const std::vector<std::string>& arguments) const {
-    const std::string& first = arguments.front();
+  bool wantsDefault(const std::string& first) const {
     if (first == "-h" || first == "--help" || first == "--version")
       return false;
     return app_
@@ -101,7 +112,7 @@ private:
   void onPlugin(CLI::App* command, Action action) {
     command
         ->add_option("--plugin", pluginPath_,
-                     "The plug-in; else the one that comes with this program")
+                     "The plug-in; default: the one that comes with this program")
         ->type_name("PATH");
     command->callback([this, action] {
       const Library library(pluginPath_.empty() ? defaultPluginPath() : pluginPath_);
@@ -116,7 +127,7 @@ private:
     command
         ->add_option("--stream", streams,
                      "Only streams whose name matches this pattern; can be given again")
-        ->type_name("GLOB")
+        ->option_text("GLOB")
         ->allow_extra_args(false);
   }
 
@@ -197,9 +208,12 @@ private:
                      : name + " is named neither *.svg nor *.png";
         });
     command
-        ->add_option("--from", plot_.window.from, "Seconds from the first sample; else all before")
+        ->add_option("--from", plot_.window.from,
+                     "Seconds after the first sample; default: from the first on")
         ->type_name("SECONDS");
-    command->add_option("--to", plot_.window.to, "Seconds from the first sample; else all behind")
+    command
+        ->add_option("--to", plot_.window.to,
+                     "Seconds after the first sample; default: to the last")
         ->type_name("SECONDS");
     onPlugin(command, [this](const Plugin& plugin) {
       if (!(plot_.window.from < plot_.window.to))
@@ -220,21 +234,24 @@ private:
             [this](const double& seconds) {
               watch_.interval = std::chrono::duration<double>(seconds);
             },
-            "Seconds between two readings of the change flag")
-        ->check(CLI::Range(0.01, 86400.0))
+            "Seconds between two readings of the change flag, 0.01 to 86400")
         ->type_name("SECONDS")
         ->default_str(fmt::format("{}", watch_.interval.count()));
-    onPlugin(command, [this](const Plugin& plugin) { return watch(plugin, watch_); });
+    onPlugin(command, [this](const Plugin& plugin) {
+      const double seconds = watch_.interval.count();
+      if (!(seconds >= 0.01 && seconds <= 86400)) // nor NaN
+        throw CLI::ValidationError("--interval must be 0.01 to 86400 seconds");
+      return watch(plugin, watch_);
+    });
   }
 
   void addCheck() {
     CLI::App* command = addCommand(
         "check", "Checks whether a plug-in keeps the rules of the boundary",
         "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed",
-        "The rules are those that any plug-in must keep. Copies are tried on the first streams of "
-        "a file. Rules that need a file are skipped without one. After three rules hung, the "
-        "others "
-        "are skipped.");
+        "The rules are those that any plug-in must keep. Copies are tried on the first streams\n"
+        "of a file. Rules that need a file are skipped without one. After three rules hung, the\n"
+        "others are skipped.");
     command->add_option("PLUGIN", check_.plugin, "The library; required without --list")
         ->type_name("");
     command->add_option("FILE", check_.files, "Data files that it reads")->type_name("");
@@ -242,8 +259,11 @@ private:
     command
         ->add_option("--rule", check_.rules,
                      "Only rules whose name matches this pattern; can be given again")
-        ->type_name("GLOB")
+        ->option_text("GLOB")
         ->allow_extra_args(false);
+    CLI::Option* inProcess =
+        command->add_flag("--in-process", check_.inProcess,
+                          "For a debugger: runs the rules in this process, without a time limit");
     command
         ->add_option_function<unsigned>(
             "--time-limit",
@@ -251,9 +271,8 @@ private:
             "Seconds that a rule may take on a file")
         ->check(CLI::Range(1, 86400))
         ->type_name("SECONDS")
-        ->default_str(std::to_string(check_.timeLimit.count()));
-    command->add_flag("--in-process", check_.inProcess,
-                      "For a debugger: runs the rules in this process, without a time limit");
+        ->default_str(std::to_string(check_.timeLimit.count()))
+        ->excludes(inProcess);
     command->callback([this] {
       if (check_.plugin.empty() && !check_.listOnly)
         throw CLI::RequiredError("PLUGIN");

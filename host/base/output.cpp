@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
+#include <system_error>
 
 #include <fcntl.h>
 #include <fmt/core.h>
@@ -65,10 +66,12 @@ mode_t permissionsFor(const std::string& path) {
   std::abort(); // not reached, unless the signal is blocked
 }
 
-// True for a regular file and for a new name. Moving a file onto a device would remove the device.
+// True for a regular file, and for a name that is new or cannot be looked up. Moving a file onto a
+// device would remove the device.
 bool isReplaceable(const std::string& path) {
-  const fs::file_status status = fs::status(path);
-  return !fs::exists(status) || fs::is_regular_file(status);
+  std::error_code error;
+  const fs::file_status status = fs::status(path, error);
+  return error || fs::is_regular_file(status);
 }
 
 bool isSameFile(const struct stat& a, const struct stat& b) noexcept {
@@ -119,21 +122,27 @@ Output::~Output() {
 
 void Output::openTemporaryFile() {
   // A symbolic link stays: the file that it points to is replaced.
-  path_ = fs::weakly_canonical(path_).string();
+  std::error_code error;
+  const fs::path target = fs::weakly_canonical(path_, error);
+  if (error)
+    throw systemError(path_, error.value());
+  path_ = target.string();
+  const fs::path folder = target.parent_path();
   std::random_device random;
   const std::string name =
-      (fs::path(path_).parent_path() / fmt::format(".ox-wp-host-{:08x}{:08x}", random(), random()))
-          .string();
+      (folder / fmt::format(".ox-wp-host-{:08x}{:08x}", random(), random())).string();
   if (name.size() >= removeOnSignal.size())
     throw systemError(path_, ENAMETOOLONG);
   // The name is stored first, so that a signal finds it as soon as the file exists.
   std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
   handleEndingSignals();
   descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor_ < 0)
+  if (descriptor_ < 0) {
+    const int code = errno;
     removeOnSignal[0] = '\0';
-  else
-    temporary_ = name;
+    throw systemError(code == ENOENT ? folder.string() : path_, code);
+  }
+  temporary_ = name;
 }
 
 void Output::write(std::string_view bytes) {

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,7 +17,11 @@ namespace {
 constexpr const char* kWhat = "temporary file for samples";
 
 int openNameless() {
-  std::string name = (std::filesystem::temp_directory_path() / "ox-wp-host-XXXXXX").string();
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+  if (error)
+    throw systemError("no temporary folder (see TMPDIR)", error.value());
+  std::string name = (folder / "ox-wp-host-XXXXXX").string();
   const int descriptor = mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0)
     throw systemError(name);

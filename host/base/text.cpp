@@ -1,6 +1,7 @@
 #include "host/base/text.h"
 
 #include <cstdint>
+#include <filesystem>
 
 namespace host {
 
@@ -70,9 +71,10 @@ std::string csvField(std::string_view bytes) {
   return quoted + '"';
 }
 
-bool isPlainPath(std::string_view path) {
+bool isPlainPath(std::string_view name) {
   constexpr std::string_view kBlanks = " \t\n\v\f\r";
-  return path.empty() || (path.find_first_of("\\^$") == std::string_view::npos && path[0] != '~' &&
+  const std::string path = std::filesystem::path(name).lexically_normal().string(); // ./~ is ~
+  return path.empty() || (path.find_first_of("\\^$") == std::string::npos && path[0] != '~' &&
                           kBlanks.find(path.front()) == std::string_view::npos &&
                           kBlanks.find(path.back()) == std::string_view::npos);
 }

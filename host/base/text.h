@@ -17,6 +17,6 @@ std::string csvField(std::string_view bytes);
 
 // False for a path in which parse_file replaces something, so that it can name another file for the
 // plug-in than for the system: white space around it, "\", "^", "$" or a leading "~".
-bool isPlainPath(std::string_view path);
+bool isPlainPath(std::string_view name);
 
 } // namespace host

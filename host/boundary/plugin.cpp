@@ -28,7 +28,7 @@ Library::Library(const std::string& path) {
   const std::string file = fs::absolute(path).string();
   library_.reset(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));
   if (!library_)
-    throw Error(dlerror());
+    throw Error(std::string("the plug-in cannot be loaded: ") + dlerror());
   entryPoint_ = reinterpret_cast<ox_wp_plugin_initialize_function>(
       dlsym(library_.get(), OX_WP_PLUGIN_ENTRY_POINT));
   if (!entryPoint_)

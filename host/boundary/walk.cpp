@@ -83,14 +83,16 @@ void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle se
 
 // The boundary gives no reason why a file was declined; the system may know one.
 Error declined(const std::string& path) {
-  constexpr const char* kExpansion = "; in a path the plug-in reads \\ and ^ as /, a leading ~ as "
-                                     "$HOME and $NAME as that variable";
+  constexpr const char* kExpansion =
+      "; in a path the plug-in reads \\ and ^ as /, a leading ~ as $HOME and $NAME as that "
+      "variable, "
+      "and drops white space at both ends: an absolute path may help";
   struct stat status {};
   std::string reason = whyUnreadable(path);
   if (reason.empty() && stat(path.c_str(), &status) == 0 && status.st_size == 0)
     reason = path + ": an empty file";
   if (reason.empty())
-    reason = path + ": holds nothing that the plug-in reads";
+    reason = path + ": declined by the plug-in (man ox-wp-host says what it reads)";
   return Error(reason + (isPlainPath(path) ? "" : kExpansion));
 }
 
@@ -98,10 +100,12 @@ Error declined(const std::string& path) {
 
 std::string whyUnreadable(const std::string& path) {
   struct stat status {};
+  if (path.empty())
+    return "an empty file name";
   if (stat(path.c_str(), &status) != 0)
-    return systemError(path).what();
+    return path == "-" ? "-: standard input cannot be read; name a file" : systemError(path).what();
   if (S_ISDIR(status.st_mode))
-    return path + ": a folder, not a data file";
+    return path + ": a folder, not a file";
   if (!S_ISREG(status.st_mode))
     return path + ": not a regular file";
   if (access(path.c_str(), R_OK) != 0)

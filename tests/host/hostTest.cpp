@@ -244,7 +244,8 @@ TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
   const std::vector<std::pair<std::string, const char*>> states = {
       {stream, "1 stream\n"},
       {"", "some.fake: No such file or directory; watching on\n"}, // where the file is removed
-      {"A", "some.fake: holds nothing that the plug-in reads; watching on\n"},
+      {"A", "some.fake: declined by the plug-in (man ox-wp-host says what it reads); "
+            "watching on\n"},
       {stream + stream, "2 streams\n"},
       {stream + stream + stream, "3 streams\n"},
   };
