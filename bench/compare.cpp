@@ -1,4 +1,4 @@
-// ox-wp-compare [MEBIBYTES]: reads all samples of a file of one stream without gaps, as doubles in
+// ox-wp-compare [MILLIONS]: reads so many million samples of one stream without gaps, as doubles in
 // fresh memory, with the plug-in and with libmseed's own functions; and writes them to a file with
 // ox-wp-host and with mseed2sac. Repeats each several times, one after the other, and prints
 // medians.
@@ -81,11 +81,9 @@ void byProgram(const std::string& folder, std::vector<std::string> words) {
     throw std::runtime_error(words[0] + " fails");
 }
 
-void compare(const std::string& folder, std::size_t mebibytes) {
+void compare(const std::string& folder, std::size_t millions) {
   const std::string path = folder + "/one.mseed";
-  constexpr std::size_t kBytesPerSample = 2; // or less: it is compressed
-  miniSeedFile::write(
-      path, miniSeedFile::pack({}, miniSeedFile::wave((mebibytes << 20) / kBytesPerSample, 1)));
+  miniSeedFile::write(path, miniSeedFile::pack({}, miniSeedFile::wave(millions * 1000000, 1)));
   miniSeedFile::putToRest(path);
   Way ways[] = {
       {"plug-in: parse and copy", RUSAGE_SELF, [&] { byPlugin(path); }},
@@ -106,7 +104,7 @@ void compare(const std::string& folder, std::size_t mebibytes) {
       each.take();
       each.times.push_back(timeOf(each.whose) - before);
     }
-  std::printf("%ju MiB, one stream, processor time, median of %zu\n",
+  std::printf("%zu million samples, %ju MiB, one stream, processor time, median of %zu\n", millions,
               std::filesystem::file_size(path) >> 20, kAttempts);
   const double first = ways[0].median();
   for (Way& each : ways)
@@ -116,15 +114,15 @@ void compare(const std::string& folder, std::size_t mebibytes) {
 } // namespace
 
 int main(int argc, char** argv) {
-  const long mebibytes = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 64;
+  const long millions = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 32;
   std::string folder = std::filesystem::temp_directory_path() / "ox-wp-compare-XXXXXX";
-  if (mebibytes < 1 || !mkdtemp(folder.data())) {
-    std::fprintf(stderr, "usage: ox-wp-compare [MEBIBYTES]\n");
+  if (millions < 1 || !mkdtemp(folder.data())) {
+    std::fprintf(stderr, "usage: ox-wp-compare [MILLIONS]\n");
     return 2;
   }
   int status = 0;
   try {
-    compare(folder, static_cast<std::size_t>(mebibytes));
+    compare(folder, static_cast<std::size_t>(millions));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ox-wp-compare: %s\n", failure.what());
     status = 1;

@@ -1,6 +1,6 @@
 /*
  * streams: a whole host in plain C99. Prints a line for each stream of the files given: name,
- * number of samples, samples per second, start time in seconds, first and last sample.
+ * number of samples, samples per second, start time in seconds, first and last sample found.
  *
  * To build and run it with an installed plug-in (eval, because pkg-config escapes spaces in a
  * path):
@@ -72,8 +72,11 @@ static void printStream(const _ox_wp_plugin_functions_type* t, void* file, void*
   double* samples = NULL;
   if (s.data_type == ox_wp_type_double && count > 0)
     samples = copyStream(t, file, section, variable, count);
-  if (samples)
-    printf(" %g %g\n", samples[0], samples[count - 1]);
+  int64_t found = samples ? count : 0;
+  while (found > 0 && isnan(samples[found - 1]))
+    --found;
+  if (found > 0)
+    printf(" %g %g\n", samples[0], samples[found - 1]);
   else
     printf(" - -\n");
   free(samples);

@@ -2,7 +2,7 @@
 """streams: a host in Python that needs only the standard library.
 
 Prints a line for each stream of the files given: name, number of samples, samples per second, start
-time in seconds, first and last sample. With --plot it also draws the streams into a picture, which
+time in seconds, first and last sample found. With --plot it also draws the streams into a picture, which
 needs Matplotlib. Samples are NumPy arrays if NumPy is installed.
 
 To run it with an installed plug-in (eval, because pkg-config escapes spaces in a path):
@@ -15,6 +15,7 @@ The comments of ox_wp_plugin.h say what each function does.
 
 import argparse
 import ctypes
+import math
 import os
 import sys
 from ctypes import CFUNCTYPE, POINTER, c_char_p, c_double, c_int, c_int32, c_int64, c_void_p
@@ -157,7 +158,10 @@ def main():
     options = parser.parse_args()
 
     table = Functions(version=VERSION)
-    library = ctypes.CDLL(options.plugin)
+    try:
+        library = ctypes.CDLL(options.plugin)
+    except OSError as error:
+        sys.exit(str(error))
     if library.ox_wp_plugin_initialize(ctypes.byref(table)) != 0:
         sys.exit(f"{options.plugin} refuses version {VERSION}")
     status = 0
@@ -169,7 +173,10 @@ def main():
             status = 1
             continue
         for s in streams:
-            ends = "%g %g" % (s.samples[0], s.samples[-1]) if len(s.samples) else "- -"
+            found = len(s.samples)
+            while found and math.isnan(s.samples[found - 1]):
+                found -= 1
+            ends = "%g %g" % (s.samples[0], s.samples[found - 1]) if found else "- -"
             print("%s %d %g %.6f %s" % (s.name, s.count, 1 / s.step if s.step else 0, s.start, ends))
         drawn += streams
     table.release(table.plugin)
