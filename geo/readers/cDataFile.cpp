@@ -15,28 +15,15 @@ namespace {
 // A host learns of a change from a flag that counts whole seconds, and asks it now and then.
 constexpr std::int64_t kSecondsUntilAtRest = 10;
 
-// Larger files are read from the disk even while they are written.
-constexpr std::int64_t kLargestCopy = 64 << 20;
+// So many bytes of a copy lie ahead of what was read. libmseed reads 1 MiB ahead, and does not
+// report what it skips because it is no record.
+constexpr std::int64_t kCopiedAhead = 64 << 20;
 
 // False where a process may not make files of that size. A copy in memory counts as one, and the
 // system would end the host with a signal.
 bool isFileOfSizeAllowed(std::int64_t size) {
   rlimit limit = {};
   return getrlimit(RLIMIT_FSIZE, &limit) == 0 && static_cast<rlim_t>(size) <= limit.rlim_cur;
-}
-
-// Copies up to `size` bytes; returns how many, or -1 when the file cannot be copied.
-std::int64_t copyStart(int source, std::int64_t size, int target) {
-  off_t position = 0;
-  while (position < size) {
-    const ssize_t sent =
-        sendfile(target, source, &position, static_cast<std::size_t>(size - position));
-    if (sent < 0)
-      return -1;
-    if (sent == 0)
-      break; // the end of a file that has shrunk
-  }
-  return position;
 }
 
 } // namespace
@@ -59,33 +46,53 @@ cDataFile::cDataFile(const std::string& name) : name_(name) {
 }
 
 std::size_t cDataFile::readStart(char* bytes, std::size_t count) const noexcept {
-  const ssize_t stored = pread(descriptor_.number(), bytes, count, 0);
+  const ssize_t stored = pread(source().number(), bytes, count, 0);
   return static_cast<std::size_t>(std::max<ssize_t>(stored, 0));
 }
 
 std::size_t cDataFile::readOn(char* bytes, std::size_t count) noexcept {
-  const ssize_t stored = read(descriptor_.number(), bytes, count);
+  const ssize_t stored = read(source().number(), bytes, count);
   return static_cast<std::size_t>(std::max<ssize_t>(stored, 0));
 }
 
 bool cDataFile::settle() {
-  if (size_ > kLargestCopy || !wasModifiedJustNow() || !isFileOfSizeAllowed(size_))
+  if (!wasModifiedJustNow() || !isFileOfSizeAllowed(size_))
     return true;
-  cDescriptor copy(memfd_create("ox-wp-data-file", MFD_CLOEXEC));
-  const std::int64_t copied = copy ? copyStart(descriptor_.number(), size_, copy.number()) : -1;
+  copy_ = cDescriptor(memfd_create("ox-wp-data-file", MFD_CLOEXEC));
+  copySize_ = size_;
+  if (copy_ && ftruncate(copy_.number(), copySize_) == 0 &&
+      access(copy_.name().c_str(), R_OK) == 0 && copyUpTo(kCopiedAhead))
+    return true;
+  // Without a copy, or without /proc to open it by, the file itself has to do.
+  copy_ = cDescriptor();
+  return !hasShrunk();
+}
+
+bool cDataFile::advance(std::int64_t position) noexcept {
+  if (copy_ && isWhole())
+    return true; // what happens to the file does not matter any more
   if (hasShrunk())
     return false;
-  // Without a copy, or without /proc to open it by, the file itself has to do.
-  if (copied < 0 || access(copy.name().c_str(), R_OK) != 0)
+  if (!copy_)
     return true;
-  descriptor_ = std::move(copy);
-  isCopy_ = true;
-  return copied == size_;
+  fallocate(copy_.number(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, position);
+  return copyUpTo(position + kCopiedAhead);
+}
+
+bool cDataFile::copyUpTo(std::int64_t end) noexcept {
+  end = std::min(end, copySize_);
+  while (copied_ < end) {
+    off_t from = copied_;
+    const ssize_t sent = sendfile(copy_.number(), descriptor_.number(), &from,
+                                  static_cast<std::size_t>(end - copied_));
+    if (sent <= 0) // 0 at the end of a file that has shrunk
+      return false;
+    copied_ += sent;
+  }
+  return true;
 }
 
 bool cDataFile::hasShrunk() noexcept {
-  if (isCopy_)
-    return false;
   struct stat status = {};
   if (fstat(descriptor_.number(), &status) != 0 || status.st_size < size_)
     return true;

@@ -47,25 +47,35 @@ public:
 
   // Two names under which others can open the file: that of the descriptor, which is always the
   // same file, and the file's own, for processes that may not use /proc.
-  std::string descriptorName() const { return descriptor_.name(); }
+  std::string descriptorName() const { return source().name(); }
   const std::string& ownName() const noexcept { return name_; }
 
-  // A file that was modified within the last seconds may be in the middle of being rewritten. This
-  // replaces it by a copy in memory, which cannot shrink. Large files are not copied, nor are files
-  // at rest. Returns false when the file shrinks meanwhile.
+  // A file that was modified within the last seconds may be in the middle of being rewritten. From
+  // now on such a file is read from a copy in memory, which cannot shrink. Returns false if the
+  // file shrinks meanwhile.
   bool settle();
 
-  // True when the file is now smaller than it was at any earlier look.
-  bool hasShrunk() noexcept;
+  // To be called now and then with the position up to which the file has been read. Returns false
+  // if the file has shrunk since it was opened. Of a large file, a copy holds only what is read
+  // soon: this copies more of it, and frees what lies before the position.
+  bool advance(std::int64_t position) noexcept;
+
+  // At the end of the file: true if every byte that was read from a copy had been copied before.
+  bool isWhole() const noexcept { return !copy_ || copied_ == copySize_; }
 
 private:
+  const cDescriptor& source() const noexcept { return copy_ ? copy_ : descriptor_; }
   bool wasModifiedJustNow() const noexcept;
+  bool hasShrunk() noexcept;
+  bool copyUpTo(std::int64_t end) noexcept;
 
   std::string name_;
   cDescriptor descriptor_;
   std::int64_t size_ = 0;     // bytes, the largest size seen
   std::int64_t modified_ = 0; // seconds since 1970
-  bool isCopy_ = false;
+  cDescriptor copy_;
+  std::int64_t copySize_ = 0; // bytes, those not yet copied included
+  std::int64_t copied_ = 0;   // bytes
 };
 
 // A data file as a stream. It reads the open file, so that no name has to be looked up again. A

@@ -8,9 +8,9 @@
 
 namespace {
 
-// The size of a file is compared again after so many bytes of records. libmseed reads 1 MiB at
-// once, so that looking more often would cost time and not help.
-constexpr std::int64_t kBytesBetweenChecks = 131072;
+// The file is looked at again after so many bytes of records. libmseed reads 1 MiB at once, so that
+// looking more often would cost time and not help.
+constexpr std::int64_t kBytesBetweenLooks = 131072;
 
 void discard(char* /*message*/) {}
 
@@ -58,7 +58,7 @@ int bytesPerSample(int encoding) noexcept {
 } // namespace
 
 cRecordStream::cRecordStream(cDataFile& file, Samples wanted)
-    : file_(file), wanted_(wanted), bytesUntilCheck_(kBytesBetweenChecks) {
+    : file_(file), wanted_(wanted), nextLook_(kBytesBetweenLooks) {
   // libmseed prints unless it has other handlers, and does not say which it had before.
   ms_loginit(discard, nullptr, discard, nullptr);
   if (!file_.isReadable() || !file_.settle() || isPacked(file_))
@@ -76,16 +76,18 @@ MSRecord* cRecordStream::next() {
     return nullptr;
   // libmseed takes the size of the file once, when it opens it, and waits forever for bytes that
   // are gone since.
-  if (bytesUntilCheck_ <= 0) {
-    if (file_.hasShrunk()) {
+  if (position_ >= nextLook_) {
+    if (!file_.advance(position_)) {
       result_ = MS_GENERROR;
       return nullptr;
     }
-    bytesUntilCheck_ = kBytesBetweenChecks;
+    nextLook_ = position_ + kBytesBetweenLooks;
   }
   result_ = read();
   if (result_ == MS_GENERROR && !record_)
     tryOwnName();
+  if (result_ == MS_ENDOFFILE && !file_.isWhole())
+    result_ = MS_GENERROR;
   if (result_ != MS_NOERROR)
     return nullptr;
   // A damaged record can have a negative length. libmseed would go back by it and never reach the
@@ -94,7 +96,7 @@ MSRecord* cRecordStream::next() {
     result_ = MS_OUTOFRANGE;
     return nullptr;
   }
-  bytesUntilCheck_ -= record_->reclen;
+  position_ += record_->reclen;
   return record_;
 }
 

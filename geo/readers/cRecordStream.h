@@ -33,7 +33,8 @@ private:
   cDataFile& file_;
   std::string readName_; // that libmseed opens
   Samples wanted_;
-  std::int64_t bytesUntilCheck_;
+  std::int64_t position_ = 0; // the end of the records so far, were nothing between them
+  std::int64_t nextLook_;     // the position from which the file is looked at again
   MSRecord* record_ = nullptr;
   int result_ = MS_GENERROR;
 };

@@ -1,4 +1,5 @@
 // Readers and dispatcher: their codes and messages, and what they leave in the file record.
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <tuple>
@@ -10,6 +11,7 @@
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 #include "geo/readers/cGeoFileParserMiniSeed.h"
 #include "geo/readers/cGeoFileParserSeg2.h"
+#include "geo/readers/cRecordStream.h"
 #include "testing/temporaryFolder.h"
 
 using namespace std::string_literals;
@@ -172,6 +174,43 @@ TEST(MiniSeed, SectionWithVariablesGetsFurtherOnes) {
   ASSERT_EQ(section.variables.size(), 4U);
   for (const std::size_t i : {0U, 1U, 2U, 3U})
     EXPECT_EQ(section.variables[i].sampleCount, 300 + i % 2);
+}
+
+// Libmseed would wait forever for bytes that it expects and that are gone.
+TEST(RecordStream, FileThatShrinksIsReadFromACopyOrNotToItsEnd) {
+  const TemporaryFolder folder;
+  const std::string large = std::string(68 << 20, '\0') + miniSeed();
+  const struct {
+    std::size_t times;
+    std::string bytes;
+    int further; // records
+    bool reachesEnd;
+    bool isAtRest;
+    bool isCut; // after the first record
+  } cases[] = {
+      {1000, miniSeed(), 999, true, false, true},
+      {1000, miniSeed(), 255, false, true, true},       // the size is compared after 128 KiB
+      {140000, miniSeed(), 139999, true, false, false}, // 68 MiB, more than is copied at once
+      {140000, miniSeed(), 255, false, false, true},
+      {1, miniSeed() + large, 1, true, true, false},
+      {1, miniSeed() + large, 0, false, false, false}, // not all that was skipped had been copied
+  };
+  for (const auto& each : cases) {
+    const std::string name = folder / "a";
+    miniSeedFile::repeat(name, each.bytes, each.times);
+    if (each.isAtRest)
+      miniSeedFile::putToRest(name);
+    cDataFile file(name);
+    cRecordStream records(file, cRecordStream::Samples::skipped);
+    ASSERT_TRUE(records.next());
+    if (each.isCut)
+      std::filesystem::resize_file(name, miniSeed().size());
+    int further = 0;
+    while (records.next())
+      ++further;
+    EXPECT_EQ(further, each.further) << each.times;
+    EXPECT_EQ(records.reachedEnd(), each.reachesEnd) << each.times;
+  }
 }
 
 TEST(Dispatcher, ReadersHaveTheirOrder) {
