@@ -11,6 +11,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <fcntl.h>
@@ -31,6 +32,7 @@ constexpr double kMostGrowth = 1;        // MiB of resident memory, from warmed 
 constexpr double kMostAtPeak = 8;        // MiB, while a large file is parsed and copied
 constexpr double kMostTimePerByte = 1.5; // of a large file, compared with one an eighth of it
 constexpr std::size_t kSmallerBy = 8;
+constexpr unsigned kLongestCall = 10; // seconds, after which the alarm ends this process
 
 bool failed = false;
 
@@ -155,15 +157,41 @@ void endureFiles(std::size_t megabytes) {
   }
 }
 
-// Parses and copies a file while another process changes it again and again.
-void endureChanges(const char* what, const std::string& path, int perSecond, double seconds,
-                   const std::function<void()>& change) {
-  const pid_t child = fork();
-  if (child == 0) {
+// A process of its own, which is killed at the end.
+class Process {
+public:
+  template<class Action>
+  explicit Process(Action action) : number_(fork()) {
+    if (number_ != 0)
+      return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    for (;; usleep(static_cast<useconds_t>(1000000 / perSecond)))
-      change();
+    action();
+    _exit(EXIT_FAILURE);
   }
+  ~Process() {
+    kill(number_, SIGKILL);
+    waitpid(number_, nullptr, 0);
+  }
+  Process(const Process&) = delete;
+  Process& operator=(const Process&) = delete;
+
+  // Sends the signal; returns the exit status, or -1 without one. A process that does not end lets
+  // the alarm end this one.
+  int endBy(int signal) const {
+    kill(number_, signal);
+    alarm(kLongestCall);
+    siginfo_t end = {};
+    waitid(P_PID, static_cast<id_t>(number_), &end, WEXITED | WNOWAIT);
+    alarm(0);
+    return end.si_code == CLD_EXITED ? end.si_status : -1;
+  }
+
+private:
+  pid_t number_;
+};
+
+// Parses and copies a file that changes meanwhile.
+void endureChanges(const char* what, const std::string& path, int perSecond, double seconds) {
   LoadedPlugin plugin;
   std::vector<double> samples(300); // the whole file is read for them
   long parses = 0;
@@ -171,7 +199,6 @@ void endureChanges(const char* what, const std::string& path, int perSecond, dou
   using Clock = std::chrono::steady_clock;
   const auto end = Clock::now() + std::chrono::duration<double>(seconds);
   while (Clock::now() < end) {
-    constexpr unsigned kLongestCall = 10; // seconds, after which the signal ends this process
     alarm(kLongestCall);
     ++parses;
     if (plugin.tryToParse(path)) {
@@ -180,10 +207,19 @@ void endureChanges(const char* what, const std::string& path, int perSecond, dou
     }
   }
   alarm(0);
-  kill(child, SIGKILL);
-  waitpid(child, nullptr, 0);
   std::printf("%-28s %9d %12ld %12ld\n", what, perSecond, parses, accepted);
   expect(accepted > 0, "a file that changes is never accepted");
+}
+
+// Lets the host for the shell watch it.
+void endureWatching(const std::string& path, int signal, double seconds) {
+  const Process host([&] {
+    dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    execl(HOST_PATH, HOST_PATH, "watch", "--interval", "0.01", path.c_str(), nullptr);
+  });
+  usleep(static_cast<useconds_t>(seconds * 1e6));
+  expect(host.endBy(signal) == 0, "watch does not end as it should");
 }
 
 void endureRewriting(double seconds) {
@@ -191,24 +227,39 @@ void endureRewriting(double seconds) {
   const TemporaryFolder files;
   const std::string path = files / "changing";
   const std::string bytes = records(1, 4000000); // some megabytes
-  const auto rewrite = [&] {                     // in place and in pieces, as cp does
+  const auto rewrite = [&](int times) {          // in place and in pieces, as cp does
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
     constexpr std::size_t kPiece = 131072;
-    for (std::size_t at = 0; at < bytes.size(); at += kPiece)
-      if (write(file, bytes.data() + at, std::min(kPiece, bytes.size() - at)) < 0)
-        break;
+    for (int i = 0; i < times; ++i)
+      for (std::size_t at = 0; at < bytes.size(); at += kPiece)
+        if (write(file, bytes.data() + at, std::min(kPiece, bytes.size() - at)) < 0)
+          break;
     close(file);
   };
-  for (const int perSecond : {5, 50}) {
-    rewrite();
-    endureChanges("rewritten in place", path, perSecond, seconds, rewrite);
+  const auto again = [](int perSecond, const auto& change) {
+    return [perSecond, change] {
+      for (;; usleep(static_cast<useconds_t>(1000000 / perSecond)))
+        change();
+    };
+  };
+  constexpr int kLarge = 30; // times, so that no copy in memory holds the whole file
+  for (const auto& [what, times, perSecond, signal] :
+       {std::tuple{"rewritten in place", 1, 5, SIGINT},
+        {"rewritten in place", 1, 50, SIGTERM},
+        {"large, rewritten in place", kLarge, 5, SIGTERM}}) {
+    rewrite(times);
+    const Process writer(again(perSecond, [&rewrite, times = times] { rewrite(times); }));
+    endureChanges(what, path, perSecond, seconds);
+    endureWatching(path, signal, seconds);
   }
-  rewrite(); // what the other process has left can be empty
+  rewrite(1); // what the other process has left can be empty
   const std::string pipe = files / "pipe";
   expect(mkfifo(pipe.c_str(), 0600) == 0, "there is no pipe");
-  endureChanges("exchanged for a pipe", path, 100000, seconds, [&] {
+  constexpr int kPipesPerSecond = 100000;
+  const Process exchanger(again(kPipesPerSecond, [&] {
     renameat2(AT_FDCWD, pipe.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE);
-  });
+  }));
+  endureChanges("exchanged for a pipe", path, kPipesPerSecond, seconds);
 }
 
 } // namespace
