@@ -36,9 +36,8 @@ cDescriptor::~cDescriptor() {
 cDataFile::cDataFile(const std::string& name) : name_(name) {
   cDescriptor opened(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   struct stat status = {};
-  char last = 0;
   if (!opened || fstat(opened.number(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      status.st_size == 0 || pread(opened.number(), &last, 1, status.st_size - 1) != 1)
+      status.st_size == 0)
     return;
   size_ = status.st_size;
   modified_ = status.st_mtime;
@@ -56,6 +55,9 @@ std::size_t cDataFile::readOn(char* bytes, std::size_t count) noexcept {
 }
 
 bool cDataFile::settle() {
+  char last = 0;
+  if (pread(descriptor_.number(), &last, 1, size_ - 1) != 1)
+    return false;
   if (!wasModifiedJustNow() || !isFileOfSizeAllowed(size_))
     return true;
   copy_ = cDescriptor(memfd_create("ox-wp-data-file", MFD_CLOEXEC));

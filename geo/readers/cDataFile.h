@@ -36,8 +36,7 @@ public:
   // Opens the file without waiting: a pipe would block until there is a writer.
   explicit cDataFile(const std::string& name);
 
-  // True for a non-empty regular file whose last byte can be read. Anything else may block the host
-  // or, like some files under /sys, end before its size says.
+  // True for a regular file that is not empty. Anything else may block the host.
   bool isReadable() const noexcept { return static_cast<bool>(descriptor_); }
 
   // Both read up to `count` bytes and return how many they stored: from the start of the file, and
@@ -50,9 +49,10 @@ public:
   std::string descriptorName() const { return source().name(); }
   const std::string& ownName() const noexcept { return name_; }
 
-  // A file that was modified within the last seconds may be in the middle of being rewritten. From
-  // now on such a file is read from a copy in memory, which cannot shrink. Returns false if the
-  // file shrinks meanwhile.
+  // Makes a readable file safe for a reader that relies on its size. A file that was modified
+  // within the last seconds may be in the middle of being rewritten: from now on it is read from a
+  // copy in memory, which cannot shrink. Returns false if the file does not hold its last byte, as
+  // some under /sys, or shrinks meanwhile.
   bool settle();
 
   // To be called now and then with the position up to which the file has been read. Returns false
