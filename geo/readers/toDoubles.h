@@ -11,5 +11,6 @@ void toDoubles(const Sample* samples, std::int64_t count, double* __restrict tar
     target[i] = static_cast<double>(samples[i]);
 }
 
-// The same for integers, which most files hold.
+// The same for what most files hold.
 void toDoubles(const std::int32_t* samples, std::int64_t count, double* target) noexcept;
+void toDoubles(const float* samples, std::int64_t count, double* target) noexcept;
