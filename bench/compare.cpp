@@ -7,12 +7,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <fcntl.h>
 #include <libmseed.h>
+#include <malloc.h>
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -49,8 +51,9 @@ struct Way {
 void byPlugin(const std::string& path) {
   LoadedPlugin plugin;
   plugin.parse(path);
-  std::vector<double> samples = plugin.buffer();
-  plugin.copy(samples);
+  const std::size_t count = plugin.sampleCount();
+  const auto samples = std::make_unique_for_overwrite<double[]>(count);
+  plugin.copy({samples.get(), count});
 }
 
 void byReadTraces(const std::string& path) {
@@ -82,6 +85,8 @@ void byProgram(const std::string& folder, std::vector<std::string> words) {
 }
 
 void compare(const std::string& folder, std::size_t millions) {
+  // Large blocks are fresh each time. Otherwise some sizes would be those of earlier rounds.
+  mallopt(M_MMAP_THRESHOLD, 1 << 20);
   const std::string path = folder + "/one.mseed";
   miniSeedFile::write(path, miniSeedFile::pack({}, miniSeedFile::wave(millions * 1000000, 1)));
   miniSeedFile::putToRest(path);

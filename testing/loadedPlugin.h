@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -62,24 +63,25 @@ public:
     return found;
   }
 
-  // A buffer for all samples of the first stream, or for as many as one copy takes.
-  std::vector<double> buffer() const {
+  // Of the first stream, or as many as one copy takes.
+  std::size_t sampleCount() const {
     _ox_wp_prop_type property = {};
     table_.get_variable_property(table_.plugin, file_, section_, 0, ox_wp_index_sample_count,
                                  &property);
     constexpr std::int64_t kLargest = INT32_MAX / sizeof(double);
-    return std::vector<double>(
-        static_cast<std::size_t>(std::min(property.integer_value, kLargest)));
+    return static_cast<std::size_t>(std::min(property.integer_value, kLargest));
   }
+
+  // For these samples.
+  std::vector<double> buffer() const { return std::vector<double>(sampleCount()); }
 
   // Copies samples of the first stream; false when they do not fill the buffer.
-  bool tryToCopy(std::vector<double>& samples) const {
+  bool tryToCopy(std::span<double> samples) const {
     return table_.copy_variable_data(table_.plugin, file_, section_, 0, ox_wp_type_double,
-                                     samples.data(),
-                                     static_cast<int>(samples.size() * sizeof(double))) == 0;
+                                     samples.data(), static_cast<int>(samples.size_bytes())) == 0;
   }
 
-  void copy(std::vector<double>& samples) const {
+  void copy(std::span<double> samples) const {
     if (!tryToCopy(samples))
       throw std::runtime_error("a copy fails");
   }
