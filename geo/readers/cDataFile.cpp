@@ -63,8 +63,11 @@ bool cDataFile::settle() {
   copy_ = cDescriptor(memfd_create("ox-wp-data-file", MFD_CLOEXEC));
   copySize_ = size_;
   if (copy_ && ftruncate(copy_.number(), copySize_) == 0 &&
-      access(copy_.name().c_str(), R_OK) == 0 && copyUpTo(kCopiedAhead))
-    return true;
+      access(copy_.name().c_str(), R_OK) == 0) {
+    const ssize_t result = copyUpTo(kCopiedAhead);
+    if (result >= 0)
+      return result > 0;
+  }
   // Without a copy, or without /proc to open it by, the file itself has to do.
   copy_ = cDescriptor();
   return !hasShrunk();
@@ -78,20 +81,20 @@ bool cDataFile::advance(std::int64_t position) noexcept {
   if (!copy_)
     return true;
   fallocate(copy_.number(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0, position);
-  return copyUpTo(position + kCopiedAhead);
+  return copyUpTo(position + kCopiedAhead) > 0;
 }
 
-bool cDataFile::copyUpTo(std::int64_t end) noexcept {
+ssize_t cDataFile::copyUpTo(std::int64_t end) noexcept {
   end = std::min(end, copySize_);
   while (copied_ < end) {
     off_t from = copied_;
     const ssize_t sent = sendfile(copy_.number(), descriptor_.number(), &from,
                                   static_cast<std::size_t>(end - copied_));
-    if (sent <= 0) // 0 at the end of a file that has shrunk
-      return false;
+    if (sent <= 0)
+      return sent;
     copied_ += sent;
   }
-  return true;
+  return 1;
 }
 
 bool cDataFile::hasShrunk() noexcept {

@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include <sys/types.h>
+
 // Owns a file descriptor; -1 stands for none.
 class cDescriptor {
 public:
@@ -67,7 +69,9 @@ private:
   const cDescriptor& source() const noexcept { return copy_ ? copy_ : descriptor_; }
   bool wasModifiedJustNow() const noexcept;
   bool hasShrunk() noexcept;
-  bool copyUpTo(std::int64_t end) noexcept;
+
+  // Returns 1 when done, 0 when the file has shrunk, and -1 when it cannot be copied.
+  ssize_t copyUpTo(std::int64_t end) noexcept;
 
   std::string name_;
   cDescriptor descriptor_;

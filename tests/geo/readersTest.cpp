@@ -176,7 +176,7 @@ TEST(MiniSeed, SectionWithVariablesGetsFurtherOnes) {
     EXPECT_EQ(section.variables[i].sampleCount, 300 + i % 2);
 }
 
-// Libmseed would wait forever for bytes that it expects and that are gone.
+// Otherwise libmseed would wait forever for the bytes that are gone.
 TEST(RecordStream, FileThatShrinksIsReadFromACopyOrNotToItsEnd) {
   const TemporaryFolder folder;
   const std::string large = std::string(68 << 20, '\0') + miniSeed();
