@@ -30,7 +30,8 @@ constexpr const char* kStartTimes =
     "every 71.6 minutes (4294.967296 s), so different times can show the same one.";
 
 bool isWord(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+  return !text.empty() &&
+         std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
 }
 
 class CommandLine {

@@ -84,8 +84,7 @@ void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle se
 // The boundary gives no reason why a file was declined; the system may know one.
 Error declined(const std::string& path) {
   constexpr const char* kExpansion =
-      "; in a path the plug-in reads \\ and ^ as /, a leading ~ as $HOME and $NAME as that "
-      "variable, "
+      "; in a path the plug-in reads \\ and ^ as /, a leading ~ as $HOME, $NAME as that variable, "
       "and drops white space at both ends: an absolute path may help";
   struct stat status {};
   std::string reason = whyUnreadable(path);
