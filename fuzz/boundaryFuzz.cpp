@@ -1,10 +1,15 @@
 // Any bytes as a file, through the whole boundary: initialize, parse, walk, copy, change the file,
-// copy and parse again, release. The last three bytes of an input choose the file's extension, its
-// age, and how it changes.
+// copy and parse again, release. The streams and samples are those of a plain loop of libmseed's
+// calls. The last three bytes of an input choose the file's extension, and how it changes.
 #include <algorithm>
+#include <bit>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
+#include <map>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +19,7 @@
 #include <unistd.h>
 
 #include "fuzz/fuzz.h"
+#include "geo/readers/cRecordStream.h"
 #include "plugin/ox_wp_plugin.h"
 #include "testing/temporaryFolder.h"
 
@@ -107,6 +113,91 @@ std::vector<std::int64_t> walk(const Ask& ask) {
 
 using Bits = std::vector<std::uint64_t>; // of doubles, which compare equal only bit for bit
 
+std::uint64_t bitsOf(double value) {
+  return std::bit_cast<std::uint64_t>(value);
+}
+
+// What the headers say of a stream.
+struct Header {
+  std::string name;
+  std::int64_t count = 0;
+  std::uint64_t start = 0;
+  std::uint64_t step = 0;
+  bool operator==(const Header&) const = default;
+};
+
+// What a plain loop of libmseed's calls by name finds in a file.
+struct Plain {
+  std::vector<Header> headers;
+  std::vector<Bits> samples; // of each stream; without those that lie behind their record
+};
+
+template<class Sample>
+void append(const MSRecord& record, Bits& samples) {
+  const auto* first = static_cast<const Sample*>(record.datasamples);
+  for (std::int64_t i = 0; i < samplesHeld(record); ++i)
+    samples.push_back(bitsOf(static_cast<double>(first[i])));
+}
+
+void appendSamples(const MSRecord& record, Bits& samples) {
+  switch (record.sampletype) {
+  case 'a':
+    return append<unsigned char>(record, samples);
+  case 'i':
+    return append<std::int32_t>(record, samples);
+  case 'f':
+    return append<float>(record, samples);
+  case 'd':
+    return append<double>(record, samples);
+  }
+}
+
+// Nothing where libmseed reports an error, or would go on forever: each record takes at least a
+// byte.
+std::optional<Plain> plainLoop(const std::string& path) {
+  Plain found;
+  std::map<std::string, std::size_t> indexes;
+  const std::uintmax_t mostRecords = std::filesystem::file_size(path);
+  for (const flag withSamples : {flag{0}, flag{1}}) {
+    MSRecord* record = nullptr;
+    int result = MS_NOERROR;
+    for (std::uintmax_t records = 0; records <= mostRecords; ++records) {
+      result = ms_readmsr(&record, path.c_str(), -1, nullptr, nullptr, 1, withSamples, 0);
+      if (result != MS_NOERROR)
+        break;
+      char name[50];
+      msr_srcname(record, name, 0);
+      const auto [entry, isNew] = indexes.try_emplace(name, found.headers.size());
+      if (isNew) {
+        const double start = static_cast<std::int32_t>(record->starttime) * 1e-6;
+        const double step = record->samprate == 0 ? 0 : 1 / record->samprate;
+        found.headers.push_back({name, 0, bitsOf(start), bitsOf(step)});
+        found.samples.emplace_back();
+      }
+      if (!withSamples)
+        found.headers[entry->second].count += record->samplecnt;
+      else if (record->datasamples)
+        appendSamples(*record, found.samples[entry->second]);
+    }
+    ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+    if (!withSamples && result != MS_ENDOFFILE)
+      return std::nullopt;
+  }
+  return found;
+}
+
+// True for what the plug-in offers to libmseed: text at the start, and no container of records.
+bool isOffered(std::string_view bytes) {
+  constexpr std::string_view kOthers[] = {"PED", "PSD", "PLC", "PQI", "PLS", "Geopsy"};
+  for (const std::string_view other : kOthers)
+    if (bytes.starts_with(other))
+      return false;
+  for (const char byte : bytes.substr(0, 20))
+    if ((byte < 0x20 || byte > 0x7E) && byte != '\t' && byte != '\r' && byte != '\n')
+      return false;
+  return !bytes.empty();
+}
+
 class Host {
 public:
   Host() {
@@ -131,25 +222,31 @@ public:
     })[2];
   }
 
-  // The number of samples that each variable declares.
-  std::vector<std::int64_t> walkAll(ox_wp_section_handle section) {
+  std::vector<Header> walkAll(ox_wp_section_handle section) {
     const std::vector<std::int64_t> integers = walk([&](int index, _ox_wp_prop_type* property) {
       return table_.get_section_property(table_.plugin, file_, section, index, property);
     });
     require(integers.size() == 3 && integers[1] > 0, "a section has variables");
-    std::vector<std::int64_t> counts;
+    std::vector<Header> headers;
     for (int variable = 0; variable < integers[1]; ++variable) {
-      const std::vector<std::int64_t> found = walk([&](int index, _ox_wp_prop_type* property) {
+      const auto ask = [&](int index, _ox_wp_prop_type* property) {
         return table_.get_variable_property(table_.plugin, file_, section, variable, index,
                                             property);
-      });
+      };
+      const std::vector<std::int64_t> found = walk(ask);
       require(found.size() == 9, "a variable has nine properties");
       require(found[2] == ox_wp_type_double || found[2] == ox_wp_type_none,
               "samples are doubles or not deliverable");
-      require(found[3] >= 0, "a count is not negative");
-      counts.push_back(found[3]);
+      _ox_wp_prop_type name = {};
+      _ox_wp_prop_type start = {};
+      _ox_wp_prop_type step = {};
+      ask(ox_wp_index_variable_name, &name);
+      ask(ox_wp_index_x_start, &start);
+      ask(ox_wp_index_x_step, &step);
+      headers.push_back(
+          {name.string_value, found[3], bitsOf(start.double_value), bitsOf(step.double_value)});
     }
-    return counts;
+    return headers;
   }
 
   // Copies twice, over different marks: what differs afterwards was not stored. Returns the samples
@@ -167,11 +264,16 @@ public:
     return {first.begin(), end};
   }
 
+  // Copies all samples; returns those that were stored, of many the first.
+  Bits copyAll(ox_wp_section_handle section, int variable, std::int64_t count) {
+    return copy(section, variable, std::min(count, kMostSamples) + 3);
+  }
+
   // Copies of all sizes are the beginnings of the longest one.
-  void copyAll(ox_wp_section_handle section, int variable, std::int64_t count) {
-    const std::int64_t exact = std::min(count, kMostSamples);
-    const Bits longest = copy(section, variable, exact + 3);
-    for (const std::int64_t n : {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, exact / 2}) {
+  void copyParts(ox_wp_section_handle section, int variable, std::int64_t count) {
+    const Bits longest = copyAll(section, variable, count);
+    for (const std::int64_t n :
+         {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, std::ssize(longest) / 2}) {
       constexpr std::uint64_t kMark = 1;
       Bits samples = copyOnce(section, variable, n, kMark).second;
       Bits expected(longest.begin(), longest.begin() + std::min<std::int64_t>(std::ssize(samples),
@@ -214,40 +316,50 @@ void makeChange(const std::string& path, Change kind, std::size_t share, const s
   }
 }
 
-// What the last bytes of an input choose.
-struct Choices {
-  Change change;
-  std::size_t share;
-  bool isAtRest;
-};
-
-void run(const std::string& path, const Choices& choices, const std::uint8_t* data,
-         std::size_t size) {
-  write(path, data, size);
-  if (choices.isAtRest)
-    miniSeedFile::putToRest(path); // or it is read from a copy
-  Host plugin;
+// Parses the file and copies its first and its last stream, which are as a plain loop has them.
+// Returns null when the plug-in declines the file.
+ox_wp_section_handle readAsPlainLoop(Host& plugin, const std::string& path, bool isOffered) {
   ox_wp_section_handle section = plugin.parse(path);
+  if (!section && !isOffered)
+    return section;
+  const std::optional<Plain> plain = plainLoop(path);
+  require(!section == (!plain || plain->headers.empty()), "a plain loop reads the same files");
+  if (!section)
+    return section;
+  require(plugin.walkAll(section) == plain->headers, "a plain loop finds the same streams");
+  const std::size_t last = plain->headers.size() - 1;
+  for (std::size_t stream = 0; stream <= last; stream += std::max<std::size_t>(last, 1)) {
+    const auto variable = static_cast<int>(stream);
+    const Bits found = plugin.copyAll(section, variable, plain->headers[stream].count);
+    Bits expected = plain->samples[stream];
+    expected.resize(std::min(expected.size(), found.size()));
+    require(found == expected &&
+                (found.size() == plain->samples[stream].size() || std::ssize(found) > kMostSamples),
+            "a plain loop finds the same samples");
+  }
+  return section;
+}
+
+void run(const std::string& path, bool isSeg2, Change change, std::size_t share,
+         const std::uint8_t* data, std::size_t size) {
+  write(path, data, size);
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  Host plugin;
+  ox_wp_section_handle section = readAsPlainLoop(plugin, path, !isSeg2 && isOffered(bytes));
   if (!section)
     return;
   plugin.changed(); // may be true: a second may have begun meanwhile
   require(plugin.changed() == 0, "a change is reported once");
-  const std::vector<std::int64_t> counts = plugin.walkAll(section);
-  const auto variables = static_cast<int>(counts.size());
-  plugin.copyAll(section, variables - 1, counts.back());
-  if (variables > 1)
-    plugin.copy(section, 0, std::min(counts[0], kMostSamples));
+  const std::vector<Header> before = plugin.walkAll(section);
+  const auto last = static_cast<int>(before.size()) - 1;
+  plugin.copyParts(section, last, before.back().count);
 
-  makeChange(path, choices.change, choices.share, data, size);
-  if (choices.isAtRest && choices.change != Change::vanish)
-    miniSeedFile::putToRest(path);
+  makeChange(path, change, share, data, size);
   require(plugin.changed() == 1 && plugin.changed() == 0, "a change is reported, once");
-  require(plugin.walkAll(section) == counts, "a change on disk leaves a parsed file alone");
-  plugin.copy(section, variables - 1, std::min(counts.back(), kMostSamples));
-  if (ox_wp_section_handle again = plugin.parse(path)) {
-    require(again != section, "each parse has its own handles");
-    plugin.copy(again, 0, std::min(plugin.walkAll(again)[0], kMostSamples));
-  }
+  require(plugin.walkAll(section) == before, "a change on disk leaves a parsed file alone");
+  plugin.copyAll(section, 0, before[0].count);
+  if (change == Change::append || change == Change::cut)
+    require(readAsPlainLoop(plugin, path, false) != section, "each parse has its own handles");
 }
 
 } // namespace
@@ -259,11 +371,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return -1;
   size -= kChoices;
   const std::uint8_t* const chosen = data + size;
-  const Choices choices = {static_cast<Change>(chosen[1] % 4), chosen[2], chosen[1] >= 128};
-  const std::string path = folder / "input" + kExtensions[chosen[0] % std::size(kExtensions)];
+  const std::string extension = kExtensions[chosen[0] % std::size(kExtensions)];
+  const std::string path = folder / "input" + extension;
   {
     const Surroundings unchanged;
-    run(path, choices, data, size);
+    run(path, extension == ".dat" || extension == ".seg2", static_cast<Change>(chosen[1] % 4),
+        chosen[2], data, size);
   }
   unlink(path.c_str());
   return 0;

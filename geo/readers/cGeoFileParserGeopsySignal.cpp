@@ -48,7 +48,7 @@ std::uint32_t headerSizeFor(std::int32_t entryCount) {
 } // namespace
 
 ox3::returnCode cGeoFileParserGeopsySignal::fillSection(cGeoParserSection& /*section*/) {
-  cDataFileStream stream(fileName);
+  std::ifstream stream = cDataFile(fileName_).takeStream();
   return parseHeader(stream) ? ox3::rcFileFormatRecognized : ox3::rcFailed;
 }
 
@@ -58,27 +58,27 @@ bool cGeoFileParserGeopsySignal::parseHeader(std::ifstream& stream) {
     return false;
 
   // From here on, bytes that the file does not hold count as 0.
-  read(stream, headerSize);
-  if (headerSize < kFixedHeaderSize)
+  read(stream, headerSize_);
+  if (headerSize_ < kFixedHeaderSize)
     return false;
-  read(stream, entryCount);
-  if (entryCount < 0 || static_cast<std::uint32_t>(headerSize) != headerSizeFor(entryCount))
+  read(stream, entryCount_);
+  if (entryCount_ < 0 || static_cast<std::uint32_t>(headerSize_) != headerSizeFor(entryCount_))
     return false;
 
-  const auto entries = static_cast<std::size_t>(entryCount);
-  entryTable.reset(static_cast<std::int32_t*>(
+  const auto entries = static_cast<std::size_t>(entryCount_);
+  entryTable_.reset(static_cast<std::int32_t*>(
       std::calloc(std::max<std::size_t>(entries, 1), sizeof(std::int32_t))));
-  if (!entryTable)
+  if (!entryTable_)
     throw std::bad_alloc();
-  stream.read(reinterpret_cast<char*>(entryTable.get()),
+  stream.read(reinterpret_cast<char*>(entryTable_.get()),
               static_cast<std::streamsize>(entries * sizeof(std::int32_t)));
   return true;
 }
 
 bool cGeoFileParserGeopsySignal::readTag(std::ifstream& stream) {
   reserveReadBuffer(kTagSize);
-  stream.read(readBuffer.get(), kTagSize);
-  ox3::cOxString tag(std::string(readBuffer.get(), kTagSize));
+  stream.read(readBuffer_.get(), kTagSize);
+  ox3::cOxString tag(std::string(readBuffer_.get(), kTagSize));
   if (!stream.good())
     return false;
 
@@ -87,10 +87,10 @@ bool cGeoFileParserGeopsySignal::readTag(std::ifstream& stream) {
 }
 
 void cGeoFileParserGeopsySignal::reserveReadBuffer(std::uint64_t bytes) {
-  if (readBufferCapacity >= bytes)
+  if (readBufferCapacity_ >= bytes)
     return;
-  auto larger = std::make_unique<char[]>(readBufferCapacity + kReadBufferStep);
-  std::copy_n(readBuffer.get(), readBufferLength, larger.get());
-  readBuffer = std::move(larger);
-  readBufferCapacity += kReadBufferStep;
+  auto larger = std::make_unique<char[]>(readBufferCapacity_ + kReadBufferStep);
+  std::copy_n(readBuffer_.get(), readBufferLength_, larger.get());
+  readBuffer_ = std::move(larger);
+  readBufferCapacity_ += kReadBufferStep;
 }

@@ -9,8 +9,6 @@
 #include "geo/readers/cDataFile.h"
 #include "geo/readers/cGeoFileParserBase.h"
 
-// libmseed keeps one reading state per process: parses and copies must not overlap, not even those
-// of different objects.
 class cGeoFileParserMiniSeed : public cGeoFileParserBase<cGeoFileParserMiniSeed> {
 public:
   explicit cGeoFileParserMiniSeed(cGeoParserFile& record) : cGeoFileParserBase(record) {}
@@ -30,6 +28,6 @@ public:
 private:
   friend cGeoFileParserBase;
   ox3::returnCode fillSection(cGeoParserSection& section);
-  static bool checkFileHeader(const cDataFile& data);
+  static bool checkFileHeader(cDataFile& data);
   static bool parseHeader(cDataFile& data, cGeoParserSection& section);
 };

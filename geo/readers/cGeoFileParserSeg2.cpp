@@ -3,6 +3,6 @@
 #include "geo/readers/cDataFile.h"
 
 ox3::returnCode cGeoFileParserSeg2::fillSection(cGeoParserSection& /*section*/) {
-  const cDataFileStream openedAndClosed(fileName);
+  const cDataFile openedAndClosed(fileName_);
   return ox3::rcFailed;
 }

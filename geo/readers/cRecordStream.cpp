@@ -1,37 +1,23 @@
 #include "geo/readers/cRecordStream.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iterator>
 #include <string_view>
 
-#include <unistd.h>
-
 namespace {
-
-// The file is looked at again after so many bytes of records. libmseed reads 1 MiB at once, so that
-// looking more often would cost time and not help.
-constexpr std::int64_t kBytesBetweenLooks = 131072;
 
 void discard(char* /*message*/) {}
 
 // True for a container of records. libmseed trusts the lengths written in it, negative ones
 // included, and reads far beyond its buffer.
-bool isPacked(const cDataFile& file) {
+bool isPacked(std::string_view start) noexcept {
   constexpr std::string_view kSignatures[] = {"PED", "PSD", "PLC", "PQI", "PLS"};
-  char start[3] = {};
-  const std::string_view signature(start, file.readStart(start, sizeof start));
-  return std::find(std::begin(kSignatures), std::end(kSignatures), signature) !=
-         std::end(kSignatures);
+  return std::any_of(std::begin(kSignatures), std::end(kSignatures),
+                     [&](std::string_view signature) { return start.starts_with(signature); });
 }
 
-// libmseed recognises an open file by the part of its name that fits its own buffer: with a longer
-// name it starts over forever. For "-" it reads and closes the host's standard input.
-bool isSafeName(const std::string& name) {
-  return name.size() < sizeof(MSFileParam::filename) && name != "-";
-}
-
-// The size of an uncompressed sample in a record; 0 for compressed ones, whose decoders stop at the
-// end of the record.
+// The size of an uncompressed sample in a record; 0 for compressed ones.
 int bytesPerSample(int encoding) noexcept {
   switch (encoding) {
   case DE_ASCII:
@@ -55,75 +41,74 @@ int bytesPerSample(int encoding) noexcept {
   }
 }
 
+// The length at which libmseed cut the record from the file: that of the first blockette 1000. The
+// record's `reclen` is that of the last one.
+std::int64_t cutLength(const MSRecord& record) noexcept {
+  constexpr int kBlockette1000 = 1000;
+  for (const BlktLink* link = record.blkts; link; link = link->next)
+    if (link->blkt_type == kBlockette1000) {
+      const int exponent = static_cast<const blkt_1000_s*>(link->blktdata)->reclen;
+      return std::int64_t{1} << exponent % 32; // as the processor shifts for libmseed
+    }
+  return record.reclen;
+}
+
 } // namespace
 
-cRecordStream::cRecordStream(cDataFile& file, Samples wanted)
-    : file_(file), wanted_(wanted), nextLook_(kBytesBetweenLooks) {
+cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_cast<flag>(wanted)) {
   // libmseed prints unless it has other handlers, and does not say which it had before.
   ms_loginit(discard, nullptr, discard, nullptr);
-  if (!file_.isReadable() || !file_.settle() || isPacked(file_))
+  const std::string_view start = file.start();
+  if (isPacked(start))
     return;
-  readName_ = file_.descriptorName();
-  result_ = MS_NOERROR;
+  // libmseed frees these, and closes the stream, at the release call.
+  state_ = static_cast<MSFileParam*>(std::calloc(1, sizeof(MSFileParam)));
+  if (!state_)
+    return;
+  state_->rawrec = static_cast<char*>(std::malloc(MAXRECLEN));
+  if (!state_->rawrec)
+    return;
+  state_->readlen = static_cast<int>(start.copy(state_->rawrec, start.size()));
+  state_->fp = file.takeRest();
+  if (state_->fp)
+    result_ = MS_NOERROR;
 }
 
 cRecordStream::~cRecordStream() {
-  ms_readmsr(&record_, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+  ms_readmsr_r(&state_, &record_, nullptr, 0, nullptr, nullptr, 0, 0, 0);
 }
 
 MSRecord* cRecordStream::next() {
-  if (result_ != MS_NOERROR)
-    return nullptr;
-  // libmseed takes the size of the file once, when it opens it, and waits forever for bytes that
-  // are gone since.
-  if (position_ >= nextLook_) {
-    if (!file_.advance(position_)) {
-      result_ = MS_GENERROR;
-      return nullptr;
-    }
-    nextLook_ = position_ + kBytesBetweenLooks;
-  }
-  result_ = read();
-  if (result_ == MS_GENERROR && !record_)
-    tryOwnName();
-  if (result_ == MS_ENDOFFILE && !file_.isWhole())
-    result_ = MS_GENERROR;
-  if (result_ != MS_NOERROR)
-    return nullptr;
-  // A damaged record can have a negative length. libmseed would go back by it and never reach the
-  // end.
-  if (record_->reclen < 0) {
-    result_ = MS_OUTOFRANGE;
-    return nullptr;
-  }
-  position_ += record_->reclen;
-  return record_;
-}
-
-// Reads the file by its own name if this process may not use /proc and libmseed can take the name.
-void cRecordStream::tryOwnName() {
-  if (access(file_.descriptorName().c_str(), R_OK) == 0 || !isSafeName(file_.ownName()))
-    return;
-  readName_ = file_.ownName();
-  result_ = read();
-}
-
-int cRecordStream::read() {
   constexpr int kDetectLength = -1;
   constexpr flag kSkipNonData = 1;
   constexpr flag kQuiet = 0;
-  return ms_readmsr(&record_, readName_.c_str(), kDetectLength, nullptr, nullptr, kSkipNonData,
-                    static_cast<flag>(wanted_), kQuiet);
+  if (result_ != MS_NOERROR)
+    return nullptr;
+  bool isAtEnd = false;
+  do {
+    // libmseed would wait forever for bytes that are missing from the size it is told, and needs
+    // the size only at the end of the file: it is told then. Before, the size is 0, and what
+    // libmseed takes for the end can be the end of its buffer.
+    isAtEnd = state_->filesize != 0 || feof_unlocked(state_->fp) != 0;
+    if (isAtEnd)
+      state_->filesize = state_->filepos + state_->readlen - state_->readoffset;
+    // The stream is open, and the name is the one in the state: libmseed opens nothing.
+    result_ = ms_readmsr_r(&state_, &record_, state_->filename, kDetectLength, nullptr, nullptr,
+                           kSkipNonData, wanted_, kQuiet);
+  } while (!isAtEnd && (result_ == MS_ENDOFFILE || result_ == MS_NOTSEED));
+  // A damaged record can have a negative length. libmseed would go back by it and never reach the
+  // end.
+  if (result_ == MS_NOERROR && record_->reclen < 0)
+    result_ = MS_OUTOFRANGE;
+  return result_ == MS_NOERROR ? record_ : nullptr;
 }
 
-bool holdsItsSamples(const MSRecord& record) noexcept {
-  // libmseed cuts a record by its first blockette 1000, and reads on to the end that the last one
-  // states.
-  constexpr int kBlockette1000 = 1000;
-  for (const BlktLink* link = record.blkts; link; link = link->next)
-    if (link->blkt_type == kBlockette1000 &&
-        static_cast<const blkt_1000_s*>(link->blktdata)->reclen < record.Blkt1000->reclen)
-      return false;
-  const std::int64_t held = record.reclen - record.fsdh->data_offset;
-  return record.samplecnt * bytesPerSample(record.encoding) <= held;
+std::int64_t samplesHeld(const MSRecord& record) noexcept {
+  const std::int64_t cut = cutLength(record);
+  const int size = bytesPerSample(record.encoding);
+  // The decoders of compressed samples stop at the end that `reclen` states.
+  if (size == 0)
+    return record.reclen > cut ? 0 : record.samplecnt;
+  const std::int64_t bytes = std::min<std::int64_t>(cut, record.reclen) - record.fsdh->data_offset;
+  return std::clamp<std::int64_t>(bytes / size, 0, record.samplecnt);
 }

@@ -2,19 +2,18 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include <libmseed.h> // the one place: who reads records includes this header
 
 #include "geo/readers/cDataFile.h"
 
-// Reads the records front to back. libmseed keeps one reading state for the whole process, which
-// begins with the first record and ends with this object.
+// Reads the records front to back. The reading state is this object's own; the one that libmseed
+// keeps for the process is left alone.
 class cRecordStream {
 public:
   enum class Samples : flag { skipped = 0, decoded = 1 };
 
-  // `file` outlives the stream.
+  // `file` outlives the stream, which reads it from its first byte on.
   cRecordStream(cDataFile& file, Samples wanted);
   ~cRecordStream();
   cRecordStream(const cRecordStream&) = delete;
@@ -27,18 +26,12 @@ public:
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
-  [[gnu::cold]] void tryOwnName();
-  int read();
-
-  cDataFile& file_;
-  std::string readName_; // that libmseed opens
-  Samples wanted_;
-  std::int64_t position_ = 0; // the end of the records so far, were nothing between them
-  std::int64_t nextLook_;     // the position from which the file is looked at again
+  flag wanted_;
+  MSFileParam* state_ = nullptr;
   MSRecord* record_ = nullptr;
   int result_ = MS_GENERROR;
 };
 
-// True when the record, read with its samples, holds as many as it declares. libmseed decodes
-// others all the same, from whatever lies behind the record in memory.
-bool holdsItsSamples(const MSRecord& record) noexcept;
+// How many samples a decoded record holds: at most as many as it declares. libmseed decodes the
+// others from whatever lies behind the record in memory.
+std::int64_t samplesHeld(const MSRecord& record) noexcept;
