@@ -167,17 +167,17 @@ std::optional<Plain> plainLoop(const std::string& path) {
         break;
       char name[50];
       msr_srcname(record, name, 0);
-      const auto [entry, isNew] = indexes.try_emplace(name, found.headers.size());
-      if (isNew) {
+      if (!withSamples && indexes.try_emplace(name, found.headers.size()).second) {
         const double start = static_cast<std::int32_t>(record->starttime) * 1e-6;
         const double step = record->samprate == 0 ? 0 : 1 / record->samprate;
         found.headers.push_back({name, 0, bitsOf(start), bitsOf(step)});
         found.samples.emplace_back();
       }
+      const auto stream = indexes.find(name);
       if (!withSamples)
-        found.headers[entry->second].count += record->samplecnt;
-      else if (record->datasamples)
-        appendSamples(*record, found.samples[entry->second]);
+        found.headers[stream->second].count += record->samplecnt;
+      else if (stream != indexes.end() && record->datasamples) // others lie within records
+        appendSamples(*record, found.samples[stream->second]);
     }
     ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
     if (!withSamples && result != MS_ENDOFFILE)

@@ -5,8 +5,6 @@
 #include <cstdio>
 
 #include <dlfcn.h>
-#include <sys/mman.h>
-#include <sys/sendfile.h>
 #include <sys/stat.h>
 
 namespace failingSystem {
@@ -39,14 +37,10 @@ using namespace failingSystem;
 
 // NOLINTBEGIN: the system's names
 extern "C" {
-OX_FAULT(opening, nullptr, FILE*, fopen, (const char* p, const char* m), p, m)
-OX_FAULT(opening, nullptr, FILE*, fopen64, (const char* p, const char* m), p, m)
+OX_FAULT(opening, nullptr, FILE*, fdopen, (int f, const char* m), f, m)
 OX_FAULT(opening, -1, int, open, (const char* p, int f, mode_t m), p, f, m)
-OX_FAULT(opening, -1, int, memfd_create, (const char* n, unsigned f), n, f)
-OX_FAULT(reading, -1, ssize_t, sendfile, (int o, int i, off_t* p, size_t n), o, i, p, n)
 OX_FAULT(reading, 0, size_t, fread, (void* b, size_t s, size_t n, FILE* f), b, s, n, f)
 OX_FAULT(reading, -1, ssize_t, read, (int f, void* b, size_t n), f, b, n)
-OX_FAULT(reading, -1, ssize_t, pread, (int f, void* b, size_t n, off_t o), f, b, n, o)
 OX_FAULT(asking, -1, int, stat, (const char* p, struct stat* s), p, s)
 OX_FAULT(asking, -1, int, fstat, (int f, struct stat* s), f, s)
 #ifndef __SANITIZE_ADDRESS__
