@@ -66,7 +66,6 @@ std::string writeFile(const Layout& wanted) {
       miniSeedFile::interleave(streams, static_cast<std::size_t>(wanted.recordLength));
   miniSeedFile::repeat(path, once,
                        std::max<std::size_t>((wanted.kibibytes << 10) / once.size(), 1));
-  miniSeedFile::putToRest(path);
   return path;
 }
 

@@ -89,7 +89,6 @@ void compare(const std::string& folder, std::size_t millions) {
   mallopt(M_MMAP_THRESHOLD, 1 << 20);
   const std::string path = folder + "/one.mseed";
   miniSeedFile::write(path, miniSeedFile::pack({}, miniSeedFile::wave(millions * 1000000, 1)));
-  miniSeedFile::putToRest(path);
   Way ways[] = {
       {"plug-in: parse and copy", RUSAGE_SELF, [&] { byPlugin(path); }},
       {"ms_readtraces, mst_convertsamples", RUSAGE_SELF, [&] { byReadTraces(path); }},

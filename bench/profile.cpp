@@ -22,7 +22,6 @@ void makeFile(const std::string& path, std::size_t kibibytes, int streams) {
         miniSeedFile::pack({.station = std::to_string(i)}, miniSeedFile::wave(3000, i)));
   const std::string once = miniSeedFile::interleave(packed, 512);
   miniSeedFile::repeat(path, once, std::max<std::size_t>((kibibytes << 10) / once.size(), 1));
-  miniSeedFile::putToRest(path);
 }
 
 void work(const std::string& what, const std::string& path, long times) {

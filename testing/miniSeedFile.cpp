@@ -1,9 +1,7 @@
 #include "testing/miniSeedFile.h"
 
 #include <cerrno>
-#include <chrono>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <stdexcept>
@@ -120,11 +118,6 @@ void repeat(const std::string& path, const std::string& bytes, std::size_t times
   file.close();
   if (!file)
     throw std::system_error(errno, std::generic_category(), path);
-}
-
-void putToRest(const std::string& path) {
-  using namespace std::chrono_literals;
-  std::filesystem::last_write_time(path, std::filesystem::file_time_type::clock::now() - 1h);
 }
 
 } // namespace miniSeedFile

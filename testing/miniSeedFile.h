@@ -53,8 +53,4 @@ std::string patched(std::string bytes, std::size_t offset, const std::string& pa
 void write(const std::string& path, const std::string& bytes);
 void repeat(const std::string& path, const std::string& bytes, std::size_t times);
 
-// Makes the file look as if it had not been modified for long. The plug-in reads others from a
-// copy.
-void putToRest(const std::string& path);
-
 } // namespace miniSeedFile
