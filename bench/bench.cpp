@@ -1,19 +1,18 @@
-// Parse and copy through the boundary, each compared with a bare loop of the same libmseed calls on
-// the same file in the same run. The figures that count are the ratios at the end.
-#include <algorithm>
+// The times of a parse and a copy through the boundary, each compared with a bare loop of the same
+// libmseed calls on the same file in the same run. The figures that count are the ratios at the
+// end.
 #include <cstdio>
-#include <filesystem>
+#include <exception>
+#include <iterator>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
 #include "bench/bareLoop.h"
-#include "bench/instructionCounter.h"
 #include "testing/loadedPlugin.h"
-#include "testing/miniSeedFile.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -45,30 +44,6 @@ const Layout kFullGrid[] = {
     {1024 * kMebi, 4096, 1, 11}, {1024 * kMebi, 512, 3000, 11},
 };
 
-// A station code for each stream: "S0000" and on.
-std::string station(int stream) {
-  const std::string number = std::to_string(stream);
-  return "S" + std::string(4 - number.size(), '0') + number;
-}
-
-// A few records of each stream, written again and again until the file has its size.
-std::string writeFile(const Layout& wanted) {
-  std::string path = std::filesystem::temp_directory_path() / "ox-wp-bench";
-  path += wanted.extension;
-  std::vector<std::string> streams;
-  streams.reserve(static_cast<std::size_t>(wanted.streams));
-  constexpr std::size_t kSamples = 3000;
-  for (int i = 0; i < wanted.streams; ++i)
-    streams.push_back(miniSeedFile::pack(
-        {.station = station(i), .encoding = wanted.encoding, .recordLength = wanted.recordLength},
-        miniSeedFile::waveFor(wanted.encoding, kSamples, i)));
-  const std::string once =
-      miniSeedFile::interleave(streams, static_cast<std::size_t>(wanted.recordLength));
-  miniSeedFile::repeat(path, once,
-                       std::max<std::size_t>((wanted.kibibytes << 10) / once.size(), 1));
-  return path;
-}
-
 // What a copy cannot do without, besides decoding: as many doubles written.
 void write(std::vector<double>& samples) {
   for (std::size_t i = 0; i < samples.size(); ++i)
@@ -76,19 +51,11 @@ void write(std::vector<double>& samples) {
   benchmark::ClobberMemory();
 }
 
-const InstructionCounter& instructions() {
-  static const InstructionCounter counter;
-  return counter;
-}
-
 template<class Work>
 void measure(benchmark::State& state, const Work& work) {
   work(); // the file into the page cache
-  const std::uint64_t before = instructions().count();
   for (auto _ : state)
     work();
-  state.counters["instructions"] = benchmark::Counter(
-      static_cast<double>(instructions().count() - before), benchmark::Counter::kAvgIterations);
 }
 
 // Prints the usual lines, and at the end the ratios of each file.
@@ -96,43 +63,25 @@ class RatioReporter : public benchmark::ConsoleReporter {
 public:
   void ReportRuns(const std::vector<Run>& runs) override {
     ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const auto instructionsOfRun = run.counters.find("instructions"); // a failed run has none
-      if (instructionsOfRun != run.counters.end())
-        costs_[run.benchmark_name()] = {run.GetAdjustedCPUTime(), instructionsOfRun->second};
-    }
+    for (const Run& run : runs)
+      times_[run.benchmark_name()] = run.GetAdjustedCPUTime();
   }
 
-  void printRatios(const std::vector<std::string>& files) const {
+  void printRatios(const std::vector<std::string>& files) {
     std::printf("\nplug-in / bare loop of the same calls; the last column: / bare loop and writing "
-                "the samples%s\n%-40s %12s %12s %12s %12s %12s\n",
-                instructions().works() ? "" : " (this machine does not count instructions)", "",
-                "parse instr.", "parse time", "copy instr.", "copy time", "copy time");
+                "the samples\n%-40s %8s %8s %8s\n",
+                "", "parse", "copy", "copy");
     for (const std::string& file : files) {
-      if (!costs_.contains(file + "/copy/writing"))
-        continue; // filtered out
-      std::printf("%-40s", file.c_str());
-      for (const char* what : {"/parse", "/copy"}) {
-        const Cost& plugin = costs_.at(file + what + "/plugin");
-        const Cost& bare = costs_.at(file + what + "/bare");
-        if (bare.instructions > 0)
-          std::printf(" %12.4f", plugin.instructions / bare.instructions);
-        else
-          std::printf(" %12s", "-");
-        std::printf(" %12.3f", plugin.time / bare.time);
-      }
-      std::printf(" %12.3f\n",
-                  costs_.at(file + "/copy/plugin").time / (costs_.at(file + "/copy/bare").time +
-                                                           costs_.at(file + "/copy/writing").time));
+      const double copy = times_[file + "/copy/plugin"];
+      const double bare = times_[file + "/copy/bare"];
+      std::printf("%-40s %8.3f %8.3f %8.3f\n", file.c_str(),
+                  times_[file + "/parse/plugin"] / times_[file + "/parse/bare"], copy / bare,
+                  copy / (bare + times_[file + "/copy/writing"]));
     }
   }
 
 private:
-  struct Cost {
-    double time;
-    double instructions;
-  };
-  std::map<std::string, Cost> costs_;
+  std::map<std::string, double> times_;
 };
 
 } // namespace
@@ -145,6 +94,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
+    const TemporaryFolder folder;
     LoadedPlugin plugin;
     RatioReporter reporter;
     std::vector<std::string> files;
@@ -152,7 +102,10 @@ int main(int argc, char** argv) {
     if (full)
       grid.insert(grid.end(), std::begin(kFullGrid), std::end(kFullGrid));
     for (const Layout& wanted : grid) {
-      const std::string path = writeFile(wanted);
+      const std::string path = folder / "a" + wanted.extension;
+      miniSeedFile::fill(
+          path, wanted.kibibytes << 10,
+          miniSeedFile::interleaved(wanted.streams, 3000, wanted.encoding, wanted.recordLength));
       plugin.parse(path);
       std::vector<double> samples = plugin.buffer();
       const auto add = [&](const char* what, const auto& work) {
@@ -171,7 +124,6 @@ int main(int argc, char** argv) {
       add("/copy/writing", writing);
       benchmark::RunSpecifiedBenchmarks(&reporter);
       benchmark::ClearRegisteredBenchmarks();
-      std::filesystem::remove(path);
       files.push_back(wanted.name());
     }
     reporter.printRatios(files);

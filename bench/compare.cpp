@@ -12,15 +12,12 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <libmseed.h>
 #include <malloc.h>
-#include <spawn.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 
 #include "testing/loadedPlugin.h"
-#include "testing/miniSeedFile.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -67,40 +64,28 @@ void byReadTraces(const std::string& path) {
   mst_freegroup(&group);
 }
 
-void byProgram(const std::string& folder, std::vector<std::string> words) {
-  std::vector<char*> arguments(words.size() + 1); // with a null at the end
-  std::transform(words.begin(), words.end(), arguments.begin(),
-                 [](std::string& word) { return word.data(); });
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0); // it reports each trace
-  pid_t child = 0;
-  int status = -1;
-  const int error =
-      posix_spawnp(&child, arguments[0], &actions, nullptr, arguments.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0 || waitpid(child, &status, 0) != child || status != 0)
-    throw std::runtime_error(words[0] + " fails");
+void byProgram(const std::string& command) {
+  if (std::system((command + " 2>/dev/null").c_str()) != 0) // it reports each trace
+    throw std::runtime_error(command + " fails");
 }
 
-void compare(const std::string& folder, std::size_t millions) {
+void compare(std::size_t millions) {
   // Large blocks are fresh each time. Otherwise some sizes would be those of earlier rounds.
   mallopt(M_MMAP_THRESHOLD, 1 << 20);
-  const std::string path = folder + "/one.mseed";
+  const TemporaryFolder folder;
+  std::filesystem::current_path(folder / "."); // the programs write here
+  const std::string path = "one.mseed";
+  const std::string host = "'" HOST_PATH "'";
+  const std::string plugin = "'" PLUGIN_PATH "'";
   miniSeedFile::write(path, miniSeedFile::pack({}, miniSeedFile::wave(millions * 1000000, 1)));
   Way ways[] = {
       {"plug-in: parse and copy", RUSAGE_SELF, [&] { byPlugin(path); }},
       {"ms_readtraces, mst_convertsamples", RUSAGE_SELF, [&] { byReadTraces(path); }},
       {"ox-wp-host export --format f64", RUSAGE_CHILDREN,
        [&] {
-         byProgram(folder, {HOST_PATH, "export", "--plugin", PLUGIN_PATH, "--format", "f64", "-o",
-                            "one.f64", path});
+         byProgram(host + " export --plugin " + plugin + " --format f64 -o one.f64 " + path);
        }},
-      {"mseed2sac (4-byte floats)", RUSAGE_CHILDREN,
-       [&] {
-         byProgram(folder, {"mseed2sac", "-O", path});
-       }},
+      {"mseed2sac (4-byte floats)", RUSAGE_CHILDREN, [&] { byProgram("mseed2sac -O " + path); }},
   };
   for (std::size_t i = 0; i < kAttempts; ++i)
     for (Way& each : ways) {
@@ -119,18 +104,15 @@ void compare(const std::string& folder, std::size_t millions) {
 
 int main(int argc, char** argv) {
   const long millions = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 32;
-  std::string folder = std::filesystem::temp_directory_path() / "ox-wp-compare-XXXXXX";
-  if (millions < 1 || !mkdtemp(folder.data())) {
+  if (millions < 1) {
     std::fprintf(stderr, "usage: ox-wp-compare [MILLIONS]\n");
     return 2;
   }
-  int status = 0;
   try {
-    compare(folder, static_cast<std::size_t>(millions));
+    compare(static_cast<std::size_t>(millions));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ox-wp-compare: %s\n", failure.what());
-    status = 1;
+    return 1;
   }
-  std::filesystem::remove_all(folder);
-  return status;
+  return 0;
 }

@@ -1,7 +1,6 @@
 // ox-wp-profile parse|copy|bare-parse|bare-copy FILE KIBIBYTES STREAMS TIMES: makes FILE, then
 // parses it, copies its first stream, or makes the same libmseed calls without the plug-in. For
 // programs that count instructions or system calls.
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
@@ -13,16 +12,6 @@
 #include "testing/miniSeedFile.h"
 
 namespace {
-
-void makeFile(const std::string& path, std::size_t kibibytes, int streams) {
-  std::vector<std::string> packed;
-  packed.reserve(static_cast<std::size_t>(streams));
-  for (int i = 0; i < streams; ++i)
-    packed.push_back(
-        miniSeedFile::pack({.station = std::to_string(i)}, miniSeedFile::wave(3000, i)));
-  const std::string once = miniSeedFile::interleave(packed, 512);
-  miniSeedFile::repeat(path, once, std::max<std::size_t>((kibibytes << 10) / once.size(), 1));
-}
 
 void work(const std::string& what, const std::string& path, long times) {
   LoadedPlugin plugin;
@@ -53,8 +42,9 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    makeFile(argv[2], std::strtoul(argv[3], nullptr, 10),
-             static_cast<int>(std::strtol(argv[4], nullptr, 10)));
+    const auto streams = static_cast<int>(std::strtol(argv[4], nullptr, 10));
+    miniSeedFile::fill(argv[2], std::strtoul(argv[3], nullptr, 10) << 10,
+                       miniSeedFile::interleaved(streams, 3000));
     work(argv[1], argv[2], std::strtol(argv[5], nullptr, 10));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "ox-wp-profile: %s\n", failure.what());

@@ -1,5 +1,6 @@
 #include "testing/miniSeedFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <fstream>
@@ -103,6 +104,16 @@ Samples waveFor(int encoding, std::size_t count, int seed) {
   return integers;
 }
 
+std::string interleaved(int streams, std::size_t samples, int encoding, int recordLength) {
+  std::vector<std::string> packed;
+  packed.reserve(static_cast<std::size_t>(streams));
+  for (int i = 0; i < streams; ++i)
+    packed.push_back(pack(
+        {.station = std::to_string(10000 + i), .encoding = encoding, .recordLength = recordLength},
+        waveFor(encoding, samples, i)));
+  return interleave(packed, static_cast<std::size_t>(recordLength));
+}
+
 std::string patched(std::string bytes, std::size_t offset, const std::string& patch) {
   return bytes.replace(offset, patch.size(), patch);
 }
@@ -118,6 +129,10 @@ void repeat(const std::string& path, const std::string& bytes, std::size_t times
   file.close();
   if (!file)
     throw std::system_error(errno, std::generic_category(), path);
+}
+
+void fill(const std::string& path, std::size_t size, const std::string& bytes) {
+  repeat(path, bytes, std::max<std::size_t>(size / bytes.size(), 1));
 }
 
 } // namespace miniSeedFile

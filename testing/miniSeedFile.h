@@ -46,11 +46,17 @@ std::vector<std::int32_t> wave(std::size_t count, int seed);
 // Returns the same as samples that the encoding takes; text is a single letter repeated.
 Samples waveFor(int encoding, std::size_t count, int seed);
 
+// Returns records of so many streams, interleaved, with so many samples of waveFor in each.
+std::string interleaved(int streams, std::size_t samples, int encoding = 11,
+                        int recordLength = 512);
+
 // Returns the bytes with `patch` in place of those from `offset` on.
 std::string patched(std::string bytes, std::size_t offset, const std::string& patch);
 
-// Both throw std::system_error when the file cannot be written.
+// All throw std::system_error when the file cannot be written.
 void write(const std::string& path, const std::string& bytes);
 void repeat(const std::string& path, const std::string& bytes, std::size_t times);
+// Writes `bytes` as often as they fit into `size`, and at least once.
+void fill(const std::string& path, std::size_t size, const std::string& bytes);
 
 } // namespace miniSeedFile

@@ -57,22 +57,12 @@ double processorTime() {
   return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
 }
 
-// Records of so many streams, interleaved.
-std::string records(int streams, std::size_t samples) {
-  std::vector<std::string> packed;
-  packed.reserve(static_cast<std::size_t>(streams));
-  for (int i = 0; i < streams; ++i)
-    packed.push_back(
-        miniSeedFile::pack({.station = std::to_string(10000 + i)}, miniSeedFile::wave(samples, i)));
-  return miniSeedFile::interleave(packed, 512);
-}
-
 // What a host does all day: good files, and every kind of bad one.
 class Everyday {
 public:
   Everyday() {
-    miniSeedFile::write(good_, records(3, 3000));
-    miniSeedFile::write(cut_, records(1, 3000).substr(0, 700));
+    miniSeedFile::write(good_, miniSeedFile::interleaved(3, 3000));
+    miniSeedFile::write(cut_, miniSeedFile::interleaved(1, 3000).substr(0, 700));
     miniSeedFile::write(noise_, std::string(5000, '#'));
     for (const char* extension : {".mseed", ".dat", ".sg"})
       std::filesystem::copy(noise_, noise_ + extension);
@@ -148,7 +138,7 @@ void endureFiles(std::size_t megabytes) {
   const TemporaryFolder files;
   const std::string path = files / "large";
   for (const int streams : {1, 3000}) {
-    const std::string once = records(streams, 300);
+    const std::string once = miniSeedFile::interleaved(streams, 300);
     const std::size_t times = std::max((megabytes << 20) / once.size(), kSmallerBy);
     miniSeedFile::repeat(path, once, times / kSmallerBy);
     const double small = endureFile(path, streams);
@@ -235,7 +225,8 @@ void endureChangingFiles(double seconds) {
   const std::string path = files / "changing";
   const std::string pipe = files / "pipe";
   expect(mkfifo(pipe.c_str(), 0600) == 0, "there is no pipe");
-  const std::string bytes = records(1, 2000000); // more than libmseed reads at once
+  const std::string bytes =
+      miniSeedFile::interleaved(1, 2000000); // more than libmseed reads at once
   const auto append = [&](int flags, std::size_t size) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0600);
     constexpr std::size_t kPiece = 131072; // as cp does
