@@ -48,7 +48,6 @@ std::string_view cDataFile::start() noexcept {
 }
 
 std::FILE* cDataFile::takeRest() noexcept {
-  start();
   return rest_.release();
 }
 

@@ -19,11 +19,11 @@ public:
   cDataFile(const cDataFile&) = delete;
   cDataFile& operator=(const cDataFile&) = delete;
 
-  // The first twenty bytes, or as many as there are; none of what is no regular file.
+  // The first twenty bytes, or as many as there are; none if this is no regular file.
   std::string_view start() noexcept;
 
   // The bytes behind the start as a stream of C, which the caller closes before this object ends.
-  // Null if there is no regular file or no memory.
+  // Null if this is no regular file, or without memory. REQUIRES: start() was called.
   std::FILE* takeRest() noexcept;
 
   // All bytes as a stream of C++, which takes the file from this object; a stream that has failed
@@ -38,7 +38,7 @@ private:
   bool isRegular() const noexcept;
 
   int descriptor_;    // -1 if there is none, or a stream has it
-  char buffer_[4096]; // of rest_
+  char buffer_[4096]; // of rest_: the C library would ask the system how large to make its own
   std::unique_ptr<std::FILE, cClose> rest_;
   char start_[20] = {};
   std::size_t startSize_ = 0;

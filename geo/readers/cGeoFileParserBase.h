@@ -18,8 +18,7 @@ class cGeoFileParserBase {
 public:
   // Returns rcOk when the file record has one more section, rcFileFormatRecognized when the file is
   // of the reader's format but has no data, and rcFailed when it is not of the format or cannot be
-  // read. On failure the last section is removed, even if none was
-  // appended.
+  // read. On failure the last section is removed, even if none was appended.
   ox3::returnCode parseFile(const std::string& name) {
     fileName_ = name;
     ox3::returnCode code = ox3::rcFailed;

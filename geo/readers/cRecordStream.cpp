@@ -1,11 +1,16 @@
 #include "geo/readers/cRecordStream.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <string_view>
 
 namespace {
+
+// Odd and negative, so that libmseed takes it for no length of a record.
+constexpr off_t kUnknownSize = -1;
 
 void discard(char* /*message*/) {}
 
@@ -41,18 +46,6 @@ int bytesPerSample(int encoding) noexcept {
   }
 }
 
-// The length at which libmseed cut the record from the file: that of the first blockette 1000. The
-// record's `reclen` is that of the last one.
-std::int64_t cutLength(const MSRecord& record) noexcept {
-  constexpr int kBlockette1000 = 1000;
-  for (const BlktLink* link = record.blkts; link; link = link->next)
-    if (link->blkt_type == kBlockette1000) {
-      const int exponent = static_cast<const blkt_1000_s*>(link->blktdata)->reclen;
-      return std::int64_t{1} << exponent % 32; // as the processor shifts for libmseed
-    }
-  return record.reclen;
-}
-
 } // namespace
 
 cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_cast<flag>(wanted)) {
@@ -65,10 +58,12 @@ cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_c
   state_ = static_cast<MSFileParam*>(std::calloc(1, sizeof(MSFileParam)));
   if (!state_)
     return;
-  state_->rawrec = static_cast<char*>(std::malloc(MAXRECLEN));
+  // Of a damaged record libmseed reads up to as many bytes again behind the buffer.
+  state_->rawrec = static_cast<char*>(std::malloc(2 * MAXRECLEN));
   if (!state_->rawrec)
     return;
   state_->readlen = static_cast<int>(start.copy(state_->rawrec, start.size()));
+  state_->filesize = kUnknownSize;
   state_->fp = file.takeRest();
   if (state_->fp)
     result_ = MS_NOERROR;
@@ -87,9 +82,9 @@ MSRecord* cRecordStream::next() {
   bool isAtEnd = false;
   do {
     // libmseed would wait forever for bytes that are missing from the size it is told, and needs
-    // the size only at the end of the file: it is told then. Before, the size is 0, and what
-    // libmseed takes for the end can be the end of its buffer.
-    isAtEnd = state_->filesize != 0 || feof_unlocked(state_->fp) != 0;
+    // the size only at the end of the file: it is told then. Before, what it takes for the end can
+    // be the end of its buffer.
+    isAtEnd = feof_unlocked(state_->fp) != 0;
     if (isAtEnd)
       state_->filesize = state_->filepos + state_->readlen - state_->readoffset;
     // The stream is open, and the name is the one in the state: libmseed opens nothing.
@@ -103,12 +98,13 @@ MSRecord* cRecordStream::next() {
   return result_ == MS_NOERROR ? record_ : nullptr;
 }
 
-std::int64_t samplesHeld(const MSRecord& record) noexcept {
-  const std::int64_t cut = cutLength(record);
-  const int size = bytesPerSample(record.encoding);
-  // The decoders of compressed samples stop at the end that `reclen` states.
+std::int64_t cRecordStream::samplesHeld() const noexcept {
+  const std::ptrdiff_t bytesRead = state_->rawrec + state_->readlen - record_->record;
+  const int size = bytesPerSample(record_->encoding);
+  // The decoders of compressed samples stop at the end of the record.
   if (size == 0)
-    return record.reclen > cut ? 0 : record.samplecnt;
-  const std::int64_t bytes = std::min<std::int64_t>(cut, record.reclen) - record.fsdh->data_offset;
-  return std::clamp<std::int64_t>(bytes / size, 0, record.samplecnt);
+    return bytesRead < record_->reclen ? 0 : record_->samplecnt;
+  const std::int64_t bytes =
+      std::min<std::int64_t>(record_->reclen, bytesRead) - record_->fsdh->data_offset;
+  return std::clamp<std::int64_t>(bytes / size, 0, record_->samplecnt);
 }

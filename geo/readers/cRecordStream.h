@@ -22,6 +22,10 @@ public:
   // The next record, valid until the next call; null at the end and after an error.
   MSRecord* next();
 
+  // How many samples the decoded record that next() returned last holds: at most as many as it
+  // declares. libmseed decodes the others from whatever lies behind the record in memory.
+  std::int64_t samplesHeld() const noexcept;
+
   // After next() returned null: true at the end of the file, false after an error.
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
@@ -31,7 +35,3 @@ private:
   MSRecord* record_ = nullptr;
   int result_ = MS_GENERROR;
 };
-
-// How many samples a decoded record holds: at most as many as it declares. libmseed decodes the
-// others from whatever lies behind the record in memory.
-std::int64_t samplesHeld(const MSRecord& record) noexcept;
