@@ -4,7 +4,7 @@
 
 #include <unistd.h>
 
-#include "host/base/text.h"
+#include "host/base/strings.h"
 
 namespace host {
 

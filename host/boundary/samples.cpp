@@ -41,7 +41,7 @@ std::string Samples::shortfall() const {
   return fmt::format("{} of {} samples found", values.size(), declared);
 }
 
-Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream) {
+Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream) {
   Samples samples;
   samples.declared = stream.sampleCount;
   if (!stream.deliverable)
@@ -53,7 +53,7 @@ Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRe
        room = std::min(most, 4 * room)) {
     samples.values.assign(room, unwrittenMark());
     // The marks show all that the status would.
-    plugin->copy_variable_data(plugin.handle(), file.handle, stream.handle, stream.variable,
+    plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
                                ox_wp_type_double, samples.values.data(),
                                static_cast<int>(room * sizeof(double)));
     samples.values.resize(countWritten(samples.values));
@@ -62,7 +62,7 @@ Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRe
   }
 }
 
-void announceCost(const FileRecord& file) {
+void announceCost(const File& file) {
   constexpr uint64_t kMuch = uint64_t{1} << 30; // bytes: about a second
   const uint64_t copies = file.streams.size();
   if (copies > 1 && file.size > kMuch / copies)

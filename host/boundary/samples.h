@@ -27,10 +27,10 @@ struct Samples {
 
 // Copies as many samples of the stream as one copy holds. A stream that is not deliverable has
 // none. Memory is taken for what the file can hold, not for what it declares.
-Samples copySamples(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream);
+Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream);
 
 // Says on standard error what copying all streams costs, when that is much: each copy reads the
 // whole file.
-void announceCost(const FileRecord& file);
+void announceCost(const File& file);
 
 } // namespace host

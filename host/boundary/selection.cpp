@@ -35,8 +35,8 @@ bool StreamChoice::matches(const std::string& name) {
   return matched;
 }
 
-void StreamChoice::apply(FileRecord& file) {
-  std::erase_if(file.streams, [&](const StreamRecord& stream) {
+void StreamChoice::apply(File& file) {
+  std::erase_if(file.streams, [&](const Stream& stream) {
     names_.push_back(stream.name);
     return !matches(stream.name);
   });
@@ -50,11 +50,11 @@ void StreamChoice::expectMatches() const {
                       : pattern.glob + ": no stream has such a name; there are " + someOf(names_));
 }
 
-FileRecord openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice) {
-  FileRecord file = openFile(plugin, path);
+File openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice) {
+  File file = openFile(plugin, path);
   choice.apply(file);
   std::vector<std::string> others;
-  std::erase_if(file.streams, [&](const StreamRecord& stream) {
+  std::erase_if(file.streams, [&](const Stream& stream) {
     if (!stream.deliverable)
       others.push_back(stream.name);
     return !stream.deliverable;

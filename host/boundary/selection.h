@@ -14,7 +14,7 @@ public:
   explicit StreamChoice(const std::vector<std::string>& patterns);
 
   // Removes the streams that no pattern matches.
-  void apply(FileRecord& file);
+  void apply(File& file);
   // Throws Error for a pattern that has matched no stream of any file. The message has some of the
   // names that there are.
   void expectMatches() const;
@@ -33,6 +33,6 @@ private:
 
 // Parses a file and keeps the streams that are chosen and can be delivered. Reports the others that
 // are chosen on standard error. The file may have no stream left.
-FileRecord openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice);
+File openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice);
 
 } // namespace host

@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/base/text.h"
+#include "host/base/strings.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
@@ -21,7 +21,7 @@ Property copyOf(const _ox_wp_prop_type& record) {
   property.type = record.type;
   if ((record.type == ox_wp_type_string || record.type == ox_wp_type_message) &&
       record.string_value)
-    property.text = record.string_value;
+    property.string = record.string_value;
   property.number = record.double_value;
   property.integer = record.integer_value;
   return property;
@@ -49,19 +49,19 @@ Property pick(const Properties& properties, int32_t identifier) {
   return found == properties.end() ? Property{} : *found;
 }
 
-StreamRecord walkStream(const Plugin& plugin, const FileRecord& file, ox_wp_section_handle section,
-                        int variable) {
-  StreamRecord stream;
-  stream.section = static_cast<int>(file.sections.size()) - 1;
-  stream.handle = section;
+Stream walkStream(const Plugin& plugin, const File& file, ox_wp_section_handle section,
+                  int variable) {
+  Stream stream;
+  stream.sectionIndex = static_cast<int>(file.sections.size()) - 1;
+  stream.section = section;
   stream.variable = variable;
   stream.properties = walk([&](int index, _ox_wp_prop_type* record) {
     plugin->get_variable_property(plugin.handle(), file.handle, section, variable, index, record);
   });
   const Properties& properties = stream.properties;
-  stream.name = pick(properties, ox_wp_prop_variable_name).text;
-  stream.xLabel = pick(properties, ox_wp_prop_variable_x_label).text;
-  stream.yLabel = pick(properties, ox_wp_prop_variable_y_label).text;
+  stream.name = pick(properties, ox_wp_prop_variable_name).string;
+  stream.xLabel = pick(properties, ox_wp_prop_variable_x_label).string;
+  stream.yLabel = pick(properties, ox_wp_prop_variable_y_label).string;
   stream.sampleCount = static_cast<uint64_t>(
       std::max<int64_t>(0, pick(properties, ox_wp_prop_sample_count).integer));
   stream.start = pick(properties, ox_wp_prop_x_start).number;
@@ -72,7 +72,7 @@ StreamRecord walkStream(const Plugin& plugin, const FileRecord& file, ox_wp_sect
 }
 
 // Appends the section and its streams to the file's.
-void walkSection(const Plugin& plugin, FileRecord& file, ox_wp_section_handle section) {
+void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section) {
   file.sections.push_back(walk([&](int index, _ox_wp_prop_type* record) {
     plugin->get_section_property(plugin.handle(), file.handle, section, index, record);
   }));
@@ -112,7 +112,7 @@ std::string whyUnreadable(const std::string& path) {
   return {};
 }
 
-double StreamRecord::timeOf(uint64_t sample) const noexcept {
+double Stream::timeOf(uint64_t sample) const noexcept {
   return std::fma(static_cast<double>(sample), interval, start);
 }
 
@@ -122,8 +122,8 @@ Properties walkPlugin(const Plugin& plugin) {
   });
 }
 
-FileRecord openFile(const Plugin& plugin, const std::string& path) {
-  FileRecord file;
+File openFile(const Plugin& plugin, const std::string& path) {
+  File file;
   file.path = path;
   if (struct stat status{}; stat(path.c_str(), &status) == 0)
     file.size = static_cast<uint64_t>(status.st_size);

@@ -1,5 +1,5 @@
-// What a plug-in reports about itself and about a file, read through the boundary into plain
-// records that own all their strings.
+// What a plug-in reports about itself and about a file, read through the boundary into values that
+// own all their strings.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace host {
 struct Property {
   int32_t identifier = ox_wp_prop_none;
   int32_t type = ox_wp_type_none;
-  std::string text;    // types string and message
+  std::string string;  // types string and message
   double number = 0;   // type double
   int64_t integer = 0; // types integer and message
 };
@@ -23,10 +23,10 @@ using Properties = std::vector<Property>;
 
 // One signal of a file, which the boundary calls a variable. The named fields are copies of
 // properties.
-struct StreamRecord {
-  int section = 0;                       // the section's number, from 0
-  ox_wp_section_handle handle = nullptr; // of the section
-  int variable = 0;                      // the stream's number within the section
+struct Stream {
+  int sectionIndex = 0; // from 0
+  ox_wp_section_handle section = nullptr;
+  int variable = 0; // the stream's number within the section
   std::string name;
   std::string xLabel;
   std::string yLabel;
@@ -44,14 +44,14 @@ struct StreamRecord {
   double sampleRate() const noexcept { return interval == 0 ? 0 : 1 / interval; }
 };
 
-struct FileRecord {
+struct File {
   std::string path;
   uint64_t size = 0; // in bytes; 0 when unknown
   ox_wp_file_handle handle = nullptr;
   bool changed = false; // the change flag: reading it has reset it
   Properties properties;
   std::vector<Properties> sections;
-  std::vector<StreamRecord> streams; // of all sections, in order
+  std::vector<Stream> streams; // of all sections, in order
 };
 
 // Ends a walk that would never end: no plug-in has as many properties.
@@ -64,6 +64,6 @@ Properties walkPlugin(const Plugin& plugin);
 std::string whyUnreadable(const std::string& path);
 
 // Parses a file and reads all its properties. Throws Error when the plug-in declines the file.
-FileRecord openFile(const Plugin& plugin, const std::string& path);
+File openFile(const Plugin& plugin, const std::string& path);
 
 } // namespace host

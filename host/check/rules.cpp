@@ -22,12 +22,12 @@ int countOf(const _ox_wp_prop_type& record, int32_t identifier) {
 
 void useFile(const Plugin& plugin, const Subject& subject) {
   try {
-    const FileRecord file = openFile(plugin, subject.file);
+    const File file = openFile(plugin, subject.file);
     std::array<double, 4> first{}; // a copy reads the whole file, however small its buffer is
     for (size_t i = 0; i < std::min(kStreamsTried, file.streams.size()); ++i) {
       expectTimeForCopy(subject);
-      const StreamRecord& stream = file.streams[i];
-      plugin->copy_variable_data(plugin.handle(), file.handle, stream.handle, stream.variable,
+      const Stream& stream = file.streams[i];
+      plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
                                  ox_wp_type_double, first.data(), sizeof first);
     }
   } catch (const Error&) { // NOLINT(bugprone-empty-catch): a declined file is of use too

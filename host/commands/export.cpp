@@ -22,7 +22,7 @@
 #include "host/base/output.h"
 #include "host/base/progress.h"
 #include "host/base/spool.h"
-#include "host/base/text.h"
+#include "host/base/strings.h"
 #include "host/boundary/samples.h"
 #include "host/boundary/selection.h"
 #include "host/commands/commands.h"
@@ -37,7 +37,7 @@ constexpr size_t kWindow = 8192; // samples of each stream that are in memory wh
 constexpr uint64_t kRowsBetweenProgress = 4096;
 
 // Copies a stream and reports on standard error what of it is missing.
-Samples takeSamples(const Plugin& plugin, const FileRecord& file, const StreamRecord& stream) {
+Samples takeSamples(const Plugin& plugin, const File& file, const Stream& stream) {
   Samples samples = copySamples(plugin, file, stream);
   if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
     reportError(printable(stream.name) + ": " + shortfall);
@@ -50,7 +50,7 @@ class StreamColumns {
 public:
   using Read = std::function<void(uint64_t first, std::span<double> window)>;
 
-  StreamColumns(StreamRecord stream, uint64_t count, Read read)
+  StreamColumns(Stream stream, uint64_t count, Read read)
       : stream_(std::move(stream)), count_(count), read_(std::move(read)) {}
 
   uint64_t count() const noexcept { return count_; }
@@ -79,7 +79,7 @@ private:
     return window_[inWindow];
   }
 
-  StreamRecord stream_;
+  Stream stream_;
   uint64_t count_;
   Read read_;
   std::vector<double> window_;
@@ -111,7 +111,7 @@ void writeRows(std::vector<StreamColumns>& all, Output& output) {
   }
 }
 
-void exportOneAsCsv(const StreamRecord& stream, const Samples& samples, Output& output) {
+void exportOneAsCsv(const Stream& stream, const Samples& samples, Output& output) {
   const auto read = [&samples](uint64_t first, std::span<double> window) {
     std::copy_n(samples.values.begin() + static_cast<std::ptrdiff_t>(first), window.size(),
                 window.begin());
@@ -120,12 +120,12 @@ void exportOneAsCsv(const StreamRecord& stream, const Samples& samples, Output& 
   writeRows(columns, output);
 }
 
-void exportManyAsCsv(const Plugin& plugin, const FileRecord& file, Output& output) {
+void exportManyAsCsv(const Plugin& plugin, const File& file, Output& output) {
   Spool spool;
   std::vector<StreamColumns> columns;
   {
     Progress progress("Reading streams", file.streams.size());
-    for (const StreamRecord& stream : file.streams) {
+    for (const Stream& stream : file.streams) {
       progress.show(columns.size());
       const Samples samples = takeSamples(plugin, file, stream);
       const uint64_t position = spool.append(samples.values);
@@ -143,17 +143,17 @@ void exportOneAsDoubles(const Samples& samples, Output& output) {
   output.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
-void exportManyAsDoubles(const Plugin& plugin, const FileRecord& file, Output& output) {
+void exportManyAsDoubles(const Plugin& plugin, const File& file, Output& output) {
   Progress progress("Writing streams", file.streams.size());
   uint64_t done = 0;
-  for (const StreamRecord& stream : file.streams) {
+  for (const Stream& stream : file.streams) {
     progress.show(done++);
     exportOneAsDoubles(takeSamples(plugin, file, stream), output);
   }
 }
 
 // A name for a file, made from any bytes: neither a path nor hidden, and not too long.
-std::string fileNameFor(const StreamRecord& stream) {
+std::string fileNameFor(const Stream& stream) {
   constexpr size_t kLongest = 200;
   std::string name = stream.name.substr(0, kLongest);
   for (char& c : name)
@@ -165,7 +165,7 @@ std::string fileNameFor(const StreamRecord& stream) {
 }
 
 // Writes a file for each stream. Of streams with the same name, the second and later are numbered.
-void exportSplit(const Plugin& plugin, const FileRecord& file, const ExportRequest& request) {
+void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& request) {
   const bool isCsv = request.format == ExportFormat::csv;
   std::error_code error;
   std::filesystem::create_directories(request.folder, error);
@@ -173,7 +173,7 @@ void exportSplit(const Plugin& plugin, const FileRecord& file, const ExportReque
     throw systemError(request.folder, error.value());
   std::set<std::string> names;
   Progress progress("Writing streams", file.streams.size());
-  for (const StreamRecord& stream : file.streams) {
+  for (const Stream& stream : file.streams) {
     progress.show(names.size());
     const std::string wanted = fileNameFor(stream);
     std::string name = wanted;
@@ -189,7 +189,7 @@ void exportSplit(const Plugin& plugin, const FileRecord& file, const ExportReque
   }
 }
 
-void exportTogether(const Plugin& plugin, const FileRecord& file, const ExportRequest& request) {
+void exportTogether(const Plugin& plugin, const File& file, const ExportRequest& request) {
   Output output(request.output, {request.file});
   if (request.format == ExportFormat::f64)
     exportManyAsDoubles(plugin, file, output);
@@ -204,7 +204,7 @@ void exportTogether(const Plugin& plugin, const FileRecord& file, const ExportRe
 
 int exportSamples(const Plugin& plugin, const ExportRequest& request) {
   StreamChoice choice(request.streams);
-  const FileRecord file = openChosen(plugin, request.file, choice);
+  const File file = openChosen(plugin, request.file, choice);
   choice.expectMatches();
   if (file.streams.empty())
     throw Error(request.file + ": no stream that can be delivered");

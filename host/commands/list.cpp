@@ -31,7 +31,7 @@ int list(const Plugin& plugin, const ListRequest& request) {
   int status = kSuccess;
   listing->begin(walkPlugin(plugin));
   for (const std::string& path : request.files) {
-    std::optional<FileRecord> file;
+    std::optional<File> file;
     try {
       file = openFile(plugin, path);
     } catch (const Error& error) {

@@ -10,11 +10,11 @@ namespace host {
 int plot(const Plugin& plugin, const PlotRequest& request) {
   Output output(request.output, request.files);
   StreamChoice choice(request.streams);
-  std::vector<FileRecord> files;
+  std::vector<File> files;
   for (const std::string& path : request.files)
     files.push_back(openChosen(plugin, path, choice));
   choice.expectMatches();
-  std::erase_if(files, [](const FileRecord& file) { return file.streams.empty(); });
+  std::erase_if(files, [](const File& file) { return file.streams.empty(); });
   if (files.empty())
     throw Error("no stream that can be delivered");
   if (request.output == kStandardOutput)

@@ -42,13 +42,13 @@ public:
 
   // Returns nothing while the file has not changed. Throws Error when the file is gone or half
   // written; the next call then tries again.
-  std::optional<FileRecord> parseIfDue() {
+  std::optional<File> parseIfDue() {
     if (!isDue())
       return std::nullopt;
     handle_ = nullptr;
     if (++parses_ % kParsesBetweenReleases == 0)
       plugin_->release_all_files(plugin_.handle());
-    FileRecord file = openFile(plugin_, path_);
+    File file = openFile(plugin_, path_);
     handle_ = file.handle;
     changedSinceParse_ = file.changed;
     return file;
@@ -79,8 +79,8 @@ void showTime(Output& output) {
 }
 
 // The file's streams that can be delivered, drawn below the table.
-void draw(const Plugin& plugin, FileRecord file, Output& output) {
-  std::erase_if(file.streams, [](const StreamRecord& stream) { return !stream.deliverable; });
+void draw(const Plugin& plugin, File file, Output& output) {
+  std::erase_if(file.streams, [](const Stream& stream) { return !stream.deliverable; });
   if (file.streams.empty())
     return;
   try {
@@ -92,7 +92,7 @@ void draw(const Plugin& plugin, FileRecord file, Output& output) {
 }
 
 // On a terminal the new picture replaces the old one; elsewhere each table follows the last.
-void show(const Plugin& plugin, const FileRecord& file, Output& output) {
+void show(const Plugin& plugin, const File& file, Output& output) {
   constexpr const char* kClear = "\x1b[H\x1b[2J";
   const bool isTerminal = isatty(STDOUT_FILENO) == 1;
   if (isTerminal)
@@ -113,7 +113,7 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
   WatchedFile watched(plugin, request.file);
   std::string lastFailure; // each is reported once
   for (;;) {
-    std::optional<FileRecord> file;
+    std::optional<File> file;
     try {
       file = watched.parseIfDue();
     } catch (const Error& error) {

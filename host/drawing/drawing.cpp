@@ -52,7 +52,7 @@ struct Panel {
   std::string dots; // the points that no line reaches
 };
 
-std::string fileName(const FileRecord& file) {
+std::string fileName(const File& file) {
   return std::filesystem::path(file.path).filename().string();
 }
 
@@ -100,7 +100,7 @@ void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const S
   endRun();
 }
 
-Panel makePanel(const StreamRecord& stream, const TimeAxis& axis, const Window& window,
+Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window,
                 const Samples& samples, uint64_t columns) {
   Panel panel;
   panel.title = stream.name;
@@ -124,7 +124,7 @@ Panel makePanel(const StreamRecord& stream, const TimeAxis& axis, const Window& 
 }
 
 // The panels of a file. One stream's samples are in memory at a time.
-std::vector<Panel> makePanels(const Plugin& plugin, const FileRecord& file, const Window& window,
+std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
                               uint64_t columns, Progress& progress, uint64_t done) {
   announceCost(file);
   const std::vector<TimeAxis> axes = timeAxes(file.streams);
@@ -172,20 +172,20 @@ void drawPanel(const Gnuplot& gnuplot, const Panel& panel) {
                               : plots + '\n');
 }
 
-size_t countStreams(const std::vector<FileRecord>& files) {
+size_t countStreams(const std::vector<File>& files) {
   size_t count = 0;
-  for (const FileRecord& file : files)
+  for (const File& file : files)
     count += file.streams.size();
   return count;
 }
 
 // Draws one panel below the other. `placement` gives the commands that put a panel at its place.
-void drawPanels(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+void drawPanels(const Plugin& plugin, const std::vector<File>& files, const Window& window,
                 uint64_t columns, Gnuplot& gnuplot,
                 const std::function<std::string(size_t)>& placement) {
   Progress progress("Reading streams", countStreams(files));
   size_t done = 0;
-  for (const FileRecord& file : files)
+  for (const File& file : files)
     for (Panel& panel : makePanels(plugin, file, window, columns, progress, done)) {
       if (files.size() > 1)
         panel.title = fileName(file) + ", " + panel.title;
@@ -224,7 +224,7 @@ bool isPictureName(const std::string& name) {
   return extension == ".svg" || extension == ".png";
 }
 
-void drawPicture(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+void drawPicture(const Plugin& plugin, const std::vector<File>& files, const Window& window,
                  const std::string& name, Output& output) {
   const auto panels = static_cast<int>(countStreams(files));
   if (panels > (kHighestPicture - kHead) / kPanelHeight)
@@ -261,8 +261,8 @@ void drawPicture(const Plugin& plugin, const std::vector<FileRecord>& files, con
   output.write(gnuplot.finish());
 }
 
-void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
-                    const Window& window, Output& output) {
+void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const Window& window,
+                    Output& output) {
   const winsize terminal = terminalSize();
   const int panels = static_cast<int>(countStreams(files));
   const int rows = std::max(kFewestRows, terminal.ws_row / std::max(1, panels) - 1);

@@ -23,11 +23,11 @@ bool isPictureName(const std::string& name);
 // A picture file, of the kind that the name says. The streams of a file share one time axis where
 // their start times allow it.
 // REQUIRES: every file has a stream, and all are deliverable.
-void drawPicture(const Plugin& plugin, const std::vector<FileRecord>& files, const Window& window,
+void drawPicture(const Plugin& plugin, const std::vector<File>& files, const Window& window,
                  const std::string& name, Output& output);
 
 // The same in characters, as wide as the terminal.
-void drawCharacters(const Plugin& plugin, const std::vector<FileRecord>& files,
-                    const Window& window, Output& output);
+void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const Window& window,
+                    Output& output);
 
 } // namespace host

@@ -14,7 +14,7 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/base/text.h"
+#include "host/base/strings.h"
 
 namespace host {
 

@@ -12,20 +12,20 @@ constexpr double kRepetition = 4294.967296; // of start times, in seconds
 constexpr double kLongestShare = 10;        // of a shared axis, in lengths of its longest stream
 
 // False where the interval is unknown, damaged, or too small to tell two samples apart.
-bool hasTimes(const StreamRecord& stream) {
+bool hasTimes(const Stream& stream) {
   return stream.timeOf(1) > stream.start && std::isfinite(stream.timeOf(stream.sampleCount));
 }
 
 } // namespace
 
-std::vector<TimeAxis> timeAxes(const std::vector<StreamRecord>& streams) {
+std::vector<TimeAxis> timeAxes(const std::vector<Stream>& streams) {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   std::vector<TimeAxis> axes;
   double earliest = kInfinity;
   double latest = -kInfinity;
   double longest = 0;
-  const StreamRecord* reference = nullptr;
-  for (const StreamRecord& stream : streams) {
+  const Stream* reference = nullptr;
+  for (const Stream& stream : streams) {
     axes.push_back({hasTimes(stream), false, 0, stream.interval});
     if (!axes.back().hasTimes)
       continue;

@@ -26,6 +26,6 @@ struct TimeAxis {
 // The axis of each stream. The streams share an axis that starts at the earliest first sample,
 // unless it would be so long that the longest of them could hardly be seen on it. Start times
 // repeat every 2^32 microseconds, so the smallest difference between two of them is taken.
-std::vector<TimeAxis> timeAxes(const std::vector<StreamRecord>& streams);
+std::vector<TimeAxis> timeAxes(const std::vector<Stream>& streams);
 
 } // namespace host

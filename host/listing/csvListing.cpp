@@ -2,7 +2,7 @@
 
 #include <fmt/core.h>
 
-#include "host/base/text.h"
+#include "host/base/strings.h"
 #include "host/listing/listing.h"
 
 namespace host {
@@ -25,12 +25,12 @@ public:
                                                : ",samples_found,first_sample,last_sample\n");
   }
 
-  void file(const FileRecord& file, const SampleSummaries& samples) override {
+  void file(const File& file, const SampleSummaries& samples) override {
     for (size_t i = 0; i < file.streams.size(); ++i) {
-      const StreamRecord& stream = file.streams[i];
+      const Stream& stream = file.streams[i];
       // The rate is computed from the interval: 15 digits drop what that division adds.
       output_.write(fmt::format("{},{},{},{},{},{},{:.15g},{},{},{}", csvField(file.path),
-                                stream.section, stream.variable, csvField(stream.name),
+                                stream.sectionIndex, stream.variable, csvField(stream.name),
                                 stream.sampleCount, stream.interval, stream.sampleRate(),
                                 stream.start, stream.end, stream.deliverable ? "yes" : "no"));
       if (!samples.empty())

@@ -26,10 +26,10 @@ Json propertyJson(const Property& property) {
   Json json = {{"identifier", property.identifier}, {"name", propertyName(property.identifier)}};
   switch (property.type) {
   case ox_wp_type_string:
-    json["value"] = property.text;
+    json["value"] = property.string;
     break;
   case ox_wp_type_message:
-    json["value"] = {{"code", property.integer}, {"text", property.text}};
+    json["value"] = {{"code", property.integer}, {"text", property.string}};
     break;
   case ox_wp_type_double:
     json["value"] = numberJson(property.number);
@@ -51,8 +51,8 @@ Json propertiesJson(const Properties& properties) {
   return json;
 }
 
-Json streamJson(const StreamRecord& stream) {
-  return {{"section", stream.section},
+Json streamJson(const Stream& stream) {
+  return {{"section", stream.sectionIndex},
           {"variable", stream.variable},
           {"name", stream.name},
           {"samples", stream.sampleCount},
@@ -72,12 +72,12 @@ public:
                   ",\n\"files\": [");
   }
 
-  void file(const FileRecord& file, const SampleSummaries& samples) override {
+  void file(const File& file, const SampleSummaries& samples) override {
     Json sections = Json::array();
     for (const Properties& section : file.sections)
       sections.push_back({{"properties", propertiesJson(section)}});
     Json streams = Json::array();
-    for (const StreamRecord& stream : file.streams)
+    for (const Stream& stream : file.streams)
       streams.push_back(streamJson(stream));
     for (size_t i = 0; i < samples.size(); ++i) {
       streams[i]["samples_found"] = samples[i].found;

@@ -20,11 +20,11 @@ SampleSummary summarize(const Samples& samples) {
 
 } // namespace
 
-SampleSummaries summarizeSamples(const Plugin& plugin, const FileRecord& file) {
+SampleSummaries summarizeSamples(const Plugin& plugin, const File& file) {
   announceCost(file);
   Progress progress("Reading streams", file.streams.size());
   SampleSummaries summaries;
-  for (const StreamRecord& stream : file.streams) {
+  for (const Stream& stream : file.streams) {
     progress.show(summaries.size());
     summaries.push_back(summarize(copySamples(plugin, file, stream)));
   }

@@ -24,7 +24,7 @@ using SampleSummaries = std::vector<SampleSummary>;
 
 // Copies every stream in turn, with progress on standard error. One stream's samples are in memory
 // at a time.
-SampleSummaries summarizeSamples(const Plugin& plugin, const FileRecord& file);
+SampleSummaries summarizeSamples(const Plugin& plugin, const File& file);
 
 // One format. The calls come in the order: begin, then a file or a failure each, then end. Each
 // call writes at once, so that an interrupted listing has the files that were done.
@@ -32,7 +32,7 @@ class Listing {
 public:
   virtual ~Listing() = default;
   virtual void begin(const Properties& /*plugin*/) {}
-  virtual void file(const FileRecord& file, const SampleSummaries& samples) = 0;
+  virtual void file(const File& file, const SampleSummaries& samples) = 0;
   virtual void failure(const std::string& /*path*/, const std::string& /*reason*/) {}
   virtual void end() {}
 };

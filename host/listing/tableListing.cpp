@@ -5,7 +5,7 @@
 
 #include <fmt/core.h>
 
-#include "host/base/text.h"
+#include "host/base/strings.h"
 #include "host/listing/listing.h"
 
 namespace host {
@@ -14,7 +14,7 @@ namespace {
 
 struct Column {
   const char* heading;
-  bool isText;
+  bool isLeftAligned;
 };
 
 // The last three are about the samples.
@@ -42,7 +42,7 @@ std::string shortNumber(const std::optional<double>& value) {
   return value ? shortNumber(*value) : "-";
 }
 
-Row rowOf(const StreamRecord& stream) {
+Row rowOf(const Stream& stream) {
   return {printable(stream.name),
           std::to_string(stream.sampleCount),
           stream.interval == 0 ? "unknown" : shortNumber(stream.sampleRate()),
@@ -58,9 +58,9 @@ void append(Row& row, const SampleSummary& samples) {
 }
 
 // The number of characters: bytes that do not continue one.
-size_t width(const std::string& text) {
+size_t width(const std::string& cell) {
   return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+      std::count_if(cell.begin(), cell.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
 class Table : public Listing {
@@ -72,14 +72,14 @@ public:
       headings_.resize(kColumns.size() - kSampleColumns);
   }
 
-  void file(const FileRecord& file, const SampleSummaries& samples) override {
+  void file(const File& file, const SampleSummaries& samples) override {
     output_.write(fmt::format("{}{}: {} stream{}\n", isFirst_ ? "" : "\n", printable(file.path),
                               file.streams.size(), file.streams.size() == 1 ? "" : "s"));
     isFirst_ = false;
     if (file.streams.empty())
       return;
     std::vector<Row> rows = {headings_};
-    for (const StreamRecord& stream : file.streams)
+    for (const Stream& stream : file.streams)
       rows.push_back(rowOf(stream));
     for (size_t i = 0; i < samples.size(); ++i)
       append(rows[i + 1], samples[i]);
@@ -96,7 +96,7 @@ private:
       std::string line;
       for (size_t i = 0; i < row.size(); ++i) {
         const std::string padding(widths[i] - width(row[i]), ' ');
-        line += "  " + (kColumns[i].isText ? row[i] + padding : padding + row[i]);
+        line += "  " + (kColumns[i].isLeftAligned ? row[i] + padding : padding + row[i]);
       }
       line.erase(line.find_last_not_of(' ') + 1);
       output_.write(line + '\n');

@@ -126,14 +126,14 @@ protected:
 };
 
 TEST_F(Export, KeepsEveryBitOfEverySample) {
-  const FileRecord record = openFile(plugin, file);
+  const File record = openFile(plugin, file);
   std::string raw;
   ASSERT_EQ(run({}, ExportFormat::csv, target), kSuccess);
   const Texts rows = split(read(target), '\n');
   ASSERT_EQ(rows.size(), 20002);
   EXPECT_EQ(rows[0], "A time_s,A value,B time_s,B value,C time_s,C value");
   for (size_t i = 0; i < 3; ++i) {
-    const StreamRecord& stream = record.streams[i];
+    const Stream& stream = record.streams[i];
     const Samples samples = copySamples(plugin, record, stream);
     raw.append(reinterpret_cast<const char*>(samples.values.data()), samples.values.size() * 8);
     for (size_t sample = 0; sample < 20001; ++sample) {
@@ -201,7 +201,7 @@ TEST(Decimate, KeepsSpikeWhereverItIs) {
 }
 
 TEST(TimeAxes, ShareWhatStartTimesAllow) {
-  StreamRecord first;
+  Stream first;
   first.sampleCount = 1000;
   first.interval = 0.01;
   first.start = 2147.4;
@@ -209,7 +209,7 @@ TEST(TimeAxes, ShareWhatStartTimesAllow) {
   const std::vector<std::tuple<double, bool, double>> cases = {
       {2147.4, true, 0}, {-2147.4, true, 0.167296}, {2146.4, true, 0}, {2000, false, 0}};
   for (const auto& [start, isShared, offset] : cases) {
-    StreamRecord second = first;
+    Stream second = first;
     second.start = start;
     const std::vector<TimeAxis> axes = timeAxes({first, second});
     EXPECT_EQ(axes[1].isShared, isShared) << start;

@@ -1,4 +1,4 @@
-#include "host/base/text.h"
+#include "host/base/strings.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -40,15 +40,15 @@ bool isControl(std::string_view character) noexcept {
 }
 
 std::string cleaned(std::string_view bytes, bool keepControls) {
-  std::string text;
+  std::string clean;
   while (!bytes.empty()) {
     const size_t length = characterLength(bytes);
     const std::string_view character = bytes.substr(0, length);
     const bool keep = length != 0 && (keepControls || !isControl(character));
-    text += keep ? character : kReplacement;
+    clean += keep ? character : kReplacement;
     bytes.remove_prefix(length == 0 ? 1 : length);
   }
-  return text;
+  return clean;
 }
 
 } // namespace
@@ -62,11 +62,11 @@ std::string printable(std::string_view bytes) {
 }
 
 std::string csvField(std::string_view bytes) {
-  std::string text = validUtf8(bytes);
-  if (text.find_first_of(",\"\r\n") == std::string::npos)
-    return text;
+  std::string valid = validUtf8(bytes);
+  if (valid.find_first_of(",\"\r\n") == std::string::npos)
+    return valid;
   std::string quoted = "\"";
-  for (const char c : text)
+  for (const char c : valid)
     quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
 }
