@@ -15,7 +15,6 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/base/strings.h"
 
 namespace host {
 
@@ -74,33 +73,9 @@ bool isReplaceable(const std::string& path) {
   return error || fs::is_regular_file(status);
 }
 
-bool isSameFile(const struct stat& a, const struct stat& b) noexcept {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// The plug-in resolves ".." by text and replaces some characters of a path, so a name can stand for
-// another file than the system's calls see.
-void refuseToChange(const std::string& input, const struct stat& output, bool isAppended) {
-  for (const std::string& name : {input, fs::path(input).lexically_normal().string()}) {
-    struct stat status {};
-    if (stat(name.c_str(), &status) == 0 && isSameFile(status, output))
-      throw Error(input + ": the output would change this file, which is being read");
-  }
-  if (!isAppended && !isPlainPath(input))
-    throw Error(input + ": the output exists, and may be the file that the plug-in reads for this "
-                        "name; name the input without \\ ^ $ ~ or blanks around it");
-}
-
 } // namespace
 
-Output::Output(const std::string& path, const std::vector<std::string>& inputs)
-    : path_(path), descriptor_(STDOUT_FILENO) {
-  struct stat status {};
-  const int found =
-      isStandardOutput() ? fstat(STDOUT_FILENO, &status) : stat(path_.c_str(), &status);
-  if (found == 0 && S_ISREG(status.st_mode))
-    for (const std::string& input : inputs)
-      refuseToChange(input, status, isStandardOutput());
+Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
   if (isStandardOutput())
     return;
   if (isReplaceable(path_))

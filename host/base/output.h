@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace host {
 
@@ -18,11 +17,10 @@ inline constexpr const char* kStandardOutput = "-"; // as a path
 // and a file of the final name that existed before stays as it was.
 class Output {
 public:
-  // A path that names a device or a pipe is opened and written to directly. Throws Error when
-  // writing would change one of `inputs`, the files that are being read.
+  // A path that names a device or a pipe is opened and written to directly.
   // REQUIRES: at most one Output with a path at a time, since signal handlers know one temporary
   // file only.
-  explicit Output(const std::string& path, const std::vector<std::string>& inputs = {});
+  explicit Output(const std::string& path);
   ~Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;

@@ -1,7 +1,6 @@
 #include "host/base/strings.h"
 
 #include <cstdint>
-#include <filesystem>
 
 namespace host {
 
@@ -69,14 +68,6 @@ std::string csvField(std::string_view bytes) {
   for (const char c : valid)
     quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
-}
-
-bool isPlainPath(std::string_view name) {
-  constexpr std::string_view kBlanks = " \t\n\v\f\r";
-  const std::string path = std::filesystem::path(name).lexically_normal().string(); // ./~ is ~
-  return path.empty() || (path.find_first_of("\\^$") == std::string::npos && path[0] != '~' &&
-                          kBlanks.find(path.front()) == std::string_view::npos &&
-                          kBlanks.find(path.back()) == std::string_view::npos);
 }
 
 } // namespace host

@@ -15,8 +15,4 @@ std::string printable(std::string_view bytes);
 // A field of a CSV row: valid UTF-8, in quotes where needed.
 std::string csvField(std::string_view bytes);
 
-// False for a path in which parse_file replaces something, so that it can name another file for the
-// plug-in than for the system: white space around it, "\", "^", "$" or a leading "~".
-bool isPlainPath(std::string_view name);
-
 } // namespace host

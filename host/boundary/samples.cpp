@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "host/base/error.h"
 
@@ -43,33 +43,27 @@ std::string Samples::shortfall() const {
 
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream) {
   Samples samples;
-  samples.declared = stream.sampleCount;
   if (!stream.deliverable)
     return samples;
+  samples.declared = stream.sampleCount;
   const uint64_t most = std::min(stream.sampleCount, kMostSamplesOfACopy);
   // A damaged file can declare far more samples than it holds. Where the first buffer is too small
   // after all, a larger one follows.
   for (uint64_t room = std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.size));;
        room = std::min(most, 4 * room)) {
     samples.values.assign(room, unwrittenMark());
-    // The marks show all that the status would.
     plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
                                ox_wp_type_double, samples.values.data(),
                                static_cast<int>(room * sizeof(double)));
     samples.values.resize(countWritten(samples.values));
     if (room == most || samples.values.size() < room)
-      return samples;
+      break;
   }
-}
-
-void announceCost(const File& file) {
-  constexpr uint64_t kMuch = uint64_t{1} << 30; // bytes: about a second
-  const uint64_t copies = file.streams.size();
-  if (copies > 1 && file.size > kMuch / copies)
-    reportError(
-        fmt::format("{}: {} streams, which takes {} readings of {:.1f} MB; --stream chooses "
-                    "some of them",
-                    file.path, copies, copies, static_cast<double>(file.size) / 1e6));
+  // A status of 1 says no more: samples that are missing have left their marks.
+  if (samples.values.empty() && most > 0)
+    throw Error(fmt::format("{}: {}: none of {} samples can be read{}", file.path, stream.name,
+                            samples.declared, pluginMessages(plugin)));
+  return samples;
 }
 
 } // namespace host

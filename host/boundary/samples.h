@@ -19,18 +19,15 @@ bool isUnwritten(double value) noexcept;
 
 struct Samples {
   std::vector<double> values; // the samples that were found
-  uint64_t declared = 0;      // by the file
+  uint64_t declared = 0;      // by the stream
 
   // What is missing and why, for people; empty when nothing is.
   std::string shortfall() const;
 };
 
-// Copies as many samples of the stream as one copy holds. A stream that is not deliverable has
-// none. Memory is taken for what the file can hold, not for what it declares.
+// Copies as many samples of the stream as one copy holds. A stream that is not deliverable has and
+// declares none. Memory is taken for what the file can hold, not for what it declares. Throws Error
+// when the stream declares samples and none is found: the file is gone or cannot be read.
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream);
-
-// Says on standard error what copying all streams costs, when that is much: each copy reads the
-// whole file.
-void announceCost(const File& file);
 
 } // namespace host

@@ -9,8 +9,6 @@
 
 namespace host {
 
-namespace {
-
 std::string someOf(const std::vector<std::string>& names) {
   constexpr size_t kSome = 5;
   const auto shown = static_cast<std::ptrdiff_t>(std::min(names.size(), kSome));
@@ -19,8 +17,6 @@ std::string someOf(const std::vector<std::string>& names) {
     list += fmt::format(" and {} more", names.size() - kSome);
   return list;
 }
-
-} // namespace
 
 StreamChoice::StreamChoice(const std::vector<std::string>& patterns) {
   for (const std::string& glob : patterns)
@@ -48,21 +44,6 @@ void StreamChoice::expectMatches() const {
       throw Error(names_.empty()
                       ? pattern.glob + ": no stream was found"
                       : pattern.glob + ": no stream has such a name; there are " + someOf(names_));
-}
-
-File openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice) {
-  File file = openFile(plugin, path);
-  choice.apply(file);
-  std::vector<std::string> others;
-  std::erase_if(file.streams, [&](const Stream& stream) {
-    if (!stream.deliverable)
-      others.push_back(stream.name);
-    return !stream.deliverable;
-  });
-  if (!others.empty())
-    reportError(path +
-                ": left out, since the plug-in cannot deliver their samples: " + someOf(others));
-  return file;
 }
 
 } // namespace host

@@ -8,6 +8,9 @@
 
 namespace host {
 
+// The first few of the names, for a message.
+std::string someOf(const std::vector<std::string>& names);
+
 // Shell patterns for the names of streams; no pattern means all streams.
 class StreamChoice {
 public:
@@ -30,9 +33,5 @@ private:
   std::vector<Pattern> patterns_;
   std::vector<std::string> names_; // of all streams that were seen
 };
-
-// Parses a file and keeps the streams that are chosen and can be delivered. Reports the others that
-// are chosen on standard error. The file may have no stream left.
-File openChosen(const Plugin& plugin, const std::string& path, StreamChoice& choice);
 
 } // namespace host

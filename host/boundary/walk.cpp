@@ -4,12 +4,11 @@
 #include <climits>
 #include <cmath>
 
+#include <fmt/format.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/base/strings.h"
-#include "host/boundary/propertyTable.h"
+#include "host/boundary/path.h"
 
 namespace host {
 
@@ -81,36 +80,18 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
     file.streams.push_back(walkStream(plugin, file, section, variable));
 }
 
-// The boundary gives no reason why a file was declined; the system may know one.
-Error declined(const std::string& path) {
-  constexpr const char* kExpansion =
-      "; in a path the plug-in reads \\ and ^ as /, a leading ~ as $HOME, $NAME as that variable, "
-      "and drops white space at both ends: an absolute path may help";
-  struct stat status {};
+// What the system knows of the reason is the plainest.
+Error declined(const Plugin& plugin, const std::string& path) {
   std::string reason = whyUnreadable(path);
-  if (reason.empty() && stat(path.c_str(), &status) == 0 && status.st_size == 0)
+  if (struct stat status{};
+      reason.empty() && stat(path.c_str(), &status) == 0 && status.st_size == 0)
     reason = path + ": an empty file";
   if (reason.empty())
-    reason = path + ": declined by the plug-in (man ox-wp-host says what it reads)";
-  return Error(reason + (isPlainPath(path) ? "" : kExpansion));
+    reason = path + ": declined by the plug-in";
+  return Error(reason + pluginMessages(plugin) + editingHint(path));
 }
 
 } // namespace
-
-std::string whyUnreadable(const std::string& path) {
-  struct stat status {};
-  if (path.empty())
-    return "an empty file name";
-  if (stat(path.c_str(), &status) != 0)
-    return path == "-" ? "-: standard input cannot be read; name a file" : systemError(path).what();
-  if (S_ISDIR(status.st_mode))
-    return path + ": a folder, not a file";
-  if (!S_ISREG(status.st_mode))
-    return path + ": not a regular file";
-  if (access(path.c_str(), R_OK) != 0)
-    return systemError(path).what();
-  return {};
-}
 
 double Stream::timeOf(uint64_t sample) const noexcept {
   return std::fma(static_cast<double>(sample), interval, start);
@@ -122,6 +103,16 @@ Properties walkPlugin(const Plugin& plugin) {
   });
 }
 
+std::string pluginMessages(const Plugin& plugin) {
+  std::vector<std::string> messages;
+  if (const char* error = plugin->get_error_message(plugin.handle()); error && *error != '\0')
+    messages.emplace_back(error);
+  for (const Property& property : walkPlugin(plugin))
+    if (property.identifier == ox_wp_prop_error_message)
+      messages.push_back(fmt::format("{} ({})", property.string, property.integer));
+  return messages.empty() ? "" : fmt::format("; the plug-in says: {}", fmt::join(messages, "; "));
+}
+
 File openFile(const Plugin& plugin, const std::string& path) {
   File file;
   file.path = path;
@@ -129,11 +120,11 @@ File openFile(const Plugin& plugin, const std::string& path) {
     file.size = static_cast<uint64_t>(status.st_size);
   file.handle = plugin->parse_file(plugin.handle(), path.c_str());
   if (!file.handle)
-    throw declined(path);
+    throw declined(plugin, path);
   file.properties = walk([&](int index, _ox_wp_prop_type* record) {
-    plugin->get_file_property(plugin.handle(), file.handle, index, record);
+    const int unread = index < ox_wp_index_file_changed ? index : index + 1;
+    plugin->get_file_property(plugin.handle(), file.handle, unread, record);
   });
-  file.changed = pick(file.properties, ox_wp_prop_file_changed).integer != 0;
   const int64_t sections = pick(file.properties, ox_wp_prop_section_count).integer;
   for (int index = 0; index < std::min<int64_t>(sections, INT_MAX); ++index) {
     ox_wp_section_handle section = plugin->get_section_handle(plugin.handle(), file.handle, index);
@@ -142,6 +133,17 @@ File openFile(const Plugin& plugin, const std::string& path) {
     walkSection(plugin, file, section);
   }
   return file;
+}
+
+bool hasChanged(const Plugin& plugin, ox_wp_file_handle file) {
+  _ox_wp_prop_type record{};
+  plugin->get_file_property(plugin.handle(), file, ox_wp_index_file_changed, &record);
+  return record.identifier == ox_wp_prop_file_changed && record.integer_value != 0;
+}
+
+void expectUnchanged(const Plugin& plugin, const File& file) {
+  if (hasChanged(plugin, file.handle))
+    throw Error(file.path + ": changed while it was read");
 }
 
 } // namespace host

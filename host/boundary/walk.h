@@ -48,8 +48,7 @@ struct File {
   std::string path;
   uint64_t size = 0; // in bytes; 0 when unknown
   ox_wp_file_handle handle = nullptr;
-  bool changed = false; // the change flag: reading it has reset it
-  Properties properties;
+  Properties properties; // without the change flag, see hasChanged
   std::vector<Properties> sections;
   std::vector<Stream> streams; // of all sections, in order
 };
@@ -60,10 +59,20 @@ inline constexpr int kLongestWalk = 1 << 20;
 // Reads the queued messages too, which takes them out of the queue.
 Properties walkPlugin(const Plugin& plugin);
 
-// A message why this is not a regular file that can be opened; empty when it is.
-std::string whyUnreadable(const std::string& path);
+// The plug-in's error string and the queued messages, as the end of a message about what has just
+// failed; empty when there are none. Takes the messages out of the queue.
+std::string pluginMessages(const Plugin& plugin);
 
 // Parses a file and reads all its properties. Throws Error when the plug-in declines the file.
 File openFile(const Plugin& plugin, const std::string& path);
+
+// Reads the change flag, and so resets it: whether the file has changed since the last reading, or
+// at first since it was parsed. Nothing else reads the flag.
+bool hasChanged(const Plugin& plugin, ox_wp_file_handle file);
+
+// Throws Error when the file has changed. To be called after the last copy and before a result is
+// shown or saved: copies read the file as it is at that moment, so they can be of two different
+// files.
+void expectUnchanged(const Plugin& plugin, const File& file);
 
 } // namespace host

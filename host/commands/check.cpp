@@ -8,6 +8,7 @@
 #include "host/base/error.h"
 #include "host/base/output.h"
 #include "host/base/strings.h"
+#include "host/boundary/path.h"
 #include "host/boundary/walk.h"
 #include "host/check/ruleProcess.h"
 #include "host/commands/commands.h"

@@ -23,9 +23,10 @@
 #include "host/base/progress.h"
 #include "host/base/spool.h"
 #include "host/base/strings.h"
+#include "host/boundary/path.h"
 #include "host/boundary/samples.h"
-#include "host/boundary/selection.h"
 #include "host/commands/commands.h"
+#include "host/commands/input.h"
 
 namespace host {
 
@@ -179,7 +180,9 @@ void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& re
     std::string name = wanted;
     for (int number = 2; !names.insert(name).second; ++number)
       name = fmt::format("{}-{}", wanted, number);
-    Output output(request.folder + '/' + name + (isCsv ? ".csv" : ".f64"), {request.file});
+    const std::string path = request.folder + '/' + name + (isCsv ? ".csv" : ".f64");
+    expectToKeep({request.file}, path);
+    Output output(path);
     const Samples samples = takeSamples(plugin, file, stream);
     if (isCsv)
       exportOneAsCsv(stream, samples, output);
@@ -190,13 +193,15 @@ void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& re
 }
 
 void exportTogether(const Plugin& plugin, const File& file, const ExportRequest& request) {
-  Output output(request.output, {request.file});
+  expectToKeep({request.file}, request.output);
+  Output output(request.output);
   if (request.format == ExportFormat::f64)
     exportManyAsDoubles(plugin, file, output);
   else if (file.streams.size() == 1)
     exportOneAsCsv(file.streams[0], takeSamples(plugin, file, file.streams[0]), output);
   else
     exportManyAsCsv(plugin, file, output);
+  expectUnchanged(plugin, file);
   output.commit();
 }
 

@@ -1,8 +1,11 @@
 // `list`: the streams that files hold.
 
 #include "host/base/error.h"
-#include "host/boundary/selection.h"
+#include "host/base/progress.h"
+#include "host/boundary/path.h"
+#include "host/boundary/samples.h"
 #include "host/commands/commands.h"
+#include "host/commands/input.h"
 #include "host/listing/listing.h"
 
 namespace host {
@@ -22,27 +25,56 @@ std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output)
   return tableListing(output, columns);
 }
 
+// Copies every stream in turn. One stream's samples are in memory at a time. A copy that fails is
+// reported, sets `status` and leaves its row without samples.
+SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& status) {
+  announceCost(file);
+  Progress progress("Reading streams", file.streams.size());
+  SampleSummaries summaries;
+  for (const Stream& stream : file.streams) {
+    progress.show(summaries.size());
+    Samples samples{{}, stream.sampleCount};
+    try {
+      samples = copySamples(plugin, file, stream);
+    } catch (const Error& error) {
+      status = kFailure;
+      reportError(error.what());
+    }
+    summaries.push_back({samples.values.size(), {}, {}, samples.shortfall()});
+    if (!samples.values.empty()) {
+      summaries.back().first = samples.values.front();
+      summaries.back().last = samples.values.back();
+    }
+  }
+  expectUnchanged(plugin, file);
+  return summaries;
+}
+
 } // namespace
 
 int list(const Plugin& plugin, const ListRequest& request) {
-  Output output(kStandardOutput, request.files);
+  expectToKeep(request.files, kStandardOutput);
+  Output output(kStandardOutput);
   StreamChoice choice(request.streams);
   const std::unique_ptr<Listing> listing = makeListing(request, output);
   int status = kSuccess;
   listing->begin(walkPlugin(plugin));
   for (const std::string& path : request.files) {
     std::optional<File> file;
+    SampleSummaries samples;
     try {
       file = openFile(plugin, path);
+      choice.apply(*file);
+      if (request.samples)
+        samples = summarizeSamples(plugin, *file, status);
     } catch (const Error& error) {
+      file.reset();
       status = kFailure;
       reportError(error.what());
       listing->failure(path, error.what());
     }
-    if (file) {
-      choice.apply(*file);
-      listing->file(*file, request.samples ? summarizeSamples(plugin, *file) : SampleSummaries{});
-    }
+    if (file)
+      listing->file(*file, samples);
     output.flush(); // before an error message of the next file
     plugin->release_all_files(plugin.handle());
   }

@@ -1,14 +1,16 @@
 // `plot`: waveforms as a viewer shows them.
 
 #include "host/base/error.h"
-#include "host/boundary/selection.h"
+#include "host/boundary/path.h"
 #include "host/commands/commands.h"
+#include "host/commands/input.h"
 #include "host/drawing/drawing.h"
 
 namespace host {
 
 int plot(const Plugin& plugin, const PlotRequest& request) {
-  Output output(request.output, request.files);
+  expectToKeep(request.files, request.output);
+  Output output(request.output);
   StreamChoice choice(request.streams);
   std::vector<File> files;
   for (const std::string& path : request.files)
@@ -17,10 +19,14 @@ int plot(const Plugin& plugin, const PlotRequest& request) {
   std::erase_if(files, [](const File& file) { return file.streams.empty(); });
   if (files.empty())
     throw Error("no stream that can be delivered");
+  for (const File& file : files)
+    announceCost(file);
   if (request.output == kStandardOutput)
     drawCharacters(plugin, files, request.window, output);
   else
     drawPicture(plugin, files, request.window, request.output, output);
+  for (const File& file : files)
+    expectUnchanged(plugin, file);
   output.commit();
   return kSuccess;
 }

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
+#include "host/boundary/path.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 #include "host/listing/listing.h"
@@ -43,33 +44,20 @@ public:
   // Returns nothing while the file has not changed. Throws Error when the file is gone or half
   // written; the next call then tries again.
   std::optional<File> parseIfDue() {
-    if (!isDue())
+    if (handle_ && !hasChanged(plugin_, handle_))
       return std::nullopt;
     handle_ = nullptr;
     if (++parses_ % kParsesBetweenReleases == 0)
       plugin_->release_all_files(plugin_.handle());
     File file = openFile(plugin_, path_);
     handle_ = file.handle;
-    changedSinceParse_ = file.changed;
     return file;
   }
 
 private:
-  bool isDue() {
-    if (!handle_)
-      return true;
-    // Reading the properties after the last parse has reset the change flag.
-    if (std::exchange(changedSinceParse_, false))
-      return true;
-    _ox_wp_prop_type record{};
-    plugin_->get_file_property(plugin_.handle(), handle_, ox_wp_index_file_changed, &record);
-    return record.identifier == ox_wp_prop_file_changed && record.integer_value != 0;
-  }
-
   const Plugin& plugin_;
   std::string path_;
   ox_wp_file_handle handle_ = nullptr;
-  bool changedSinceParse_ = false;
   int parses_ = 0;
 };
 
@@ -109,7 +97,8 @@ void show(const Plugin& plugin, const File& file, Output& output) {
 
 int watch(const Plugin& plugin, const WatchRequest& request) {
   endOnSignals();
-  Output output(kStandardOutput, {request.file});
+  expectToKeep({request.file}, kStandardOutput);
+  Output output(kStandardOutput);
   WatchedFile watched(plugin, request.file);
   std::string lastFailure; // each is reported once
   for (;;) {

@@ -126,7 +126,6 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
 // The panels of a file. One stream's samples are in memory at a time.
 std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
                               uint64_t columns, Progress& progress, uint64_t done) {
-  announceCost(file);
   const std::vector<TimeAxis> axes = timeAxes(file.streams);
   std::vector<Panel> panels;
   Range shared = {kInfinity, -kInfinity};

@@ -22,10 +22,6 @@ struct SampleSummary {
 // One for each stream of a file, or none at all when samples are not asked for.
 using SampleSummaries = std::vector<SampleSummary>;
 
-// Copies every stream in turn, with progress on standard error. One stream's samples are in memory
-// at a time.
-SampleSummaries summarizeSamples(const Plugin& plugin, const File& file);
-
 // One format. The calls come in the order: begin, then a file or a failure each, then end. Each
 // call writes at once, so that an interrupted listing has the files that were done.
 class Listing {

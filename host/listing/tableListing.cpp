@@ -54,7 +54,7 @@ Row rowOf(const Stream& stream) {
 void append(Row& row, const SampleSummary& samples) {
   row.push_back(shortNumber(samples.first));
   row.push_back(shortNumber(samples.last));
-  row.push_back(row[row.size() - kSampleColumns] == "yes" ? samples.shortfall : "");
+  row.push_back(samples.shortfall);
 }
 
 // The number of characters: bytes that do not continue one.

@@ -220,7 +220,7 @@ TEST(TimeAxes, ShareWhatStartTimesAllow) {
 
 TEST_F(HostTest, PlotDrawsAnyStream) {
   const std::string file = write("odd.fake", "'`$(1)2\\_\" 10 5000 5000 -1.5 0.1\n"
-                                             "short 10 1 1 0 0\nempty 10 9 0 0 -1\n");
+                                             "short 10 1 1 0 0\nempty 10 0 0 0 -1\n");
   const std::string target = (folder / "picture.svg").string();
   ASSERT_EQ(plot(plugin, {{file}, {}, target, {}}), kSuccess);
   const std::string picture = read(target);
@@ -243,9 +243,8 @@ TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
   }
   const std::vector<std::pair<std::string, const char*>> states = {
       {stream, "1 stream\n"},
-      {"", "some.fake: No such file or directory; watching on\n"}, // where the file is removed
-      {"A", "some.fake: declined by the plug-in (man ox-wp-host says what it reads); "
-            "watching on\n"},
+      {"", "some.fake: No such file or directory; "}, // where the file is removed
+      {"A", "declined by the plug-in; the plug-in says: declined (7); watching on\n"},
       {stream + stream, "2 streams\n"},
       {stream + stream + stream, "3 streams\n"},
   };
