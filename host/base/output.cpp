@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kBufferSize = size_t{1} << 16;
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGXFSZ};
 
 // The file that a signal handler removes; empty when there is none. An array, since a handler may
 // not call into std::string.
@@ -73,10 +73,19 @@ bool isReplaceable(const std::string& path) {
   return error || fs::is_regular_file(status);
 }
 
+bool isStandardOutput(const std::string& path) {
+  struct stat named {};
+  struct stat standard {};
+  return path == kStandardOutput ||
+         (stat(path.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &standard) == 0 &&
+          named.st_dev == standard.st_dev && named.st_ino == standard.st_ino);
+}
+
 } // namespace
 
-Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
-  if (isStandardOutput())
+Output::Output(const std::string& path)
+    : path_(isStandardOutput(path) ? kStandardOutput : path), descriptor_(STDOUT_FILENO) {
+  if (path_ == kStandardOutput)
     return;
   if (isReplaceable(path_))
     openTemporaryFile();
@@ -96,11 +105,12 @@ Output::~Output() {
 }
 
 void Output::openTemporaryFile() {
-  // A symbolic link stays: the file that it points to is replaced.
-  std::error_code error;
-  const fs::path target = fs::weakly_canonical(path_, error);
-  if (error)
-    throw systemError(path_, error.value());
+  if (access(path_.c_str(), W_OK) != 0 && errno != ENOENT)
+    throw systemError(path_);
+  // A symbolic link stays: the file that it points to, which can be missing, is replaced.
+  fs::path target = path_;
+  while (fs::is_symlink(target))
+    target = target.parent_path() / fs::read_symlink(target);
   path_ = target.string();
   const fs::path folder = target.parent_path();
   std::random_device random;
@@ -142,19 +152,29 @@ void Output::pass(std::string_view rest) const {
     else if (errno == EPIPE)
       endByClosedPipe();
     else if (errno != EINTR)
-      throw systemError(isStandardOutput() ? "standard output" : path_);
+      throw systemError(path_ == kStandardOutput ? "standard output" : path_);
   }
 }
 
-void Output::commit() {
+void Output::commit(OnDisk onDisk) {
   flush();
   if (temporary_.empty())
     return;
-  if (fchmod(descriptor_, permissionsFor(path_)) != 0 || fsync(descriptor_) != 0 ||
+  if (fchmod(descriptor_, permissionsFor(path_)) != 0 ||
+      (onDisk == OnDisk::now && fsync(descriptor_) != 0) ||
       rename(temporary_.c_str(), path_.c_str()) != 0)
     throw systemError(path_);
   removeOnSignal[0] = '\0';
   temporary_.clear();
+}
+
+void putOnDisk(const std::string& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool isDone = descriptor >= 0 && syncfs(descriptor) == 0;
+  const int code = errno;
+  close(descriptor);
+  if (!isDone)
+    throw systemError(folder, code);
 }
 
 } // namespace host

@@ -17,7 +17,8 @@ inline constexpr const char* kStandardOutput = "-"; // as a path
 // and a file of the final name that existed before stays as it was.
 class Output {
 public:
-  // A path that names a device or a pipe is opened and written to directly.
+  // A path that names a device or a pipe is opened and written to directly; one that names what
+  // standard output is, such as /dev/stdout, is standard output.
   // REQUIRES: at most one Output with a path at a time, since signal handlers know one temporary
   // file only.
   explicit Output(const std::string& path);
@@ -28,18 +29,23 @@ public:
   void write(std::string_view bytes);
   // Passes on what is buffered.
   void flush();
-  // The last step. On return the file is on disk under its final name.
-  void commit();
+
+  // Whether commit() waits for the disk. Where there are many files, putOnDisk() once is faster.
+  enum class OnDisk { now, later };
+  // The last step. On return the file has its final name.
+  void commit(OnDisk onDisk = OnDisk::now);
 
 private:
-  bool isStandardOutput() const { return path_ == kStandardOutput; }
   void openTemporaryFile();
   void pass(std::string_view rest) const;
 
-  std::string path_;      // the final name
+  std::string path_;      // the final name; kStandardOutput for whatever names that
   std::string temporary_; // empty when there is none
   std::string buffer_;
   int descriptor_;
 };
+
+// On return all that was written into the folder is on disk.
+void putOnDisk(const std::string& folder);
 
 } // namespace host

@@ -1,9 +1,6 @@
 #include "host/base/spool.h"
 
 #include <cstdlib>
-#include <filesystem>
-#include <string>
-#include <system_error>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -14,22 +11,23 @@ namespace host {
 
 namespace {
 
-constexpr const char* kWhat = "temporary file for samples";
+constexpr const char* kWhat = "temporary file for samples (see TMPDIR)";
 
 int openNameless() {
-  std::error_code error;
-  const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
-  if (error)
-    throw systemError("no temporary folder (see TMPDIR)", error.value());
-  std::string name = (folder / "ox-wp-host-XXXXXX").string();
+  std::string name = temporaryFolder() + "/ox-wp-host-XXXXXX";
   const int descriptor = mkostemp(name.data(), O_CLOEXEC);
   if (descriptor < 0)
-    throw systemError(name);
+    throw systemError(name + " (see TMPDIR)");
   unlink(name.c_str());
   return descriptor;
 }
 
 } // namespace
+
+std::string temporaryFolder() {
+  const char* folder = std::getenv("TMPDIR");
+  return folder && *folder != '\0' ? folder : "/tmp";
+}
 
 Spool::Spool() : file_(fdopen(openNameless(), "w+b")) {
   if (!file_)

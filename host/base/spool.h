@@ -5,8 +5,12 @@
 #include <cstdio>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace host {
+
+// Where temporary files go: $TMPDIR, or /tmp where that is unset or empty.
+std::string temporaryFolder();
 
 // A temporary file without a name: the system removes it when the process ends, in whatever way.
 // Every failure is thrown as Error.

@@ -97,6 +97,12 @@ double Stream::timeOf(uint64_t sample) const noexcept {
   return std::fma(static_cast<double>(sample), interval, start);
 }
 
+double toNanosecond(double seconds) noexcept {
+  constexpr double kNanoseconds = 1e9;             // of a second
+  constexpr double kExact = 0x1p53 / kNanoseconds; // beyond it a double is coarser than that
+  return std::abs(seconds) < kExact ? std::round(seconds * kNanoseconds) / kNanoseconds : seconds;
+}
+
 Properties walkPlugin(const Plugin& plugin) {
   return walk([&](int index, _ox_wp_prop_type* record) {
     plugin->get_plugin_property(plugin.handle(), index, record);

@@ -44,6 +44,9 @@ struct Stream {
   double sampleRate() const noexcept { return interval == 0 ? 0 : 1 / interval; }
 };
 
+// The time rounded to the nanosecond: its shortest digits then show no error of a calculation.
+double toNanosecond(double seconds) noexcept;
+
 struct File {
   std::string path;
   uint64_t size = 0; // in bytes; 0 when unknown

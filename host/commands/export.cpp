@@ -3,14 +3,14 @@
 // CSV has a column of times and one of values for each stream, side by side, as spreadsheets and
 // plotting programs take them. A copy always starts at a stream's first sample, so rows of several
 // streams would need all streams in memory. Instead each stream is copied in turn into a temporary
-// file, and the rows are merged from there: one stream is in memory, then one small window of each
-// stream. A single stream needs no such file.
+// file, and what is written comes from there: one stream is in memory, then one small window of
+// each. So nothing is written before all is read and the file is known not to have changed
+// meanwhile.
 
 #include <algorithm>
 #include <bit>
 #include <cctype>
 #include <filesystem>
-#include <functional>
 #include <set>
 #include <span>
 #include <system_error>
@@ -37,26 +37,25 @@ static_assert(std::endian::native == std::endian::little, "f64 is written as it 
 constexpr size_t kWindow = 8192; // samples of each stream that are in memory while rows are merged
 constexpr uint64_t kRowsBetweenProgress = 4096;
 
-// Copies a stream and reports on standard error what of it is missing.
-Samples takeSamples(const Plugin& plugin, const File& file, const Stream& stream) {
-  Samples samples = copySamples(plugin, file, stream);
-  if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
-    reportError(printable(stream.name) + ": " + shortfall);
-  return samples;
-}
-
-// The two columns of one stream.
-// REQUIRES: rows are written in order.
-class StreamColumns {
+// A stream with its samples in the spool.
+// REQUIRES: windows, and cells, are taken in order.
+class SpooledStream {
 public:
-  using Read = std::function<void(uint64_t first, std::span<double> window)>;
-
-  StreamColumns(Stream stream, uint64_t count, Read read)
-      : stream_(std::move(stream)), count_(count), read_(std::move(read)) {}
+  SpooledStream(Stream stream, const Samples& samples, Spool& spool)
+      : stream_(std::move(stream)), count_(samples.values.size()), spool_(&spool),
+        position_(spool.append(samples.values)) {}
 
   uint64_t count() const noexcept { return count_; }
 
-  std::string heading() const {
+  // The samples from `first` on, at most kWindow of them.
+  std::span<const double> window(uint64_t first) {
+    window_.resize(std::min<uint64_t>(kWindow, count_ - first));
+    spool_->read(position_ + first, window_);
+    return window_;
+  }
+
+  // The headings of the two columns.
+  std::string headings() const {
     return csvField(stream_.name + " time_s") + ',' + csvField(stream_.name + " value");
   }
 
@@ -64,34 +63,45 @@ public:
   void writeCells(fmt::memory_buffer& row, uint64_t index) {
     const auto out = std::back_inserter(row);
     if (index < count_ && stream_.interval != 0)
-      fmt::format_to(out, FMT_COMPILE("{}"), stream_.timeOf(index));
+      fmt::format_to(out, FMT_COMPILE("{}"), toNanosecond(stream_.timeOf(index)));
     row.push_back(',');
-    if (index < count_)
-      fmt::format_to(out, FMT_COMPILE("{}"), valueAt(index));
+    if (index >= count_)
+      return;
+    if (index % kWindow == 0)
+      window(index);
+    fmt::format_to(out, FMT_COMPILE("{}"), window_[index % kWindow]);
   }
 
 private:
-  double valueAt(uint64_t index) {
-    const size_t inWindow = index % kWindow;
-    if (inWindow == 0) {
-      window_.resize(std::min<uint64_t>(kWindow, count_ - index));
-      read_(index, window_);
-    }
-    return window_[inWindow];
-  }
-
   Stream stream_;
   uint64_t count_;
-  Read read_;
+  const Spool* spool_;
+  uint64_t position_; // in the spool
   std::vector<double> window_;
 };
 
-void writeRows(std::vector<StreamColumns>& all, Output& output) {
+// Copies all streams, and reports what of them is missing. Throws Error when the file has changed
+// meanwhile.
+std::vector<SpooledStream> readStreams(const Plugin& plugin, const File& file, Spool& spool) {
+  Progress progress("Reading streams", file.streams.size());
+  std::vector<SpooledStream> streams;
+  for (const Stream& stream : file.streams) {
+    progress.show(streams.size());
+    const Samples samples = copySamples(plugin, file, stream);
+    if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
+      reportError(stream.name + ": " + shortfall);
+    streams.emplace_back(stream, samples, spool);
+  }
+  expectUnchanged(plugin, file);
+  return streams;
+}
+
+void writeCsv(std::span<SpooledStream> streams, Output& output) {
   uint64_t rows = 0;
   std::string headings;
-  for (const StreamColumns& columns : all) {
-    rows = std::max(rows, columns.count());
-    headings += columns.heading() + ',';
+  for (const SpooledStream& stream : streams) {
+    rows = std::max(rows, stream.count());
+    headings += stream.headings() + ',';
   }
   headings.back() = '\n';
   output.write(headings);
@@ -100,10 +110,10 @@ void writeRows(std::vector<StreamColumns>& all, Output& output) {
   fmt::memory_buffer row;
   for (uint64_t index = 0; index < rows; ++index) {
     row.clear();
-    for (StreamColumns& columns : all) {
+    for (SpooledStream& stream : streams) {
       if (row.size() != 0)
         row.push_back(',');
-      columns.writeCells(row, index);
+      stream.writeCells(row, index);
     }
     row.push_back('\n');
     output.write({row.data(), row.size()});
@@ -112,45 +122,19 @@ void writeRows(std::vector<StreamColumns>& all, Output& output) {
   }
 }
 
-void exportOneAsCsv(const Stream& stream, const Samples& samples, Output& output) {
-  const auto read = [&samples](uint64_t first, std::span<double> window) {
-    std::copy_n(samples.values.begin() + static_cast<std::ptrdiff_t>(first), window.size(),
-                window.begin());
-  };
-  std::vector<StreamColumns> columns{{stream, samples.values.size(), read}};
-  writeRows(columns, output);
-}
-
-void exportManyAsCsv(const Plugin& plugin, const File& file, Output& output) {
-  Spool spool;
-  std::vector<StreamColumns> columns;
-  {
-    Progress progress("Reading streams", file.streams.size());
-    for (const Stream& stream : file.streams) {
-      progress.show(columns.size());
-      const Samples samples = takeSamples(plugin, file, stream);
-      const uint64_t position = spool.append(samples.values);
-      columns.emplace_back(stream, samples.values.size(),
-                           [&spool, position](uint64_t first, std::span<double> window) {
-                             spool.read(position + first, window);
-                           });
+void writeDoubles(std::span<SpooledStream> streams, Output& output) {
+  for (SpooledStream& stream : streams)
+    for (uint64_t first = 0; first < stream.count(); first += kWindow) {
+      const auto bytes = std::as_bytes(stream.window(first));
+      output.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
     }
-  }
-  writeRows(columns, output);
 }
 
-void exportOneAsDoubles(const Samples& samples, Output& output) {
-  const auto bytes = std::as_bytes(std::span(samples.values));
-  output.write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-}
-
-void exportManyAsDoubles(const Plugin& plugin, const File& file, Output& output) {
-  Progress progress("Writing streams", file.streams.size());
-  uint64_t done = 0;
-  for (const Stream& stream : file.streams) {
-    progress.show(done++);
-    exportOneAsDoubles(takeSamples(plugin, file, stream), output);
-  }
+void write(ExportFormat format, std::span<SpooledStream> streams, Output& output) {
+  if (format == ExportFormat::csv)
+    writeCsv(streams, output);
+  else
+    writeDoubles(streams, output);
 }
 
 // A name for a file, made from any bytes: neither a path nor hidden, and not too long.
@@ -165,43 +149,46 @@ std::string fileNameFor(const Stream& stream) {
   return name;
 }
 
-// Writes a file for each stream. Of streams with the same name, the second and later are numbered.
-void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& request) {
-  const bool isCsv = request.format == ExportFormat::csv;
-  std::error_code error;
-  std::filesystem::create_directories(request.folder, error);
-  if (error)
-    throw systemError(request.folder, error.value());
+// The path of each stream's file. Of streams with the same name, the second and later are numbered.
+std::vector<std::string> pathsFor(const File& file, const ExportRequest& request) {
+  const char* extension = request.format == ExportFormat::csv ? ".csv" : ".f64";
   std::set<std::string> names;
-  Progress progress("Writing streams", file.streams.size());
+  std::vector<std::string> paths;
   for (const Stream& stream : file.streams) {
-    progress.show(names.size());
     const std::string wanted = fileNameFor(stream);
     std::string name = wanted;
     for (int number = 2; !names.insert(name).second; ++number)
       name = fmt::format("{}-{}", wanted, number);
-    const std::string path = request.folder + '/' + name + (isCsv ? ".csv" : ".f64");
-    expectToKeep({request.file}, path);
-    Output output(path);
-    const Samples samples = takeSamples(plugin, file, stream);
-    if (isCsv)
-      exportOneAsCsv(stream, samples, output);
-    else
-      exportOneAsDoubles(samples, output);
-    output.commit();
+    paths.push_back(request.folder + '/' + name + extension);
   }
+  return paths;
+}
+
+// Writes a file for each stream.
+void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& request) {
+  std::error_code error;
+  std::filesystem::create_directories(request.folder, error);
+  if (error)
+    throw systemError(request.folder, error.value());
+  const std::vector<std::string> paths = pathsFor(file, request);
+  for (const std::string& path : paths)
+    expectToKeep({request.file}, path);
+  Spool spool;
+  std::vector<SpooledStream> streams = readStreams(plugin, file, spool);
+  for (size_t i = 0; i < streams.size(); ++i) {
+    Output output(paths[i]);
+    write(request.format, {&streams[i], 1}, output);
+    output.commit(Output::OnDisk::later);
+  }
+  putOnDisk(request.folder);
 }
 
 void exportTogether(const Plugin& plugin, const File& file, const ExportRequest& request) {
   expectToKeep({request.file}, request.output);
   Output output(request.output);
-  if (request.format == ExportFormat::f64)
-    exportManyAsDoubles(plugin, file, output);
-  else if (file.streams.size() == 1)
-    exportOneAsCsv(file.streams[0], takeSamples(plugin, file, file.streams[0]), output);
-  else
-    exportManyAsCsv(plugin, file, output);
-  expectUnchanged(plugin, file);
+  Spool spool;
+  std::vector<SpooledStream> streams = readStreams(plugin, file, spool);
+  write(request.format, streams, output);
   output.commit();
 }
 

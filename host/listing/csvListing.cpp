@@ -1,6 +1,6 @@
 // `list` as CSV: a row for each stream.
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "host/base/strings.h"
 #include "host/listing/listing.h"
@@ -32,7 +32,8 @@ public:
       output_.write(fmt::format("{},{},{},{},{},{},{:.15g},{},{},{}", csvField(file.path),
                                 stream.sectionIndex, stream.variable, csvField(stream.name),
                                 stream.sampleCount, stream.interval, stream.sampleRate(),
-                                stream.start, stream.end, stream.deliverable ? "yes" : "no"));
+                                toNanosecond(stream.start), toNanosecond(stream.end),
+                                stream.deliverable ? "yes" : "no"));
       if (!samples.empty())
         output_.write(fmt::format(",{},{},{}", samples[i].found, exactNumber(samples[i].first),
                                   exactNumber(samples[i].last)));
