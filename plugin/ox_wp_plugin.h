@@ -24,8 +24,8 @@
  *   starts no thread.
  * - Output. A plug-in prints nothing.
  * - Status. An int result is 0 for success and 1 for failure, unless the function says otherwise.
- * - Null. Each function says what it does with a null argument. Passing a handle that is neither
- *   null nor valid is undefined behaviour.
+ * - Null. An argument can be null only where the function says what it then does. Passing a handle
+ *   that is neither null nor valid is undefined behaviour.
  * - Exceptions. Functions do not throw, except that ox_wp_plugin_initialize, parse_file and
  *   copy_variable_data may throw std::bad_alloc. A C host cannot catch it and is terminated. If
  *   ox_wp_plugin_initialize threw, the table holds no functions.
@@ -54,7 +54,7 @@ extern "C" {
  *
  * - A plug-in handle is valid from ox_wp_plugin_initialize until release.
  * - File and section handles are valid until release_all_files or release, whichever comes first. A
- *   successful release_file ends those of its file.
+ *   successful release_file ends those of its file. A section has the same handle all that time.
  */
 typedef void* ox_wp_plugin_handle;
 typedef void* ox_wp_file_handle;
@@ -94,7 +94,7 @@ enum ox_wp_prop_identifier {
 
   /* A file. */
   ox_wp_prop_file_kind = 9,      /* integer: 0; no other kind is defined */
-  ox_wp_prop_section_count = 10, /* integer: number of sections of the file */
+  ox_wp_prop_section_count = 10, /* integer: number of sections of the file, 0 to INT_MAX */
   ox_wp_prop_file_changed = 11,  /* integer: the change flag. 1 if the file on disk changed since
                                     the flag was last read (at first: since the file was parsed),
                                     else 0. Each change is reported once. The file has changed when
@@ -103,24 +103,25 @@ enum ox_wp_prop_identifier {
 
   /* A section. */
   ox_wp_prop_section_kind = 38,    /* integer: 0; no other kind is defined */
-  ox_wp_prop_variable_count = 39,  /* integer: number of variables of the section */
+  ox_wp_prop_variable_count = 39,  /* integer: number of variables, 0 to INT_MAX */
   ox_wp_prop_section_x_label = 37, /* string: label of the x axis */
 
   /* A variable. */
   ox_wp_prop_variable_name = 48,      /* string */
   ox_wp_prop_variable_kind = 51,      /* integer: 0; no other kind is defined */
   ox_wp_prop_variable_data_type = 52, /* integer: ox_wp_type_double, or ox_wp_type_none */
-  ox_wp_prop_sample_count = 53,       /* integer: number of samples that the file declares; a copy
-                                         can find fewer, see copy_variable_data */
+  ox_wp_prop_sample_count = 53,       /* integer, not negative: number of samples that the file
+                                         declares; a copy can find fewer, see copy_variable_data */
   ox_wp_prop_variable_x_label = 49,   /* string: label of the x axis */
   ox_wp_prop_variable_y_label = 50,   /* string: label of the y axis */
-  ox_wp_prop_x_start = 34,            /* double: time of the first sample, in seconds */
+  ox_wp_prop_x_start = 34,            /* double: time of the first sample, in seconds; each
+                                         plug-in chooses which time is 0 */
   ox_wp_prop_x_step = 35,             /* double: sample interval in seconds; 0 when the sample rate
                                          is unknown; negative, infinite or NaN where a damaged
                                          file's sample rate makes it so */
-  ox_wp_prop_x_end = 36,              /* double: start + sample count * interval, rounded once. This
-                                         is the time just after the last sample only if the stream
-                                         has no gaps. */
+  ox_wp_prop_x_end = 36,              /* double: start + sample count * interval, where product and
+                                         sum may each be rounded. This is the time just after the
+                                         last sample only if the variable has no gaps. */
 };
 
 /*
@@ -156,7 +157,9 @@ enum ox_wp_variable_index {
  * All other fields keep what the caller put there.
  *
  * A host walks a level by index: 0, 1, 2, ... until identifier comes back 0. For files, sections
- * and variables the function then also returns 1.
+ * and variables the function then also returns 1. A plug-in can have more properties than those
+ * above: of files, sections and variables at the indexes behind them. A host passes over an
+ * identifier that it does not know.
  */
 typedef struct _ox_wp_prop_type {
   int32_t identifier; /* an ox_wp_prop_identifier; ox_wp_prop_none: no property was delivered */
@@ -164,10 +167,12 @@ typedef struct _ox_wp_prop_type {
   const char* label; /* a second string; not used by any property above */
   int32_t type;      /* an ox_wp_data_type: which of the value fields count */
   int32_t reserved_20;
-  const char* string_value; /* for the types string and message. Owned by the plug-in, and valid
-                               until the object that it belongs to changes or is released. A label
-                               of an axis is valid only until the next property call on the same
-                               section or one of its variables: copy it first. */
+  const char* string_value; /* for the types string and message, then not null. Owned by the
+                               plug-in. A label of an axis is valid only until the next property
+                               call on the same section or one of its variables, and a message
+                               until the next call on the same plug-in object: copy it first. Any
+                               other string is valid until its plug-in object or file is released.
+                             */
   double double_value;      /* for the type double */
   int64_t reserved_40;
   int64_t integer_value; /* for the types integer and message */
@@ -200,8 +205,9 @@ typedef struct _ox_wp_plugin_functions_type {
      Does nothing when `plugin` is null. */
   void (*release)(ox_wp_plugin_handle plugin);
 
-  /* Returns the plug-in's current error string, empty when there is none; valid until the next
-     call. Returns null only when `plugin` is null. */
+  /* Returns the error string of the last parse_file or copy_variable_data, which both clear it at
+     their start: empty when there is none. Valid until the next call on the same plug-in object.
+     Returns null only when `plugin` is null. */
   const char* (*get_error_message)(ox_wp_plugin_handle plugin);
 
   /*
@@ -209,13 +215,7 @@ typedef struct _ox_wp_plugin_functions_type {
    * their samples.
    *
    * A relative `path` is resolved against the current working directory, in this call and again in
-   * every later copy and every reading of the change flag. White space around the path is dropped.
-   * "/", "\" and "^" separate components; "." and ".." are resolved in the string, without a look
-   * at links. A leading "~" is replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the
-   * environment variable; what is not set stays as it is.
-   *
-   * The path is processed in this way twice, so the second time can replace what the first one has
-   * uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~" safely.
+   * every later copy and every reading of the change flag.
    *
    * Returns a new file handle at each call, also for a path parsed before, and for a file whose
    * variables are all of ox_wp_type_none. Returns null when `plugin` or `path` is null, or when the
@@ -227,7 +227,8 @@ typedef struct _ox_wp_plugin_functions_type {
   void* reserved_48; /* null */
 
   /* Destroys one file and returns 0. A plug-in need not offer this: then it returns 1, releases
-     nothing, and only release_all_files and release free memory. */
+     nothing, and only release_all_files and release free memory. Returns 1 when `plugin` or `file`
+     is null. */
   int (*release_file)(ox_wp_plugin_handle plugin, ox_wp_file_handle file);
 
   /* Destroys all files of the plug-in. Every file and section handle, and every string of a file,
@@ -236,8 +237,7 @@ typedef struct _ox_wp_plugin_functions_type {
 
   /*
    * Reads property number `index` (an ox_wp_file_index) of a file. Reading ox_wp_index_file_changed
-   * compares the file's size and modification time with the last reading, then stores the new
-   * values. Parse the path again to read the new content.
+   * resets the change flag. To read new content, parse the path again.
    *
    * Returns 1, with identifier 0, when `file` is null or the index is out of range; 1 when
    * `property` is null.
@@ -266,22 +266,22 @@ typedef struct _ox_wp_plugin_functions_type {
 
   /*
    * Copies samples of a variable, from the first one on, into `buffer` (aligned for doubles). They
-   * come from the file as it is now, in the order of the file. Gaps in time are not filled: sample
-   * i has the time start + i * step only if no gap lies before it.
+   * are read in this call, from the file that the path names now, in the order of the file. Gaps in
+   * time are not filled: sample i has the time start + i * step only if no gap lies before it.
    *
    * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples. It
-   * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples.
+   * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples. A size below
+   * 8, which may be negative, stores nothing: `buffer` may then be null, and the result means
+   * nothing.
    *
    * Returns 0 when the buffer was filled and the file read to its end; 1 otherwise:
-   * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null and
-   *   `size` takes a sample: the buffer is not touched.
+   * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null: no
+   *   buffer is touched.
    * - The buffer is larger than the stream, or some records cannot be decoded: the samples found
    *   are at the start of the buffer, and the rest of it is not touched. Their number is not
    *   reported: fill the buffer with a mark (a NaN) beforehand to see it.
    * - The file cannot be read, or not to its end: the samples found before the error are at the
    *   start of the buffer, which can be full.
-   *
-   * A negative size stores nothing; ignore the result.
    */
   int (*copy_variable_data)(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                             ox_wp_section_handle section, int variable, ox_wp_data_type type,
@@ -298,6 +298,10 @@ typedef struct _ox_wp_plugin_functions_type {
  * below 1.
  *
  * Keep the library loaded for as long as the object lives.
+ *
+ * A plug-in in C++ also exports what it instantiates of the standard library, even when it is
+ * compiled with -fvisibility=hidden. Linked with -Wl,--version-script=FILE it does not, where FILE
+ * holds { global: ox_wp_plugin_initialize; local: *; };
  */
 #ifdef __GNUC__
 __attribute__((visibility("default")))
@@ -321,22 +325,27 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   order of their first records. It registers the single pattern "*", no exporter, no name and no
  *   version. It reports no messages, and its error string is always empty: parse_file does not say
  *   why it declined a file.
+ * - Paths. parse_file edits its path. It drops white space around it. "/", "\" and "^" separate
+ *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
+ *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what is
+ *   not set stays as it is. All this is done twice, so the second time can replace what the first
+ *   one has uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~"
+ *   safely.
  * - Names are those of the source: "NET_STA_LOC_CHA".
  * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
  *   section share one string: the next label overwrites it.
- * - Start time. It is the low 32 bits of the microseconds since 1970, in seconds. It is between
+ * - Times. A start is the low 32 bits of the microseconds since 1970, in seconds. It is between
  *   -2147.483648 and 2147.483647 and repeats every 71.6 minutes. It is no date: two recordings can
- *   show the same one.
+ *   show the same one. An end is rounded once.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
  *   the same. No samples come from an uncompressed record that declares more than it holds.
  * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
  * - release_file always returns 1. A host that parses again and again calls release_all_files from
  *   time to time.
- * - libmseed. The first parse or copy, and each later one, sets log handlers of libmseed that
- *   discard messages, for the whole process, and uses libmseed's one reading state. A host that
- *   uses libmseed too sets its own handlers again (ms_loginit) after each parse or copy, and has no
- *   file half read with ms_readmsr during these calls.
+ * - libmseed. Each parse and each copy sets log handlers of libmseed that discard messages, for the
+ *   whole process. A host that uses libmseed too sets its own handlers again afterwards
+ *   (ms_loginit).
  * - The library stays loaded until the process ends, even after dlclose.
  */
 
