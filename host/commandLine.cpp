@@ -262,9 +262,6 @@ private:
                      "Only rules whose name matches this pattern; can be given again")
         ->option_text("GLOB")
         ->allow_extra_args(false);
-    CLI::Option* inProcess =
-        command->add_flag("--in-process", check_.inProcess,
-                          "For a debugger: runs the rules in this process, without a time limit");
     command
         ->add_option_function<unsigned>(
             "--time-limit",
@@ -272,8 +269,7 @@ private:
             "Seconds that a rule may take on a file")
         ->check(CLI::Range(1, 86400))
         ->type_name("SECONDS")
-        ->default_str(std::to_string(check_.timeLimit.count()))
-        ->excludes(inProcess);
+        ->default_str(std::to_string(check_.timeLimit.count()));
     command->callback([this] {
       if (check_.plugin.empty() && !check_.listOnly)
         throw CLI::RequiredError("PLUGIN");

@@ -13,7 +13,7 @@ _ox_wp_host() {
     export) options="--help --stream --output --split --format --plugin" formats="csv f64" ;;
     plot) options="--help --stream --output --from --to --plugin" ;;
     watch) options="--help --interval --plugin" ;;
-    check) options="--help --list --rule --time-limit --in-process" ;;
+    check) options="--help --list --rule --time-limit" ;;
   esac
 
   case $before in

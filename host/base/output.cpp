@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/base/endingSignals.h"
 #include "host/base/error.h"
 
 namespace host {
@@ -23,29 +24,14 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr size_t kBufferSize = size_t{1} << 16;
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGXFSZ};
 
 // The file that a signal handler removes; empty when there is none. An array, since a handler may
 // not call into std::string.
 std::array<char, PATH_MAX> removeOnSignal{};
 
-extern "C" void removeAndEnd(int signal) {
+void removeTemporaryFile() {
   if (removeOnSignal[0] != '\0')
     unlink(removeOnSignal.data());
-  // SA_RESETHAND has restored the default action, so this ends the process.
-  (void)raise(signal);
-}
-
-void handleEndingSignals() {
-  struct sigaction action {};
-  action.sa_handler = removeAndEnd;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-  for (const int signal : kEndingSignals) {
-    struct sigaction before {};
-    sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) // as nohup sets it
-      sigaction(signal, &action, nullptr);
-  }
 }
 
 // Those of the file that is replaced; for a new file, those that the system would give it.
@@ -120,7 +106,7 @@ void Output::openTemporaryFile() {
     throw systemError(path_, ENAMETOOLONG);
   // The name is stored first, so that a signal finds it as soon as the file exists.
   std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
-  handleEndingSignals();
+  cleanUpOnEndingSignals(removeTemporaryFile);
   descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (descriptor_ < 0) {
     const int code = errno;

@@ -32,7 +32,7 @@ private:
 // One plug-in object; the destructor releases it.
 class Plugin {
 public:
-  // Throws Error when the entry point refuses.
+  // Throws Error when the entry point refuses or leaves out a function.
   explicit Plugin(const Library& library);
   ~Plugin();
   Plugin(const Plugin&) = delete;

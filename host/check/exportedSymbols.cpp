@@ -1,7 +1,8 @@
 #include "host/check/exportedSymbols.h"
 
 #include <fstream>
-#include <string_view>
+#include <iterator>
+#include <stdexcept>
 
 #include <elf.h>
 
@@ -9,20 +10,13 @@ namespace host {
 
 namespace {
 
-// Leaves the stream failed when the file ends too early.
+// Throws std::out_of_range behind the end of the file.
 template<class Record>
-Record readAt(std::ifstream& file, uint64_t position) {
+Record readAt(const std::string& file, uint64_t position) {
   Record record{};
-  file.seekg(static_cast<std::streamoff>(position));
-  file.read(reinterpret_cast<char*>(&record), sizeof record);
+  if (file.copy(reinterpret_cast<char*>(&record), sizeof record, position) < sizeof record)
+    throw std::out_of_range("the library ends early");
   return record;
-}
-
-std::string stringAt(std::ifstream& file, uint64_t position) {
-  std::string string;
-  file.seekg(static_cast<std::streamoff>(position));
-  std::getline(file, string, '\0');
-  return string;
 }
 
 bool isExportedFunction(const Elf64_Sym& symbol) noexcept {
@@ -31,34 +25,28 @@ bool isExportedFunction(const Elf64_Sym& symbol) noexcept {
          (type == STT_FUNC || type == STT_GNU_IFUNC);
 }
 
-std::vector<std::string> namesIn(std::ifstream& file, const Elf64_Shdr& symbols,
-                                 const Elf64_Shdr& strings) {
-  std::vector<std::string> names;
-  for (uint64_t at = 0; at < symbols.sh_size && file; at += sizeof(Elf64_Sym)) {
-    const auto symbol = readAt<Elf64_Sym>(file, symbols.sh_offset + at);
-    if (isExportedFunction(symbol))
-      names.push_back(stringAt(file, strings.sh_offset + symbol.st_name));
-  }
-  return names;
-}
-
 } // namespace
 
-std::optional<std::vector<std::string>> exportedFunctions(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
+std::vector<std::string> exportedFunctions(const std::string& path) {
+  std::ifstream stream(path, std::ios::binary);
+  const std::string file(std::istreambuf_iterator<char>(stream), {});
   const auto header = readAt<Elf64_Ehdr>(file, 0);
-  const std::string_view magic(reinterpret_cast<const char*>(header.e_ident), SELFMAG);
-  if (!file || magic != ELFMAG || header.e_ident[EI_CLASS] != ELFCLASS64)
-    return std::nullopt;
   const auto section = [&](uint64_t index) {
     return readAt<Elf64_Shdr>(file, header.e_shoff + index * sizeof(Elf64_Shdr));
   };
+  std::vector<std::string> names;
   for (uint64_t index = 0; index < header.e_shnum; ++index) {
-    const Elf64_Shdr candidate = section(index);
-    if (file && candidate.sh_type == SHT_DYNSYM)
-      return namesIn(file, candidate, section(candidate.sh_link));
+    const Elf64_Shdr symbols = section(index);
+    if (symbols.sh_type != SHT_DYNSYM)
+      continue;
+    const Elf64_Shdr strings = section(symbols.sh_link);
+    for (uint64_t at = 0; at < symbols.sh_size; at += sizeof(Elf64_Sym)) {
+      const auto symbol = readAt<Elf64_Sym>(file, symbols.sh_offset + at);
+      if (isExportedFunction(symbol))
+        names.emplace_back(&file.at(strings.sh_offset + symbol.st_name));
+    }
   }
-  return std::nullopt;
+  return names;
 }
 
 } // namespace host

@@ -1,6 +1,7 @@
 #include "host/check/ruleProcess.h"
 
-#include <algorithm>
+#include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -8,14 +9,18 @@
 #include <cstring>
 #include <filesystem>
 #include <new>
+#include <optional>
+#include <random>
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/base/endingSignals.h"
 #include "host/base/error.h"
 
 namespace host {
@@ -26,30 +31,62 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A folder for the files of one rule. The parent removes it: the child may crash.
-class ScratchFolder {
-public:
-  explicit ScratchFolder(const Rule& rule) {
-    if (rule.needs != Needs::fileAndFolder)
-      return;
-    std::error_code error;
-    path_ = (fs::temp_directory_path(error) / "ox-wp-host-XXXXXX").string();
-    if (error || !mkdtemp(path_.data()))
-      throw systemError("no temporary folder (see TMPDIR)", error ? error.value() : errno);
-  }
-  ~ScratchFolder() {
-    std::error_code ignored;
-    if (!path_.empty())
-      fs::remove_all(path_, ignored);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
+class FileCopy;
 
-  const std::string& path() const noexcept { return path_; }
+// What a signal that ends this process ends and removes first.
+std::atomic<pid_t> runningChild = 0;
+std::atomic<const FileCopy*> existingCopy = nullptr;
+
+// A copy of a data file under its own name, in a folder of its own, for a rule that changes it. The
+// parent makes it and removes it: the child may crash.
+class FileCopy {
+public:
+  explicit FileCopy(const fs::path& file) {
+    std::random_device random;
+    folder_ =
+        fs::temp_directory_path() / fmt::format("ox-wp-host-{:08x}{:08x}", random(), random());
+    path_ = folder_ / file.filename();
+    existingCopy = this;
+    std::error_code error;
+    if (mkdir(folder_.c_str(), S_IRWXU) != 0)
+      error.assign(errno, std::generic_category());
+    else if (fs::copy_file(file, path_, error))
+      fs::permissions(path_, fs::perms::owner_write, fs::perm_options::add, error);
+    if (error) {
+      removeInSignal();
+      existingCopy = nullptr;
+      throw systemError(path_.string() + " (see TMPDIR)", error.value());
+    }
+  }
+  ~FileCopy() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored); // with what the plug-in put beside the copy
+    existingCopy = nullptr;
+  }
+  FileCopy(const FileCopy&) = delete;
+  FileCopy& operator=(const FileCopy&) = delete;
+
+  void removeInSignal() const noexcept {
+    unlink(path_.c_str());
+    rmdir(folder_.c_str());
+  }
+  std::string path() const { return path_.string(); }
 
 private:
-  std::string path_;
+  fs::path folder_;
+  fs::path path_;
 };
+
+extern "C" void endChild(int /*signal*/) {
+  if (const pid_t child = runningChild; child != 0)
+    kill(-child, SIGKILL);
+}
+
+void endChildAndRemoveCopy() {
+  endChild(0);
+  if (const FileCopy* copy = existingCopy)
+    copy->removeInSignal();
+}
 
 // What the child leaves for its parent. Both have it in memory at the same address.
 struct Report {
@@ -81,57 +118,6 @@ struct PrintedOutput {
   const int descriptor;
 };
 
-// Blocks the signals that would end this process and takes them while it waits for a child, so that
-// what a rule leaves is removed first. The destructor passes a signal that was taken on.
-class HeldSignals {
-public:
-  HeldSignals() {
-    sigemptyset(&held_);
-    sigaddset(&held_, SIGCHLD);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
-      struct sigaction action {};
-      sigaction(signal, nullptr, &action);
-      if (action.sa_handler != SIG_IGN)
-        sigaddset(&held_, signal);
-    }
-    pthread_sigmask(SIG_BLOCK, &held_, &before_);
-  }
-  ~HeldSignals() {
-    if (taken_ != 0)
-      (void)raise(taken_);
-    release();
-  }
-  HeldSignals(const HeldSignals&) = delete;
-  HeldSignals& operator=(const HeldSignals&) = delete;
-
-  void release() const noexcept { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
-  // True when the child has ended; false at the deadline or when a signal was taken.
-  bool waitForEnd(pid_t child, Clock::time_point deadline) {
-    for (;;) {
-      siginfo_t info{};
-      if (waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-          info.si_pid == child)
-        return true;
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-      if (left.count() <= 0)
-        return false;
-      const timespec time{left.count() / 1000, left.count() % 1000 * 1'000'000};
-      const int signal = sigtimedwait(&held_, nullptr, &time);
-      if (signal > 0 && signal != SIGCHLD) {
-        taken_ = signal;
-        return false;
-      }
-    }
-  }
-  bool interrupted() const noexcept { return taken_ != 0; }
-
-private:
-  sigset_t held_{};
-  sigset_t before_{};
-  int taken_ = 0;
-};
-
 Outcome judge(const Rule& rule, const Subject& subject) {
   try {
     rule.run(subject);
@@ -160,6 +146,22 @@ Outcome judge(const Rule& rule, const Subject& subject) {
   _exit(EXIT_SUCCESS);
 }
 
+// Returns the child's wait status. By then its whole group has ended, or the time limit ended it.
+int waitForEnd(pid_t child, std::chrono::seconds timeLimit) {
+  setpgid(child, child); // the child does so too: either may be the first to need the group
+  runningChild = child;
+  (void)std::signal(SIGALRM, endChild);
+  alarm(static_cast<unsigned>(timeLimit.count()));
+  siginfo_t info{};
+  waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  alarm(0);
+  kill(-child, SIGKILL); // before the child is reaped: until then its group's number is its own
+  runningChild = 0;
+  int status = 0;
+  waitpid(child, &status, 0);
+  return status;
+}
+
 // A dying process often prints the reason first.
 std::string describeEnd(int status, int printed) {
   const std::string line = firstLine(printed);
@@ -170,9 +172,11 @@ std::string describeEnd(int status, int printed) {
 }
 
 Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
-                   std::chrono::milliseconds timeLimit) {
-  HeldSignals signals; // ends last: by then everything is removed
-  const ScratchFolder scratch(rule);
+                   std::chrono::seconds timeLimit) {
+  cleanUpOnEndingSignals(endChildAndRemoveCopy);
+  std::optional<FileCopy> copy;
+  if (rule.needs == Needs::copy)
+    copy.emplace(file);
   const PrintedOutput printed;
   Report& report = emptyReport();
   const auto start = Clock::now();
@@ -187,38 +191,27 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) // the parent ended before that request
       _exit(EXIT_FAILURE);
-    signals.release();
-    runChild(rule, {plugin, file, scratch.path(), printed.descriptor, start + timeLimit / 2},
+    runChild(rule,
+             {plugin, copy ? copy->path() : file, printed.descriptor,
+              start + std::chrono::milliseconds(timeLimit) / 2},
              report);
   }
-  setpgid(child, child); // both do it: either may be the first to need the group
-
-  const bool ended = signals.waitForEnd(child, start + timeLimit);
-  kill(-child, SIGKILL); // before the child is reaped: until then its group's number is its own
-  int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  if (signals.interrupted())
-    return {Verdict::skipped, "interrupted"};
+  const int status = waitForEnd(child, timeLimit);
   if (report.complete)
     return {report.verdict, report.seen.data()};
   const std::string place = report.calling ? std::string(" in ") + report.calling : "";
-  if (!ended)
-    return {Verdict::hung,
-            fmt::format("hung{}: no end within {} s", place, timeLimit / std::chrono::seconds(1))};
+  if (Clock::now() - start >= timeLimit)
+    return {Verdict::hung, fmt::format("hung{}: no end within {} s", place, timeLimit.count())};
   return {Verdict::broken, "crashed" + place + describeEnd(status, printed.descriptor)};
 }
 
 } // namespace
 
 Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& file,
-                std::optional<std::chrono::seconds> timeLimit) {
+                std::chrono::seconds timeLimit) {
   try {
-    if (timeLimit)
-      return runInChild(rule, plugin, file, *timeLimit);
-    const ScratchFolder scratch(rule);
-    return judge(rule, {plugin, file, scratch.path(), -1, Clock::time_point::max()});
-  } catch (const Error& error) { // not the plug-in's fault
+    return runInChild(rule, plugin, file, timeLimit);
+  } catch (const std::exception& error) { // not the plug-in's fault
     return {Verdict::skipped, error.what()};
   }
 }

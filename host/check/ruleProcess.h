@@ -2,7 +2,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <string>
 
 #include "host/check/rules.h"
@@ -16,10 +15,10 @@ struct Outcome {
   std::string seen; // what breaks the rule, or why it was skipped
 };
 
-// Runs the rule on a plug-in and a data file, which may be empty, in a child process. Afterwards
-// the child, the processes that it started and its folder are gone, also when a signal ends the
-// caller meanwhile. Without a time limit the rule runs in this process, for a debugger.
+// Runs the rule on a plug-in and a data file, which may be empty. Afterwards the child, the
+// processes of its group and its copy of the file are gone, also when a signal ends the caller
+// meanwhile.
 Outcome runRule(const Rule& rule, const std::string& plugin, const std::string& file,
-                std::optional<std::chrono::seconds> timeLimit);
+                std::chrono::seconds timeLimit);
 
 } // namespace host

@@ -13,25 +13,10 @@ namespace host {
 namespace {
 
 int countOf(const _ox_wp_prop_type& record, int32_t identifier) {
-  expect(record.identifier == identifier, "{} has identifier {} instead of {}",
-         propertyName(identifier), record.identifier, identifier);
-  expect(std::in_range<int>(record.integer_value) && record.integer_value >= 0, "{} is {}",
-         propertyName(identifier), record.integer_value);
+  if (record.identifier != identifier || record.integer_value < 0 ||
+      record.integer_value > INT32_MAX)
+    throw Skipped(fmt::format("no valid {} is delivered", propertyName(identifier)));
   return static_cast<int>(record.integer_value);
-}
-
-void useFile(const Plugin& plugin, const Subject& subject) {
-  try {
-    const File file = openFile(plugin, subject.file);
-    std::array<double, 4> first{}; // a copy reads the whole file, however small its buffer is
-    for (size_t i = 0; i < std::min(kStreamsTried, file.streams.size()); ++i) {
-      expectTimeForCopy(subject);
-      const Stream& stream = file.streams[i];
-      plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
-                                 ox_wp_type_double, first.data(), sizeof first);
-    }
-  } catch (const Error&) { // NOLINT(bugprone-empty-catch): a declined file is of use too
-  }
 }
 
 } // namespace
@@ -39,7 +24,7 @@ void useFile(const Plugin& plugin, const Subject& subject) {
 Loaded::Loaded(const Subject& subject) : library(subject.plugin), plugin(library) {
   if (subject.file.empty())
     return;
-  file = plugin->parse_file(plugin.handle(), subject.file.c_str());
+  file = parse(subject.file.c_str());
   if (!file)
     throw Skipped("the file is declined");
 }
@@ -58,25 +43,37 @@ int Loaded::variableCount(ox_wp_section_handle section) const {
 
 int Loaded::streamCount() const {
   int count = 0;
-  if (file)
-    forEachSection([&](ox_wp_section_handle handle) { count += variableCount(handle); });
-  return count;
+  try {
+    if (file)
+      forEachSection([&](ox_wp_section_handle handle) { count += variableCount(handle); });
+    return count;
+  } catch (const Skipped&) {
+    return 0;
+  }
 }
 
 ox_wp_section_handle Loaded::section(int index) const {
   ox_wp_section_handle handle = plugin->get_section_handle(plugin.handle(), file, index);
-  expect(handle, "the handle of section {} is null", index);
+  if (!handle)
+    throw Skipped(fmt::format("section {} has no handle", index));
   return handle;
 }
 
-void useEverything(const Subject& subject) {
-  const TracedLibrary library(subject.plugin);
-  const Plugin plugin(library);
-  plugin->parse_file(plugin.handle(), kMissingFile);
-  if (!subject.file.empty())
-    useFile(plugin, subject);
+void useEverything(const Loaded& loaded, const Subject& subject) {
+  const Plugin& plugin = loaded.plugin;
+  for (const char* declined : {kMissingFile, subject.plugin.c_str()})
+    loaded.parse(declined);
+  if (loaded.file) {
+    const File file = openFile(plugin, subject.file);
+    std::array<double, 4> first{}; // a copy reads the whole file, however small its buffer is
+    for (size_t i = 0; i < std::min(kStreamsTried, file.streams.size()); ++i) {
+      expectTimeForCopy(subject);
+      plugin->copy_variable_data(plugin.handle(), file.handle, file.streams[i].section,
+                                 file.streams[i].variable, ox_wp_type_double, first.data(),
+                                 sizeof first);
+    }
+  }
   walkPlugin(plugin);
-  plugin->release_all_files(plugin.handle());
 }
 
 void expectTimeForCopy(const Subject& subject) {

@@ -22,26 +22,33 @@
 
 namespace host {
 
+// The plug-in breaks the rule; the message says what was seen.
+struct Broken : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// The rule cannot be tried; the message says why.
 struct Skipped : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
 // What a rule is tried on.
 struct Subject {
-  std::string plugin;  // path of the library
-  std::string file;    // path of a data file; empty: none
-  std::string scratch; // path of an empty folder; empty: the rule needs none
-  int printed;         // descriptor behind standard output and error; negative: not captured
+  std::string plugin; // path of the library
+  std::string file;   // path of a data file, or of a copy that the rule may change; empty: none
+  int printed;        // descriptor behind standard output and error
   // Half of the time limit. No copy starts later, so that a slow one is not taken for a hang.
   std::chrono::steady_clock::time_point lastCopy;
 };
 
-enum class Needs { nothing, file, fileAndFolder };
+// With none, a rule is tried without a file. With any, it is tried so and on each file too.
+enum class Needs { none, any, file, copy };
 
 struct Rule {
   std::string_view name;
   void (*run)(const Subject& subject);
-  Needs needs = Needs::nothing;
+  Needs needs = Needs::none;
+  bool isFirst = false; // where it is broken, no other rule can be tried
 };
 
 std::span<const Rule> entryRules();    // the entry point, the table, the plug-in object
@@ -79,14 +86,21 @@ std::array<unsigned char, sizeof(Record)> bytesOf(const Record& record) noexcept
 }
 
 // A plug-in object with the subject's file parsed, if there is one.
+//
+// What one rule reports, such as a declined file or a section without a handle, is Skipped here:
+// the other rules take it for granted.
 struct Loaded {
-  // Throws Skipped when the plug-in declines the file: a rule of its own reports that.
   explicit Loaded(const Subject& subject);
+
+  // Parses another file or null; the result is null where that is declined.
+  ox_wp_file_handle parse(const char* path) const {
+    return plugin->parse_file(plugin.handle(), path);
+  }
 
   int sectionCount() const;
   int variableCount(ox_wp_section_handle section) const;
 
-  // Of all sections; 0 without a file. Shows whether a file is still what it was.
+  // Of all sections; 0 where there is none to be found. Shows whether a file is still what it was.
   int streamCount() const;
 
   ox_wp_section_handle section(int index) const;
@@ -110,13 +124,13 @@ struct Loaded {
   ox_wp_file_handle file = nullptr;
 };
 
-// Uses the plug-in once: parses, walks every level, copies the first streams, releases.
-void useEverything(const Subject& subject);
+// Parses, walks every level, and copies the first streams.
+void useEverything(const Loaded& loaded, const Subject& subject);
 
 // Throws Skipped when it is too late for another copy.
 void expectTimeForCopy(const Subject& subject);
 
-// Of what the rule's process has printed; "\n" for an empty line, "" for nothing at all.
+// The first line that the rule's process printed; "\n" for an empty one, "" for nothing at all.
 std::string firstLine(int printed);
 
 } // namespace host

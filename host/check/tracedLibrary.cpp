@@ -1,8 +1,7 @@
 #include "host/check/tracedLibrary.h"
 
+#include <exception>
 #include <new>
-
-#include "host/base/error.h"
 
 namespace host {
 
@@ -22,40 +21,46 @@ struct CallNote {
   CallNote& operator=(const CallNote&) = delete;
 };
 
+enum class MayThrow { nothing, badAlloc };
+
 template<class Result, class... Arguments>
-Result call(const char* name, Result (*function)(Arguments...), Arguments... arguments) {
-  if (!function)
-    throw Error(std::string(name) + " is null");
+Result call(const char* name, MayThrow mayThrow, Result (*function)(Arguments...),
+            Arguments... arguments) {
+  const CallNote note(name);
   try {
-    const CallNote note(name);
     return function(arguments...);
-  } catch (const std::bad_alloc&) { // which the boundary allows
-    throw;
+  } catch (const std::bad_alloc&) {
+    if (mayThrow == MayThrow::badAlloc)
+      throw;
+    std::terminate(); // which prints the type of the exception
   } catch (...) {
-    throw Broken(std::string(name) + " throws an exception");
+    std::terminate();
   }
 }
 
 // Gives the slot the function that notes its name and calls the plug-in's own.
-#define OX_TRACE(slot)                                                                             \
-  table->slot = [](auto... arguments) { return call(#slot, functions.slot, arguments...); }
+#define OX_TRACE(slot, mayThrow)                                                                   \
+  if (table->slot)                                                                                 \
+  table->slot = [](auto... arguments) {                                                            \
+    return call(#slot, MayThrow::mayThrow, functions.slot, arguments...);                          \
+  }
 
 int initializeTraced(_ox_wp_plugin_functions_type* table) {
-  const int status = call(OX_WP_PLUGIN_ENTRY_POINT, initializeFunction, table);
+  const int status = call(OX_WP_PLUGIN_ENTRY_POINT, MayThrow::badAlloc, initializeFunction, table);
   if (status != 0)
     return status;
   functions = *table;
-  OX_TRACE(get_plugin_property);
-  OX_TRACE(release);
-  OX_TRACE(get_error_message);
-  OX_TRACE(parse_file);
-  OX_TRACE(release_file);
-  OX_TRACE(release_all_files);
-  OX_TRACE(get_file_property);
-  OX_TRACE(get_section_handle);
-  OX_TRACE(get_section_property);
-  OX_TRACE(get_variable_property);
-  OX_TRACE(copy_variable_data);
+  OX_TRACE(get_plugin_property, nothing);
+  OX_TRACE(release, nothing);
+  OX_TRACE(get_error_message, nothing);
+  OX_TRACE(parse_file, badAlloc);
+  OX_TRACE(release_file, nothing);
+  OX_TRACE(release_all_files, nothing);
+  OX_TRACE(get_file_property, nothing);
+  OX_TRACE(get_section_handle, nothing);
+  OX_TRACE(get_section_property, nothing);
+  OX_TRACE(get_variable_property, nothing);
+  OX_TRACE(copy_variable_data, badAlloc);
   return status;
 }
 

@@ -2,22 +2,14 @@
 // be traced to the function that was called.
 #pragma once
 
-#include <stdexcept>
-
 #include "host/boundary/plugin.h"
 
 namespace host {
 
-// The plug-in breaks a rule; the message says what was seen.
-struct Broken : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
 // Where the name of the running function is stored; null there when none runs.
 void noteCallsAt(const char** place) noexcept;
 
-// A function that throws anything but std::bad_alloc is reported as Broken. The call of a null
-// function throws Error, so that a missing function breaks only the rule that looks for it.
+// An exception that the boundary forbids ends the process while the function is still noted.
 // REQUIRES: at most one library is in use at a time.
 class TracedLibrary : public Library {
 public:

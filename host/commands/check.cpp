@@ -42,19 +42,24 @@ std::vector<Rule> selectRules(const std::vector<std::string>& patterns) {
   return rules;
 }
 
+bool isBroken(const Outcome& outcome) noexcept {
+  return outcome.verdict == Verdict::broken || outcome.verdict == Verdict::hung;
+}
+
 // One outcome for all files: broken or hung if it is so on any file, else ok if it is ok on any.
 Outcome runOnAll(const Rule& rule, const CheckRequest& request) {
-  std::vector<std::string> files = request.files;
-  if (rule.needs == Needs::nothing) // a declined file would hide what can be seen without one
-    files.insert(files.begin(), "");
-  const auto timeLimit = request.inProcess ? std::nullopt : std::optional(request.timeLimit);
+  std::vector<std::string> files;
+  if (rule.needs == Needs::none || rule.needs == Needs::any)
+    files.emplace_back();
+  if (rule.needs != Needs::none)
+    files.insert(files.end(), request.files.begin(), request.files.end());
   Outcome whole{Verdict::skipped, "no file given"};
   std::string broken; // what was seen, with the files
   for (const std::string& file : files) {
-    Outcome outcome = runRule(rule, request.plugin, file, timeLimit);
+    Outcome outcome = runRule(rule, request.plugin, file, request.timeLimit);
     if (!file.empty())
       outcome.seen = file + ": " + outcome.seen;
-    if (outcome.verdict == Verdict::broken || outcome.verdict == Verdict::hung)
+    if (isBroken(outcome))
       broken += (broken.empty() ? "" : "; ") + outcome.seen;
     // A further file would cost a time limit more, or show the same.
     if (outcome.verdict == Verdict::hung || (outcome.verdict == Verdict::broken && file.empty()))
@@ -91,8 +96,7 @@ int runRules(const std::vector<Rule>& rules, const CheckRequest& request) {
     skipped += outcome.verdict == Verdict::skipped ? 1 : 0;
     if (outcome.verdict == Verdict::hung && ++hung == kMostHangs)
       stopped = fmt::format("{} rules hung", hung);
-    const bool isBroken = outcome.verdict == Verdict::broken || outcome.verdict == Verdict::hung;
-    if (isBroken && rule.run == entryRules().front().run)
+    if (isBroken(outcome) && rule.isFirst)
       stopped = "there is no plug-in object";
   }
   const size_t broken = rules.size() - ok - skipped;
@@ -106,8 +110,9 @@ int runRules(const std::vector<Rule>& rules, const CheckRequest& request) {
 int listRules(const std::vector<Rule>& rules) {
   Output output(kStandardOutput);
   for (const Rule& rule : rules)
-    output.write(
-        fmt::format("{}{}\n", rule.name, rule.needs == Needs::nothing ? "" : " (needs a file)"));
+    output.write(fmt::format(
+        "{}{}\n", rule.name,
+        rule.needs == Needs::file || rule.needs == Needs::copy ? " (needs a file)" : ""));
   output.commit();
   return kSuccess;
 }
@@ -131,6 +136,7 @@ int check(const CheckRequest& request) {
       reportError(reason);
       return kWrongUse;
     }
+  expectToKeep(paths, kStandardOutput);
   return runRules(rules, request);
 }
 

@@ -55,7 +55,6 @@ struct CheckRequest {
   std::vector<std::string> files;
   std::vector<std::string> rules;     // patterns of names; none: all rules
   std::chrono::seconds timeLimit{30}; // for one rule on one file
-  bool inProcess = false;             // no process of its own for a rule, and no time limit
   bool listOnly = false;              // shows the rules and runs none
 };
 int check(const CheckRequest& request);
