@@ -113,9 +113,8 @@ void reportsEachChangeOnce(const Subject& subject) {
   setModificationTime(path, kSomeTime);
   const Loaded loaded(subject);
   const auto expectFlag = [&](int64_t flag, const char* when) {
-    _ox_wp_prop_type record{};
-    loaded.plugin->get_file_property(loaded.plugin.handle(), loaded.file, ox_wp_index_file_changed,
-                                     &record);
+    const Owner owner{loaded, PropertyLevel::file};
+    const _ox_wp_prop_type record = owner.value(ox_wp_prop_file_changed);
     expect(record.identifier == ox_wp_prop_file_changed && record.integer_value == flag,
            "{}: expected {}, seen {}", when, flag, record.integer_value);
   };
@@ -144,8 +143,6 @@ constexpr std::array kRules = std::to_array<Rule>({
 
 } // namespace
 
-std::span<const Rule> fileRules() {
-  return kRules;
-}
+const std::span<const Rule> kFileRules = kRules;
 
 } // namespace host

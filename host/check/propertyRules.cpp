@@ -12,59 +12,6 @@ namespace host {
 
 namespace {
 
-// A property as it was read into a record with every byte set.
-struct Reading {
-  int status;
-  _ox_wp_prop_type record = patterned<_ox_wp_prop_type>();
-
-  // For messages.
-  std::string describe() const {
-    if (record.identifier == ox_wp_prop_none)
-      return fmt::format("status {}, identifier 0", status);
-    return fmt::format("status {}, identifier {} ({}), type {}", status, record.identifier,
-                       propertyName(record.identifier), record.type);
-  }
-};
-
-// What has properties: the plug-in, its file, a section or a variable.
-struct Owner {
-  const Loaded& loaded;
-  PropertyLevel level;
-  ox_wp_section_handle section = nullptr;
-  int variable = 0;
-
-  // For messages.
-  std::string name() const {
-    constexpr std::array kNames = {"plug-in", "file", "section", "variable"};
-    const char* name = kNames[static_cast<size_t>(level)];
-    return level == PropertyLevel::variable ? fmt::format("{} {}", name, variable) : name;
-  }
-
-  int get(int index, _ox_wp_prop_type* record) const {
-    const Plugin& plugin = loaded.plugin;
-    switch (level) {
-    case PropertyLevel::plugin:
-      return plugin->get_plugin_property(plugin.handle(), index, record);
-    case PropertyLevel::file:
-      return plugin->get_file_property(plugin.handle(), loaded.file, index, record);
-    case PropertyLevel::section:
-      return plugin->get_section_property(plugin.handle(), loaded.file, section, index, record);
-    default:
-      return plugin->get_variable_property(plugin.handle(), loaded.file, section, variable, index,
-                                           record);
-    }
-  }
-  Reading read(int index) const {
-    Reading reading{};
-    reading.status = get(index, &reading.record);
-    return reading;
-  }
-  // The property of this identifier, at its fixed index.
-  _ox_wp_prop_type value(int32_t identifier) const {
-    return read(findProperty(identifier)->index).record;
-  }
-};
-
 // Calls visit(owner) for the file and all that it holds.
 template<class Visit>
 void forEachOwner(const Loaded& loaded, Visit visit) {
@@ -72,9 +19,7 @@ void forEachOwner(const Loaded& loaded, Visit visit) {
   loaded.forEachSection([&](ox_wp_section_handle section) {
     visit(Owner{loaded, PropertyLevel::section, section});
   });
-  loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    visit(Owner{loaded, PropertyLevel::variable, section, variable});
-  });
+  loaded.forEachVariable(visit);
 }
 
 // Calls visit(definition) for the properties that the boundary defines at a level.
@@ -181,18 +126,17 @@ void deliversMessagesOnce(const Subject& subject) {
 
 bool isAllowed(int32_t identifier, int64_t value) {
   switch (identifier) {
-  case ox_wp_prop_file_kind:
-  case ox_wp_prop_section_kind:
-  case ox_wp_prop_variable_kind:
-    return value == 0;
   case ox_wp_prop_variable_data_type:
     return value == ox_wp_type_none || value == ox_wp_type_double;
-  case ox_wp_prop_file_changed:
-    return value == 0 || value == 1;
   case ox_wp_prop_sample_count:
     return value >= 0;
-  default: // numbers of sections and of variables
-    return value >= 0 && value <= INT32_MAX;
+  case ox_wp_prop_section_count:
+  case ox_wp_prop_variable_count:
+    return std::in_range<int>(value) && value >= 0;
+  case ox_wp_prop_file_changed:
+    return value == 0 || value == 1;
+  default: // the kinds
+    return value == 0;
   }
 }
 
@@ -250,27 +194,24 @@ void refusesNullObjects(const Subject& subject) {
 
 void leavesOtherFields(const Subject& subject) {
   const Loaded loaded(subject);
+  const auto expectInWalk = [](const Owner& owner) {
+    walkReadings(owner, [&](int index, const Reading& reading) {
+      expectOthersUnchanged(reading, fmt::format("{}, index {}", owner.name(), index));
+    });
+  };
   const Owner plugin{loaded, PropertyLevel::plugin};
   plugin.get(0, nullptr);
   for (const int index : kNegatives)
     expectOthersUnchanged(plugin.read(index), "plug-in, a negative index");
-  walkReadings(plugin, [](int index, const Reading& reading) {
-    expectOthersUnchanged(reading, fmt::format("plug-in, index {}", index));
-  });
-  if (!loaded.file)
-    return;
-  forEachOwner(loaded, [](const Owner& owner) {
-    forEachDefinition(owner.level, [&](const PropertyDefinition& definition) {
-      expectOthersUnchanged(owner.read(definition.index), owner.name());
-    });
-  });
+  expectInWalk(plugin);
+  if (loaded.file)
+    forEachOwner(loaded, expectInWalk);
 }
 
 // The product and the sum may each be rounded, or both at once.
 void computesTheEnd(const Subject& subject) {
   const Loaded loaded(subject);
-  loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    const Owner owner{loaded, PropertyLevel::variable, section, variable};
+  loaded.forEachVariable([](const Owner& owner) {
     const auto count = static_cast<double>(owner.value(ox_wp_prop_sample_count).integer_value);
     const double interval = owner.value(ox_wp_prop_x_step).double_value;
     const double start = owner.value(ox_wp_prop_x_start).double_value;
@@ -301,8 +242,7 @@ struct KeptString {
 void keepsNames(const Subject& subject) {
   const Loaded loaded(subject);
   std::vector<KeptString> names;
-  loaded.forEachVariable([&](ox_wp_section_handle section, int variable) {
-    const Owner owner{loaded, PropertyLevel::variable, section, variable};
+  loaded.forEachVariable([&](const Owner& owner) {
     names.emplace_back(owner.value(ox_wp_prop_variable_name).string_value);
   });
   forEachOwner(loaded, [](const Owner& owner) { owner.read(0); });
@@ -344,8 +284,6 @@ constexpr std::array kRules = std::to_array<Rule>({
 
 } // namespace
 
-std::span<const Rule> propertyRules() {
-  return kRules;
-}
+const std::span<const Rule> kPropertyRules = kRules;
 
 } // namespace host

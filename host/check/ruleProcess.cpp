@@ -2,14 +2,12 @@
 
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <new>
-#include <optional>
 #include <random>
 
 #include <fcntl.h>
@@ -22,6 +20,7 @@
 
 #include "host/base/endingSignals.h"
 #include "host/base/error.h"
+#include "host/base/spool.h"
 
 namespace host {
 
@@ -31,50 +30,39 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-class FileCopy;
+struct FileCopy;
 
 // What a signal that ends this process ends and removes first.
 std::atomic<pid_t> runningChild = 0;
-std::atomic<const FileCopy*> existingCopy = nullptr;
+std::atomic<const FileCopy*> currentCopy = nullptr;
 
 // A copy of a data file under its own name, in a folder of its own, for a rule that changes it. The
 // parent makes it and removes it: the child may crash.
-class FileCopy {
-public:
-  explicit FileCopy(const fs::path& file) {
+struct FileCopy {
+  explicit FileCopy(const fs::path& original) {
     std::random_device random;
-    folder_ =
-        fs::temp_directory_path() / fmt::format("ox-wp-host-{:08x}{:08x}", random(), random());
-    path_ = folder_ / file.filename();
-    existingCopy = this;
-    std::error_code error;
-    if (mkdir(folder_.c_str(), S_IRWXU) != 0)
-      error.assign(errno, std::generic_category());
-    else if (fs::copy_file(file, path_, error))
-      fs::permissions(path_, fs::perms::owner_write, fs::perm_options::add, error);
-    if (error) {
-      removeInSignal();
-      existingCopy = nullptr;
-      throw systemError(path_.string() + " (see TMPDIR)", error.value());
-    }
+    folder =
+        fs::path(temporaryFolder()) / fmt::format("ox-wp-host-{:08x}{:08x}", random(), random());
+    path = folder / original.filename();
+    currentCopy = this; // the names are complete before a signal can need them
   }
   ~FileCopy() {
     std::error_code ignored;
-    fs::remove_all(folder_, ignored); // with what the plug-in put beside the copy
-    existingCopy = nullptr;
+    fs::remove_all(folder, ignored); // with what the plug-in put beside the copy
+    currentCopy = nullptr;
   }
   FileCopy(const FileCopy&) = delete;
   FileCopy& operator=(const FileCopy&) = delete;
 
-  void removeInSignal() const noexcept {
-    unlink(path_.c_str());
-    rmdir(folder_.c_str());
+  void make(const fs::path& original) const {
+    if (mkdir(folder.c_str(), S_IRWXU) != 0)
+      throw systemError(folder.string() + " (see TMPDIR)");
+    fs::copy_file(original, path);
+    fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
   }
-  std::string path() const { return path_.string(); }
 
-private:
-  fs::path folder_;
-  fs::path path_;
+  fs::path folder;
+  fs::path path;
 };
 
 extern "C" void endChild(int /*signal*/) {
@@ -84,8 +72,10 @@ extern "C" void endChild(int /*signal*/) {
 
 void endChildAndRemoveCopy() {
   endChild(0);
-  if (const FileCopy* copy = existingCopy)
-    copy->removeInSignal();
+  if (const FileCopy* copy = currentCopy) {
+    unlink(copy->path.c_str());
+    rmdir(copy->folder.c_str());
+  }
 }
 
 // What the child leaves for its parent. Both have it in memory at the same address.
@@ -105,18 +95,13 @@ Report& emptyReport() {
   return *new (memory) Report{};
 }
 
-// A file in memory for what the child prints.
-struct PrintedOutput {
-  PrintedOutput() : descriptor(memfd_create("printed", MFD_CLOEXEC)) {
-    if (descriptor < 0)
-      throw systemError("no memory file");
-  }
-  ~PrintedOutput() { close(descriptor); }
-  PrintedOutput(const PrintedOutput&) = delete;
-  PrintedOutput& operator=(const PrintedOutput&) = delete;
-
-  const int descriptor;
-};
+// An empty file in memory for what the next child prints. Stays open until the process ends.
+int emptyPrintedFile() {
+  static const int descriptor = memfd_create("printed", MFD_CLOEXEC);
+  if (ftruncate(descriptor, 0) != 0 || lseek(descriptor, 0, SEEK_SET) != 0)
+    throw systemError("no memory file");
+  return descriptor;
+}
 
 Outcome judge(const Rule& rule, const Subject& subject) {
   try {
@@ -174,10 +159,11 @@ std::string describeEnd(int status, int printed) {
 Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
                    std::chrono::seconds timeLimit) {
   cleanUpOnEndingSignals(endChildAndRemoveCopy);
-  std::optional<FileCopy> copy;
+  const FileCopy copy(file);
   if (rule.needs == Needs::copy)
-    copy.emplace(file);
-  const PrintedOutput printed;
+    copy.make(file);
+  const std::string& tried = rule.needs == Needs::copy ? copy.path.native() : file;
+  const int printed = emptyPrintedFile();
   Report& report = emptyReport();
   const auto start = Clock::now();
 
@@ -191,9 +177,7 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) // the parent ended before that request
       _exit(EXIT_FAILURE);
-    runChild(rule,
-             {plugin, copy ? copy->path() : file, printed.descriptor,
-              start + std::chrono::milliseconds(timeLimit) / 2},
+    runChild(rule, {plugin, tried, printed, start + std::chrono::milliseconds(timeLimit) / 2},
              report);
   }
   const int status = waitForEnd(child, timeLimit);
@@ -202,7 +186,7 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
   const std::string place = report.calling ? std::string(" in ") + report.calling : "";
   if (Clock::now() - start >= timeLimit)
     return {Verdict::hung, fmt::format("hung{}: no end within {} s", place, timeLimit.count())};
-  return {Verdict::broken, "crashed" + place + describeEnd(status, printed.descriptor)};
+  return {Verdict::broken, "crashed" + place + describeEnd(status, printed)};
 }
 
 } // namespace

@@ -5,21 +5,55 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/boundary/propertyTable.h"
 #include "host/boundary/walk.h"
 
 namespace host {
 
-namespace {
+std::string Reading::describe() const {
+  if (record.identifier == ox_wp_prop_none)
+    return fmt::format("status {}, identifier 0", status);
+  return fmt::format("status {}, identifier {} ({}), type {}", status, record.identifier,
+                     propertyName(record.identifier), record.type);
+}
 
-int countOf(const _ox_wp_prop_type& record, int32_t identifier) {
+std::string Owner::name() const {
+  constexpr std::array kNames = {"plug-in", "file", "section", "variable"};
+  const char* name = kNames[static_cast<size_t>(level)];
+  return level == PropertyLevel::variable ? fmt::format("{} {}", name, variable) : name;
+}
+
+int Owner::get(int index, _ox_wp_prop_type* record) const {
+  const Plugin& plugin = loaded.plugin;
+  switch (level) {
+  case PropertyLevel::plugin:
+    return plugin->get_plugin_property(plugin.handle(), index, record);
+  case PropertyLevel::file:
+    return plugin->get_file_property(plugin.handle(), loaded.file, index, record);
+  case PropertyLevel::section:
+    return plugin->get_section_property(plugin.handle(), loaded.file, section, index, record);
+  default:
+    return plugin->get_variable_property(plugin.handle(), loaded.file, section, variable, index,
+                                         record);
+  }
+}
+
+Reading Owner::read(int index) const {
+  Reading reading;
+  reading.status = get(index, &reading.record);
+  return reading;
+}
+
+_ox_wp_prop_type Owner::value(int32_t identifier) const {
+  return read(findProperty(identifier)->index).record;
+}
+
+int Owner::count(int32_t identifier) const {
+  const _ox_wp_prop_type record = value(identifier);
   if (record.identifier != identifier || record.integer_value < 0 ||
       record.integer_value > INT32_MAX)
     throw Skipped(fmt::format("no valid {} is delivered", propertyName(identifier)));
   return static_cast<int>(record.integer_value);
 }
-
-} // namespace
 
 Loaded::Loaded(const Subject& subject) : library(subject.plugin), plugin(library) {
   if (subject.file.empty())
@@ -27,18 +61,6 @@ Loaded::Loaded(const Subject& subject) : library(subject.plugin), plugin(library
   file = parse(subject.file.c_str());
   if (!file)
     throw Skipped("the file is declined");
-}
-
-int Loaded::sectionCount() const {
-  _ox_wp_prop_type record{};
-  plugin->get_file_property(plugin.handle(), file, ox_wp_index_section_count, &record);
-  return countOf(record, ox_wp_prop_section_count);
-}
-
-int Loaded::variableCount(ox_wp_section_handle section) const {
-  _ox_wp_prop_type record{};
-  plugin->get_section_property(plugin.handle(), file, section, ox_wp_index_variable_count, &record);
-  return countOf(record, ox_wp_prop_variable_count);
 }
 
 int Loaded::streamCount() const {

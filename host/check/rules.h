@@ -18,6 +18,7 @@
 
 #include <fmt/core.h>
 
+#include "host/boundary/propertyTable.h"
 #include "host/check/tracedLibrary.h"
 
 namespace host {
@@ -41,7 +42,8 @@ struct Subject {
   std::chrono::steady_clock::time_point lastCopy;
 };
 
-// With none, a rule is tried without a file. With any, it is tried so and on each file too.
+// With none, a rule is tried without a file. With any, it is tried so and on each file too. From
+// file on, it is skipped without one.
 enum class Needs { none, any, file, copy };
 
 struct Rule {
@@ -51,10 +53,10 @@ struct Rule {
   bool isFirst = false; // where it is broken, no other rule can be tried
 };
 
-std::span<const Rule> entryRules();    // the entry point, the table, the plug-in object
-std::span<const Rule> fileRules();     // parsing, handles, releasing
-std::span<const Rule> propertyRules(); // the properties of all levels
-std::span<const Rule> sampleRules();   // copies
+extern const std::span<const Rule> kEntryRules;    // the entry point, the table, the plug-in object
+extern const std::span<const Rule> kFileRules;     // parsing, handles, releasing
+extern const std::span<const Rule> kPropertyRules; // the properties of all levels
+extern const std::span<const Rule> kSampleRules;   // copies
 
 // Throws Broken with what was seen, unless the rule is kept.
 template<class... Arguments>
@@ -85,6 +87,33 @@ std::array<unsigned char, sizeof(Record)> bytesOf(const Record& record) noexcept
   return std::bit_cast<std::array<unsigned char, sizeof(Record)>>(record);
 }
 
+// A property as it was read into a record with every byte set.
+struct Reading {
+  std::string describe() const; // for messages
+
+  int status = 0;
+  _ox_wp_prop_type record = patterned<_ox_wp_prop_type>();
+};
+
+struct Loaded;
+
+// What has properties: the plug-in, its file, a section or a variable.
+struct Owner {
+  std::string name() const; // for messages
+  int get(int index, _ox_wp_prop_type* record) const;
+  Reading read(int index) const;
+  // The property of this identifier, at its fixed index.
+  _ox_wp_prop_type value(int32_t identifier) const;
+  // The same, as a number of objects. Throws Skipped where it is none: a rule of its own reports
+  // it.
+  int count(int32_t identifier) const;
+
+  const Loaded& loaded;
+  PropertyLevel level;
+  ox_wp_section_handle section = nullptr;
+  int variable = 0;
+};
+
 // A plug-in object with the subject's file parsed, if there is one.
 //
 // What one rule reports, such as a declined file or a section without a handle, is Skipped here:
@@ -97,25 +126,28 @@ struct Loaded {
     return plugin->parse_file(plugin.handle(), path);
   }
 
-  int sectionCount() const;
-  int variableCount(ox_wp_section_handle section) const;
+  int sectionCount() const {
+    return Owner{*this, PropertyLevel::file}.count(ox_wp_prop_section_count);
+  }
+  int variableCount(ox_wp_section_handle section) const {
+    return Owner{*this, PropertyLevel::section, section}.count(ox_wp_prop_variable_count);
+  }
 
   // Of all sections; 0 where there is none to be found. Shows whether a file is still what it was.
   int streamCount() const;
 
   ox_wp_section_handle section(int index) const;
 
-  // Calls visit(section) for every section, or visit(section, variable) for every variable.
   template<class Visit>
-  void forEachSection(Visit visit) const {
+  void forEachSection(Visit visit) const { // visit(section)
     for (int index = 0; index < sectionCount(); ++index)
       visit(section(index));
   }
   template<class Visit>
-  void forEachVariable(Visit visit) const {
+  void forEachVariable(Visit visit) const { // visit(owner)
     forEachSection([&](ox_wp_section_handle handle) {
       for (int variable = 0; variable < variableCount(handle); ++variable)
-        visit(handle, variable);
+        visit(Owner{*this, PropertyLevel::variable, handle, variable});
     });
   }
 

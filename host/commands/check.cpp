@@ -28,7 +28,7 @@ bool matches(const Rule& rule, const std::string& pattern) {
 // that matches none.
 std::vector<Rule> selectRules(const std::vector<std::string>& patterns) {
   std::vector<Rule> rules;
-  for (const auto part : {entryRules(), fileRules(), propertyRules(), sampleRules()})
+  for (const auto part : {kEntryRules, kFileRules, kPropertyRules, kSampleRules})
     rules.insert(rules.end(), part.begin(), part.end());
   std::erase_if(rules, [&](const Rule& rule) {
     return !patterns.empty() &&
@@ -49,7 +49,7 @@ bool isBroken(const Outcome& outcome) noexcept {
 // One outcome for all files: broken or hung if it is so on any file, else ok if it is ok on any.
 Outcome runOnAll(const Rule& rule, const CheckRequest& request) {
   std::vector<std::string> files;
-  if (rule.needs == Needs::none || rule.needs == Needs::any)
+  if (rule.needs < Needs::file)
     files.emplace_back();
   if (rule.needs != Needs::none)
     files.insert(files.end(), request.files.begin(), request.files.end());
@@ -110,9 +110,8 @@ int runRules(const std::vector<Rule>& rules, const CheckRequest& request) {
 int listRules(const std::vector<Rule>& rules) {
   Output output(kStandardOutput);
   for (const Rule& rule : rules)
-    output.write(fmt::format(
-        "{}{}\n", rule.name,
-        rule.needs == Needs::file || rule.needs == Needs::copy ? " (needs a file)" : ""));
+    output.write(
+        fmt::format("{}{}\n", rule.name, rule.needs < Needs::file ? "" : " (needs a file)"));
   output.commit();
   return kSuccess;
 }
