@@ -92,10 +92,8 @@ void handsOutSections(const Subject& subject) {
     expect(section, "section {} of {} is null", index, count);
     expect(section == sectionAt(index), "section {} has two handles", index);
   }
-  for (const int index : {count, INT32_MAX})
+  for (const int index : {count, INT32_MAX, -1, -2, INT32_MIN})
     expect(!sectionAt(index), "section {} of {} is not null", index, count);
-  for (const int index : kNegatives)
-    expect(!sectionAt(index), "section {} is not null", index);
   expect(!plugin->get_section_handle(nullptr, loaded.file, 0), "a null plug-in has a section");
   expect(!plugin->get_section_handle(plugin.handle(), nullptr, 0), "a null file has a section");
 }

@@ -1,9 +1,11 @@
 // A plug-in for the host's tests, in plain C. It keeps every rule of the boundary except the one
 // that the environment variable FAKE_PLUGIN_BREAKS names.
 //
-// Its files are text, a line for each stream:
+// Its files have a line for each stream; a second section begins with the line "section":
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
+#include <dlfcn.h>
 #include <math.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -15,7 +17,7 @@
 #define PROPERTY(name, kind, value)                                                                \
   { .identifier = ox_wp_prop_##name, .type = ox_wp_type_##kind, .kind##_value = value }
 
-enum { mostStreams = 64, mostFiles = 64 };
+enum { mostSections = 2, mostStreams = 64, mostFiles = 64 };
 
 struct stream {
   char name[64];
@@ -23,10 +25,16 @@ struct stream {
   double start, interval;
 };
 
-struct file {
-  char path[4096], label[16]; // the section and all of its variables share one label
-  struct stat seen;
+struct section {
+  char label[16]; // shared by the section and its variables
   struct stream streams[mostStreams];
+  int count;
+};
+
+struct file {
+  char path[4096];
+  struct stat seen;
+  struct section sections[mostSections];
   int count;
 };
 
@@ -66,16 +74,17 @@ static int deliver(const _ox_wp_prop_type* all, int count, int index, _ox_wp_pro
 }
 
 static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_type* record) {
-  static const _ox_wp_prop_type properties[] = {
+  const int type = breaks("MESSAGE_TYPE") ? ox_wp_type_string : ox_wp_type_message;
+  const _ox_wp_prop_type properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
-      PROPERTY(plugin_name, string, "fake"),
-      {ox_wp_prop_error_message, 0, NULL, ox_wp_type_message, 0, "declined", 0, 0, 7},
+      PROPERTY(plugin_name, string, breaks("NULL_STRING") ? NULL : "fake"),
+      {ox_wp_prop_error_message, 0, NULL, type, 0, "declined", 0, 0, 7},
   };
   struct plugin* plugin = handle;
   if (!plugin || !record)
     return 0;
   const int end = 2 + plugin->messages;
-  if (index >= end && !breaks("MESSAGES"))
+  if ((index >= end && !breaks("MESSAGES")) || (index == 0 && breaks("EARLY_END")))
     plugin->messages = 0;
   return deliver(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
 }
@@ -105,17 +114,27 @@ static int hasChanged(struct file* file) {
   return changed;
 }
 
+// False where the file has no stream.
 static int readFile(struct file* file) {
-  struct stream s;
+  struct section* section = file->sections;
   FILE* input = fopen(file->path, "r");
   if (!input || fstat(fileno(input), &file->seen))
     return 0;
-  while (file->count < mostStreams && fscanf(input, "%63s %lld %lld %lld %lf %lf", s.name, &s.type,
-                                             &s.declared, &s.found, &s.start, &s.interval) == 6)
-    file->streams[file->count++] = s;
+  for (struct stream s; section->count < mostStreams && fscanf(input, "%63s", s.name) == 1;)
+    if (strcmp(s.name, "section") == 0 && section == file->sections)
+      ++section;
+    else if (fscanf(input, "%lld %lld %lld %lf %lf", &s.type, &s.declared, &s.found, &s.start,
+                    &s.interval) == 5)
+      section->streams[section->count++] = s;
   if (!breaks("DESCRIPTOR"))
     (void)fclose(input);
-  return file->count > 0;
+  file->count = (int)(section - file->sections) + 1;
+  return file->sections->count > 0;
+}
+
+static void* idle(void* nothing) {
+  pause();
+  return nothing;
 }
 
 static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path) {
@@ -126,6 +145,11 @@ static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path)
     pause();
   while (breaks("FORKS") && !fork())
     pause();
+  pthread_t thread;
+  if (breaks("THREAD"))
+    pthread_create(&thread, NULL, idle, NULL);
+  if (breaks("NAMES") && plugin->count > 0)
+    plugin->files[0]->sections->streams->name[0] = '?';
   struct file* file = calloc(1, sizeof *file);
   strncpy(file->path, path, sizeof file->path - 1);
   if (readFile(file))
@@ -145,26 +169,37 @@ static int releaseFile(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
   return 1;
 }
 
+// From the C++ library, which the host has loaded.
+static void throwBadAlloc(void) {
+  ((void (*)(void))dlsym(dlopen(NULL, RTLD_LAZY), "_ZSt17__throw_bad_allocv"))();
+}
+
 static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
                            _ox_wp_prop_type* record) {
-  if (file && breaks("LABELS"))
-    strcpy(((struct file*)file)->label, "file");
+  struct file* owner = file;
+  if (owner && breaks("LABELS"))
+    strcpy(owner->sections->label, "file");
+  if (!owner && breaks("THROWS"))
+    throwBadAlloc();
   const _ox_wp_prop_type properties[] = {
       PROPERTY(file_kind, integer, 0),
-      PROPERTY(section_count, integer, 1),
-      PROPERTY(file_changed, integer, plugin && file && record && index == 2 && hasChanged(file)),
+      PROPERTY(section_count, integer, owner ? owner->count : 0),
+      PROPERTY(file_changed, integer, plugin && file && record && index == 2 && hasChanged(owner)),
   };
   return deliver(properties, plugin && file ? 3 : 0, index, record);
 }
 
 static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                              int index) {
-  return plugin && (index == 0 || (index < 0 && breaks("NEGATIVE_SECTION"))) ? file : NULL;
+  struct file* owner = file;
+  if (!plugin || !owner || index >= owner->count || (index == 1 && breaks("SECTION")))
+    return NULL;
+  return index >= 0 || breaks("NEGATIVE_SECTION") ? &owner->sections[index > 0] : NULL;
 }
 
 static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                               ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
-  struct file* owner = section;
+  struct section* owner = section;
   if (!plugin || !file || !owner)
     return deliver(NULL, 0, index, record) && !breaks("NULL");
   const _ox_wp_prop_type properties[] = {
@@ -178,7 +213,7 @@ static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file
 static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                                ox_wp_section_handle section, int variable, int index,
                                _ox_wp_prop_type* record) {
-  struct file* owner = section;
+  struct section* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
     return deliver(NULL, 0, index, record);
   const struct stream* s = &owner->streams[variable];
@@ -200,22 +235,29 @@ static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle fil
 static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
                             ox_wp_section_handle section, int variable, ox_wp_data_type type,
                             void* buffer, int size) {
-  const struct file* owner = section;
-  if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
-    return !breaks("NULL_SECTION") || owner;
-  if (breaks("CRASH") && !buffer)
+  const struct section* parsed = section;
+  if (!plugin || !file || !parsed || variable < 0 || variable >= parsed->count)
+    return !breaks("NULL_SECTION") || parsed;
+  if (breaks("CRASH") && !buffer && size >= 8)
     abort();
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
+    return 1;
+  const struct file* owner = file;
+  struct file now = {0};
+  strcpy(now.path, owner->path);
+  if (!breaks("KEPT_SAMPLES") && !readFile(&now))
     return 1;
   if (size < 0 && breaks("NEGATIVE_SIZE"))
     memset(buffer, 0, 1);
   const long long asked = size / 8;
-  const long long found = owner->streams[variable].found;
+  const struct section* read =
+      &(breaks("KEPT_SAMPLES") ? owner : &now)->sections[parsed - owner->sections];
+  const long long found = read->streams[variable].found;
   for (long long i = 0; i < asked && i < found; ++i)
     ((double*)buffer)[i] = sample(3 * variable + i); // no two streams alike
   if (asked == found && breaks("OVERRUN"))
     ((double*)buffer)[asked] = 0;
-  return asked + breaks("SHORT_COPY") > found && !breaks("LONG_COPY");
+  return (asked + breaks("SHORT_COPY") > found && !breaks("LONG_COPY")) || breaks("NEVER_0");
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
@@ -226,11 +268,10 @@ int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
   const _ox_wp_plugin_functions_type filled = {.version = OX_WP_PLUGIN_VERSION,
                                                .plugin = calloc(1, sizeof(struct plugin)),
                                                .get_plugin_property = getPluginProperty,
-                                               .release = release,
+                                               .release = breaks("FUNCTION") ? NULL : release,
                                                .get_error_message = getErrorMessage,
                                                .parse_file = parseFile,
-                                               .release_file =
-                                                   breaks("FUNCTION") ? NULL : releaseFile,
+                                               .release_file = releaseFile,
                                                .release_all_files = releaseAllFiles,
                                                .get_file_property = getFileProperty,
                                                .get_section_handle = getSectionHandle,
