@@ -104,6 +104,12 @@ void keepsPluginOrder(const Subject& subject) {
   }
 }
 
+std::string contentOf(const Reading& reading) {
+  const _ox_wp_prop_type& record = reading.record;
+  return fmt::format("{} {}", record.identifier,
+                     hasString(record) && record.string_value ? record.string_value : "");
+}
+
 // Only an index past the end clears the queue: until then a walk can begin again.
 void deliversMessagesOnce(const Subject& subject) {
   const Loaded loaded(subject);
@@ -112,11 +118,11 @@ void deliversMessagesOnce(const Subject& subject) {
   size_t messages = 0;
   size_t others = 0;
   walkReadings(owner, [&](int index, const Reading& first) {
+    const std::string before = contentOf(first);
     owner.read(0);
-    const Reading second = owner.read(index);
-    expect(second.record.identifier == first.record.identifier,
-           "index {} gives identifier {}, and {} in a second walk", index, first.record.identifier,
-           second.record.identifier);
+    const std::string again = contentOf(owner.read(index));
+    expect(again == before, "index {} gives \"{}\", and \"{}\" in a second walk", index, before,
+           again);
     ++(first.record.identifier == ox_wp_prop_error_message ? messages : others);
   });
   const size_t later = walkPlugin(loaded.plugin).size();

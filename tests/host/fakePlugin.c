@@ -3,7 +3,6 @@
 //
 // Its files have a line for each stream; a second section begins with the line "section":
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
-#include <dlfcn.h>
 #include <math.h>
 #include <pthread.h>
 #include <stdio.h>
@@ -16,6 +15,8 @@
 
 #define PROPERTY(name, kind, value)                                                                \
   { .identifier = ox_wp_prop_##name, .type = ox_wp_type_##kind, .kind##_value = value }
+
+typedef _ox_wp_prop_type property;
 
 enum { mostSections = 2, mostStreams = 64, mostFiles = 64 };
 
@@ -55,53 +56,53 @@ static double sample(long long index) {
   return index < 6 ? edges[index] : (double)index / 7;
 }
 
-static int deliver(const _ox_wp_prop_type* all, int count, int index, _ox_wp_prop_type* record) {
-  if (!record)
+static int deliver(const property* all, int count, int index, property* out) {
+  if (!out)
     return 1;
-  record->identifier = ox_wp_prop_none;
+  out->identifier = ox_wp_prop_none;
   if (index < 0 || index >= count)
     return 1;
-  const _ox_wp_prop_type* p = &all[index];
-  record->identifier = p->identifier;
-  record->type = p->type;
+  const property* p = &all[index];
+  out->identifier = p->identifier;
+  out->type = p->type;
   if (p->type == ox_wp_type_string || p->type == ox_wp_type_message)
-    record->string_value = p->string_value;
+    out->string_value = p->string_value;
   if (p->type == ox_wp_type_integer || p->type == ox_wp_type_message)
-    record->integer_value = p->integer_value;
+    out->integer_value = p->integer_value;
   if (p->type == ox_wp_type_double || (p->type == ox_wp_type_integer && breaks("RECORD_FIELDS")))
-    record->double_value = p->double_value;
+    out->double_value = p->double_value;
   return 0;
 }
 
-static int getPluginProperty(ox_wp_plugin_handle handle, int index, _ox_wp_prop_type* record) {
+static int getPluginProperty(void* handle, int index, property* out) {
   const int type = breaks("MESSAGE_TYPE") ? ox_wp_type_string : ox_wp_type_message;
-  const _ox_wp_prop_type properties[] = {
+  const property properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
       PROPERTY(plugin_name, string, breaks("NULL_STRING") ? NULL : "fake"),
       {ox_wp_prop_error_message, 0, NULL, type, 0, "declined", 0, 0, 7},
   };
   struct plugin* plugin = handle;
-  if (!plugin || !record)
+  if (!plugin || !out)
     return 0;
   const int end = 2 + plugin->messages;
-  if ((index >= end && !breaks("MESSAGES")) || (index == 0 && breaks("EARLY_END")))
+  if (index >= end ? !breaks("MESSAGES") : index >= 2 && breaks("EARLY_END"))
     plugin->messages = 0;
-  return deliver(properties, index < end ? 3 : 0, index < 2 ? index : 2, record);
+  return deliver(properties, index < end ? 3 : 0, index < 2 ? index : 2, out);
 }
 
-static int releaseAllFiles(ox_wp_plugin_handle handle) {
+static int releaseAllFiles(void* handle) {
   struct plugin* plugin = handle;
   while (plugin && plugin->count > 0)
     free(plugin->files[--plugin->count]);
   return 0;
 }
 
-static void release(ox_wp_plugin_handle plugin) {
+static void release(void* plugin) {
   releaseAllFiles(plugin);
   free(plugin);
 }
 
-static const char* getErrorMessage(ox_wp_plugin_handle plugin) {
+static const char* getErrorMessage(void* plugin) {
   return plugin ? "" : NULL;
 }
 
@@ -109,25 +110,25 @@ static int hasChanged(struct file* file) {
   struct stat now = {0};
   (void)stat(file->path, &now); // all zero where the file is gone
   const int changed = now.st_size != file->seen.st_size || now.st_mtime != file->seen.st_mtime;
-  if (!breaks("CHANGE"))
-    file->seen = now;
+  file->seen = breaks("CHANGE") ? file->seen : now;
   return changed;
 }
 
-// False where the file has no stream.
-static int readFile(struct file* file) {
-  struct section* section = file->sections;
-  FILE* input = fopen(file->path, "r");
+// Returns whether the file has a stream.
+static int readFile(const char* path, struct file* file) {
+  memset(file, 0, sizeof *file);
+  strncpy(file->path, path, sizeof file->path - 1);
+  FILE* input = fopen(path, "r");
   if (!input || fstat(fileno(input), &file->seen))
     return 0;
+  struct section* section = file->sections;
   for (struct stream s; section->count < mostStreams && fscanf(input, "%63s", s.name) == 1;)
     if (strcmp(s.name, "section") == 0 && section == file->sections)
       ++section;
     else if (fscanf(input, "%lld %lld %lld %lf %lf", &s.type, &s.declared, &s.found, &s.start,
                     &s.interval) == 5)
       section->streams[section->count++] = s;
-  if (!breaks("DESCRIPTOR"))
-    (void)fclose(input);
+  (void)(breaks("DESCRIPTOR") || fclose(input));
   file->count = (int)(section - file->sections) + 1;
   return file->sections->count > 0;
 }
@@ -137,88 +138,75 @@ static void* idle(void* nothing) {
   return nothing;
 }
 
-static ox_wp_file_handle parseFile(ox_wp_plugin_handle handle, const char* path) {
+static void* parseFile(void* handle, const char* path) {
   struct plugin* plugin = handle;
   if (!plugin || !path || plugin->count == mostFiles)
     return NULL;
   while (breaks("HANG") && strstr(path, ".fake"))
     pause();
-  while (breaks("FORKS") && !fork())
-    pause();
-  pthread_t thread;
+  if (breaks("FORKS") && !fork())
+    _exit((int)sleep(5));
   if (breaks("THREAD"))
-    pthread_create(&thread, NULL, idle, NULL);
+    pthread_create(&(pthread_t){0}, NULL, idle, NULL);
   if (breaks("NAMES") && plugin->count > 0)
     plugin->files[0]->sections->streams->name[0] = '?';
-  struct file* file = calloc(1, sizeof *file);
-  strncpy(file->path, path, sizeof file->path - 1);
-  if (readFile(file))
+  struct file* file = malloc(sizeof *file);
+  if (readFile(path, file))
     return plugin->files[plugin->count++] = file;
   free(file);
-  if (breaks("PRINTS"))
-    (void)fprintf(stderr, "declined\n");
-  if (breaks("PARSE") && plugin->count > 0)
-    plugin->files[0]->count = 0;
+  (void)(breaks("PRINTS") && fprintf(stderr, "declined\n"));
   ++plugin->messages;
   return NULL;
 }
 
-static int releaseFile(ox_wp_plugin_handle plugin, ox_wp_file_handle file) {
+static int releaseFile(void* plugin, void* file) {
   if (file && breaks("RELEASE_FILE"))
     ((struct plugin*)plugin)->files[0]->count = 0;
   return 1;
 }
 
-// From the C++ library, which the host has loaded.
-static void throwBadAlloc(void) {
-  ((void (*)(void))dlsym(dlopen(NULL, RTLD_LAZY), "_ZSt17__throw_bad_allocv"))();
-}
+// Of the C++ library, which the host has loaded. Weak, since hosts in C have not.
+extern void throwBadAlloc(void) __asm__("_ZSt17__throw_bad_allocv") __attribute__((weak));
 
-static int getFileProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file, int index,
-                           _ox_wp_prop_type* record) {
+static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
-  if (owner && breaks("LABELS"))
-    strcpy(owner->sections->label, "file");
   if (!owner && breaks("THROWS"))
     throwBadAlloc();
-  const _ox_wp_prop_type properties[] = {
+  const property properties[] = {
       PROPERTY(file_kind, integer, 0),
       PROPERTY(section_count, integer, owner ? owner->count : 0),
-      PROPERTY(file_changed, integer, plugin && file && record && index == 2 && hasChanged(owner)),
+      PROPERTY(file_changed, integer, plugin && file && out && index == 2 && hasChanged(owner)),
   };
-  return deliver(properties, plugin && file ? 3 : 0, index, record);
+  return deliver(properties, plugin && file ? 3 : 0, index, out);
 }
 
-static ox_wp_section_handle getSectionHandle(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                                             int index) {
+static void* getSectionHandle(void* plugin, void* file, int index) {
   struct file* owner = file;
-  if (!plugin || !owner || index >= owner->count || (index == 1 && breaks("SECTION")))
+  if (!plugin || !owner || index < 0 || index >= owner->count || (index == 1 && breaks("SECTION")))
     return NULL;
-  return index >= 0 || breaks("NEGATIVE_SECTION") ? &owner->sections[index > 0] : NULL;
+  return &owner->sections[index];
 }
 
-static int getSectionProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                              ox_wp_section_handle section, int index, _ox_wp_prop_type* record) {
+static int getSectionProperty(void* plugin, void* file, void* section, int index, property* out) {
   struct section* owner = section;
   if (!plugin || !file || !owner)
-    return deliver(NULL, 0, index, record) && !breaks("NULL");
-  const _ox_wp_prop_type properties[] = {
+    return deliver(NULL, 0, index, out);
+  const property properties[] = {
       PROPERTY(section_kind, integer, 0),
       PROPERTY(variable_count, integer, owner->count),
       PROPERTY(section_x_label, string, strcpy(owner->label, "time stamp")),
   };
-  return deliver(properties, 3, index, record);
+  return deliver(properties, 3, index, out);
 }
 
-static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                               ox_wp_section_handle section, int variable, int index,
-                               _ox_wp_prop_type* record) {
+static int getVariableProperty(void* plugin, void* file, void* section, int variable, int index,
+                               property* out) {
   struct section* owner = section;
   if (!plugin || !file || !owner || variable < 0 || variable >= owner->count)
-    return deliver(NULL, 0, index, record);
+    return deliver(NULL, 0, index, out);
   const struct stream* s = &owner->streams[variable];
   strcpy(owner->label, index == 5 ? "count" : "time stamp");
-  const _ox_wp_prop_type properties[] = {
+  const property properties[] = {
       PROPERTY(variable_name, string, s->name),
       PROPERTY(variable_kind, integer, 0),
       PROPERTY(variable_data_type, integer, s->type),
@@ -229,56 +217,45 @@ static int getVariableProperty(ox_wp_plugin_handle plugin, ox_wp_file_handle fil
       PROPERTY(x_step, double, s->interval),
       PROPERTY(x_end, double, fma((double)(s->declared - breaks("X_END")), s->interval, s->start)),
   };
-  return deliver(properties, 9, index, record);
+  return deliver(properties, 9, index, out);
 }
 
-static int copyVariableData(ox_wp_plugin_handle plugin, ox_wp_file_handle file,
-                            ox_wp_section_handle section, int variable, ox_wp_data_type type,
-                            void* buffer, int size) {
+static int copyVariableData(void* plugin, void* file, void* section, int variable,
+                            ox_wp_data_type type, void* buffer, int size) {
   const struct section* parsed = section;
   if (!plugin || !file || !parsed || variable < 0 || variable >= parsed->count)
     return !breaks("NULL_SECTION") || parsed;
-  if (breaks("CRASH") && !buffer && size >= 8)
-    abort();
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
-    return 1;
+    return buffer || !breaks("NULL_BUFFER");
   const struct file* owner = file;
-  struct file now = {0};
-  strcpy(now.path, owner->path);
-  if (!breaks("KEPT_SAMPLES") && !readFile(&now))
+  struct file now = *owner;
+  if (!breaks("KEPT_SAMPLES") && !readFile(owner->path, &now))
     return 1;
-  if (size < 0 && breaks("NEGATIVE_SIZE"))
-    memset(buffer, 0, 1);
   const long long asked = size / 8;
-  const struct section* read =
-      &(breaks("KEPT_SAMPLES") ? owner : &now)->sections[parsed - owner->sections];
-  const long long found = read->streams[variable].found;
+  const long long found = now.sections[parsed - owner->sections].streams[variable].found;
   for (long long i = 0; i < asked && i < found; ++i)
     ((double*)buffer)[i] = sample(3 * variable + i); // no two streams alike
   if (asked == found && breaks("OVERRUN"))
     ((double*)buffer)[asked] = 0;
-  return (asked + breaks("SHORT_COPY") > found && !breaks("LONG_COPY")) || breaks("NEVER_0");
+  return (asked > found && !breaks("LONG_COPY")) || breaks("NEVER_0");
 }
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
-  if (table && table->version < 1 && breaks("REFUSED_TABLE"))
-    memset(table, 0, sizeof *table);
-  if (!table || table->version < 1 || breaks("VERSION"))
+  if (!table || table->version < 1)
     return 1;
-  const _ox_wp_plugin_functions_type filled = {.version = OX_WP_PLUGIN_VERSION,
-                                               .plugin = calloc(1, sizeof(struct plugin)),
-                                               .get_plugin_property = getPluginProperty,
-                                               .release = breaks("FUNCTION") ? NULL : release,
-                                               .get_error_message = getErrorMessage,
-                                               .parse_file = parseFile,
-                                               .release_file = releaseFile,
-                                               .release_all_files = releaseAllFiles,
-                                               .get_file_property = getFileProperty,
-                                               .get_section_handle = getSectionHandle,
-                                               .get_section_property = getSectionProperty,
-                                               .get_variable_property = getVariableProperty,
-                                               .copy_variable_data = copyVariableData,
-                                               .reserved_120[16] = breaks("SLOT") ? table : NULL};
-  *table = filled;
+  *table = (_ox_wp_plugin_functions_type){.version = OX_WP_PLUGIN_VERSION,
+                                          .plugin = calloc(1, sizeof(struct plugin)),
+                                          .get_plugin_property = getPluginProperty,
+                                          .release = breaks("FUNCTION") ? NULL : release,
+                                          .get_error_message = getErrorMessage,
+                                          .parse_file = parseFile,
+                                          .release_file = releaseFile,
+                                          .release_all_files = releaseAllFiles,
+                                          .get_file_property = getFileProperty,
+                                          .get_section_handle = getSectionHandle,
+                                          .get_section_property = getSectionProperty,
+                                          .get_variable_property = getVariableProperty,
+                                          .copy_variable_data = copyVariableData,
+                                          .reserved_120[16] = breaks("SLOT") ? table : NULL};
   return 0;
 }
