@@ -228,7 +228,7 @@ private:
         addCommand("watch", "Shows a file, and again whenever it changes, until Ctrl-C",
                    "ox-wp-host watch --interval 0.5 growing.mseed",
                    "Changes are seen by size and by modification time in whole seconds.");
-    command->add_option("FILE", watch_.file, "Data file")->required()->type_name("");
+    addInput(command, watch_.file, watch_.streams);
     command
         ->add_option_function<double>(
             "--interval",

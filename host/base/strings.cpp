@@ -1,5 +1,6 @@
 #include "host/base/strings.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace host {
@@ -58,6 +59,20 @@ std::string validUtf8(std::string_view bytes) {
 
 std::string printable(std::string_view bytes) {
   return cleaned(bytes, false);
+}
+
+size_t width(std::string_view string) noexcept {
+  return static_cast<size_t>(
+      std::count_if(string.begin(), string.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+std::string shortened(const std::string& string, size_t most) {
+  if (width(string) <= most)
+    return string;
+  std::string_view rest = string;
+  for (size_t i = 1; i < most; ++i)
+    rest.remove_prefix(characterLength(rest));
+  return string.substr(0, string.size() - rest.size()) + "…";
 }
 
 std::string csvField(std::string_view bytes) {

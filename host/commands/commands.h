@@ -46,6 +46,7 @@ int plot(const Plugin& plugin, const PlotRequest& request);
 
 struct WatchRequest {
   std::string file;
+  std::vector<std::string> streams;          // as for ListRequest
   std::chrono::duration<double> interval{1}; // between two readings of the change flag
 };
 int watch(const Plugin& plugin, const WatchRequest& request);

@@ -22,7 +22,7 @@ int plot(const Plugin& plugin, const PlotRequest& request) {
   for (const File& file : files)
     announceCost(file);
   if (request.output == kStandardOutput)
-    drawCharacters(plugin, files, request.window, output);
+    drawCharacters(plugin, files, request.window, terminalSize(), 12, output);
   else
     drawPicture(plugin, files, request.window, request.output, output);
   for (const File& file : files)

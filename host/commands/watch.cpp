@@ -1,17 +1,17 @@
 // `watch`: shows a file whenever its change flag is set.
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <ctime>
-#include <optional>
-#include <thread>
-#include <utility>
 
 #include <fmt/chrono.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
+#include "host/base/strings.h"
 #include "host/boundary/path.h"
+#include "host/boundary/selection.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 #include "host/listing/listing.h"
@@ -20,8 +20,7 @@ namespace host {
 
 namespace {
 
-// The boundary cannot release a single file, so all are released after this many parses.
-constexpr int kParsesBetweenReleases = 16;
+constexpr int kFewestRows = 5; // of a panel
 
 extern "C" void endWatch(int /*signal*/) {
   _exit(kSuccess);
@@ -36,61 +35,73 @@ void endOnSignals() {
     sigaction(signal, &action, nullptr);
 }
 
-// The watched file, as it was at the last parse that succeeded.
-class WatchedFile {
-public:
-  WatchedFile(const Plugin& plugin, std::string path) : plugin_(plugin), path_(std::move(path)) {}
-
-  // Returns nothing while the file has not changed. Throws Error when the file is gone or half
-  // written; the next call then tries again.
-  std::optional<File> parseIfDue() {
-    if (handle_ && !hasChanged(plugin_, handle_))
-      return std::nullopt;
-    handle_ = nullptr;
-    if (++parses_ % kParsesBetweenReleases == 0)
-      plugin_->release_all_files(plugin_.handle());
-    File file = openFile(plugin_, path_);
-    handle_ = file.handle;
-    return file;
-  }
-
-private:
-  const Plugin& plugin_;
-  std::string path_;
-  ox_wp_file_handle handle_ = nullptr;
-  int parses_ = 0;
-};
-
-void showTime(Output& output) {
-  const std::time_t now = std::time(nullptr);
-  output.write(fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
+// Waits until the terminal has another size, which this returns, or for the interval.
+bool isResizedWithin(std::chrono::duration<double> interval) {
+  sigset_t resizing;
+  sigemptyset(&resizing);
+  sigaddset(&resizing, SIGWINCH);
+  sigprocmask(SIG_BLOCK, &resizing, nullptr); // so that it is never lost
+  const auto seconds = std::chrono::floor<std::chrono::seconds>(interval);
+  const timespec limit{seconds.count(), static_cast<long>((interval - seconds).count() * 1e9)};
+  return sigtimedwait(&resizing, nullptr, &limit) == SIGWINCH && isatty(STDOUT_FILENO) == 1;
 }
 
-// The file's streams that can be delivered, drawn below the table.
-void draw(const Plugin& plugin, File file, Output& output) {
+void write(Output& output, const std::vector<std::string>& lines) {
+  for (const std::string& line : lines)
+    output.write(line + '\n');
+  output.flush();
+}
+
+// The table, and below it the streams that can be delivered, as many as have room.
+void showOnTerminal(const Plugin& plugin, File file, std::vector<std::string> lines,
+                    Output& output) {
+  winsize room = terminalSize();
+  const size_t most = std::max(3, room.ws_row / 2);
+  if (lines.size() > most) {
+    const size_t more = lines.size() - most + 1;
+    lines.resize(most - 1);
+    lines.push_back(fmt::format("  and {} more", more));
+  }
+  // A message and the cursor have a row each.
+  const int rows = room.ws_row - static_cast<int>(lines.size()) - 2;
+  room.ws_row = static_cast<unsigned short>(std::max(0, rows));
   std::erase_if(file.streams, [](const Stream& stream) { return !stream.deliverable; });
-  if (file.streams.empty())
+  const size_t drawn = std::min<size_t>(file.streams.size(), room.ws_row / kFewestRows);
+  if (drawn < file.streams.size())
+    lines[0] += fmt::format(", {} of {} drawn", drawn, file.streams.size());
+  file.streams.resize(drawn);
+  for (std::string& line : lines)
+    line = shortened(line, room.ws_col);
+  output.write("\x1b[H\x1b[2J");
+  write(output, lines);
+  if (drawn == 0)
     return;
   try {
-    output.write("\n");
-    drawCharacters(plugin, {file}, {}, output);
+    drawCharacters(plugin, {file}, {}, room, kFewestRows, output);
+    output.flush();
   } catch (const Error& error) {
     reportError(error.what()); // the table is shown all the same
   }
 }
 
-// On a terminal the new picture replaces the old one; elsewhere each table follows the last.
-void show(const Plugin& plugin, const File& file, Output& output) {
-  constexpr const char* kClear = "\x1b[H\x1b[2J";
-  const bool isTerminal = isatty(STDOUT_FILENO) == 1;
-  if (isTerminal)
-    output.write(kClear);
-  showTime(output);
-  tableListing(output, Columns::headers)->file(file, {});
-  output.flush();
-  if (isTerminal)
-    draw(plugin, file, output);
-  output.flush();
+// Shows the file as it is and returns it. Throws Error when it is gone or half written, or has
+// changed meanwhile.
+ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, Output& output) {
+  plugin->release_all_files(plugin.handle());
+  File file = openFile(plugin, request.file);
+  StreamChoice choice(request.streams);
+  choice.apply(file);
+  choice.expectMatches();
+  std::vector<std::string> lines = tableLines(file, Columns::headers, {});
+  const std::time_t now = std::time(nullptr);
+  lines[0].insert(0, fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
+  if (isatty(STDOUT_FILENO) == 1) {
+    showOnTerminal(plugin, file, lines, output);
+    expectUnchanged(plugin, file);
+  } else {
+    write(output, lines);
+  }
+  return file.handle;
 }
 
 } // namespace
@@ -99,22 +110,22 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
   endOnSignals();
   expectToKeep({request.file}, kStandardOutput);
   Output output(kStandardOutput);
-  WatchedFile watched(plugin, request.file);
-  std::string lastFailure; // each is reported once
+  ox_wp_file_handle shown = nullptr; // null where the file is to be shown anew
+  std::string lastFailure;           // each is reported once
   for (;;) {
-    std::optional<File> file;
     try {
-      file = watched.parseIfDue();
+      if (!shown || hasChanged(plugin, shown)) {
+        shown = nullptr;
+        shown = show(plugin, request, output);
+        lastFailure.clear();
+      }
     } catch (const Error& error) {
       if (lastFailure != error.what())
         reportError(std::string(error.what()) + "; watching on");
       lastFailure = error.what();
     }
-    if (file) {
-      lastFailure.clear();
-      show(plugin, *file, output);
-    }
-    std::this_thread::sleep_for(request.interval);
+    if (isResizedWithin(request.interval))
+      shown = nullptr;
   }
 }
 

@@ -4,18 +4,18 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
-#include <functional>
 #include <limits>
 #include <span>
 #include <sstream>
 #include <tuple>
+#include <utility>
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
 #include "host/base/progress.h"
+#include "host/base/strings.h"
 #include "host/boundary/samples.h"
 #include "host/drawing/decimate.h"
 #include "host/drawing/gnuplot.h"
@@ -37,7 +37,8 @@ constexpr int kHighestPicture = 32000; // gnuplot's limit is 32767
 
 // Of characters.
 constexpr winsize kUsualTerminal{24, 80, 0, 0};
-constexpr int kFewestRows = 12; // of a panel
+constexpr int kLeftColumns = 17;   // numbers of nine digits
+constexpr int kColumnsOfATic = 16; // so that no number touches the next
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -47,13 +48,21 @@ struct Panel {
   std::string xLabel;
   std::string yLabel;
   Range x;
-  Range y;
+  Range y;          // of the values that are drawn
   std::string line; // rows of x and y; an empty row breaks the line
   std::string dots; // the points that no line reaches
+  std::string note; // where there is nothing to draw
 };
 
 std::string fileName(const File& file) {
   return std::filesystem::path(file.path).filename().string();
+}
+
+size_t countStreams(const std::vector<File>& files) {
+  size_t count = 0;
+  for (const File& file : files)
+    count += file.streams.size();
+  return count;
 }
 
 // Adds room above and below, within the numbers that gnuplot can calculate with.
@@ -67,7 +76,7 @@ Range withRoom(Range range) {
   return {std::max(range.low - room, -kLargest), std::min(range.high + room, kLargest)};
 }
 
-// The samples of the window, as rows. A run of one point is a dot: a line would not show it.
+// The finite samples of the window, as rows. A run of one point is a dot: a line would not show it.
 void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const Samples& samples,
                uint64_t columns) {
   const auto size = static_cast<double>(samples.values.size());
@@ -86,7 +95,11 @@ void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const S
     length = 0;
   };
   const std::span<const double> all = samples.values;
-  for (const Point& point : decimate(all.subspan(first, std::max(first, end) - first), columns)) {
+  const auto chosen = all.subspan(first, std::max(first, end) - first);
+  panel.note = all.empty()      ? "no samples"
+               : chosen.empty() ? "no samples in this time"
+                                : "no finite samples";
+  for (const Point& point : decimate(chosen, columns)) {
     if (!std::isfinite(point.value)) {
       endRun();
       continue;
@@ -108,10 +121,10 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
   panel.yLabel = stream.yLabel;
   const auto count = static_cast<double>(samples.values.size());
   panel.x = {axis.at(count > 1 ? 0 : -1),
-             axis.at(std::max(1.0, count))}; // one stands in the middle
+             axis.at(std::max(1.0, count))}; // a single sample is drawn in the middle
   panel.y = {kInfinity, -kInfinity};
   if (axis.hasTimes) {
-    panel.title += fmt::format(": starts at {:.6f} s (low 32 bits of microseconds)", stream.start);
+    panel.title += fmt::format(": starts at {:.6f} s", stream.start);
     panel.xLabel = fmt::format("{} (s after the first sample{})", stream.xLabel,
                                axis.isShared ? " of the file" : "");
     panel.x = {std::max(panel.x.low, window.from), std::min(panel.x.high, window.to)};
@@ -119,43 +132,60 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
   if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
     panel.title += " (" + shortfall + ")";
   addPoints(panel, axis, window, samples, columns);
-  panel.y = panel.y.low > panel.y.high ? Range{-1, 1} : withRoom(panel.y);
+  if (panel.y.low > panel.y.high)
+    panel.y = {-1, 1};
   return panel;
 }
 
-// The panels of a file. One stream's samples are in memory at a time.
-std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
-                              uint64_t columns, Progress& progress, uint64_t done) {
-  const std::vector<TimeAxis> axes = timeAxes(file.streams);
-  std::vector<Panel> panels;
+// The panels of a file, appended to those of other files.
+void addPanels(std::vector<Panel>& panels, const Plugin& plugin, const File& file,
+               const Window& window, uint64_t columns, Progress& progress) {
+  const TimeAxes axes = timeAxes(file.streams);
+  const size_t first = panels.size();
   Range shared = {kInfinity, -kInfinity};
   for (size_t i = 0; i < file.streams.size(); ++i) {
-    progress.show(done + i);
+    progress.show(panels.size());
     const Samples samples = copySamples(plugin, file, file.streams[i]);
-    panels.push_back(makePanel(file.streams[i], axes[i], window, samples, columns));
-    if (axes[i].isShared)
-      shared = {std::min(shared.low, panels[i].x.low), std::max(shared.high, panels[i].x.high)};
+    panels.push_back(makePanel(file.streams[i], axes.streams[i], window, samples, columns));
+    const Range& x = panels.back().x;
+    if (axes.streams[i].isShared)
+      shared = {std::min(shared.low, x.low), std::max(shared.high, x.high)};
   }
-  for (size_t i = 0; i < panels.size(); ++i) {
-    Range& x = panels[i].x;
-    if (axes[i].isShared)
+  for (size_t i = 0; i < file.streams.size(); ++i) {
+    Range& x = panels[first + i].x;
+    if (axes.streams[i].isShared)
       x = shared;
     if (x.low >= x.high) // nothing of it is within the window
       x = {std::isfinite(window.from) ? window.from : window.to - 1,
            std::isfinite(window.to) ? window.to : window.from + 1};
   }
+  if (axes.areFolded)
+    panels.back().xLabel += "; start times repeat every 71.6 min";
+}
+
+// The panels of all files. One stream's samples are in memory at a time.
+std::vector<Panel> makePanels(const Plugin& plugin, const std::vector<File>& files,
+                              const Window& window, uint64_t columns) {
+  Progress progress("Reading streams", countStreams(files));
+  std::vector<Panel> panels;
+  for (const File& file : files) {
+    const size_t first = panels.size();
+    addPanels(panels, plugin, file, window, columns, progress);
+    for (size_t i = first; files.size() > 1 && i < panels.size(); ++i)
+      panels[i].title.insert(0, fileName(file) + ", ");
+  }
   return panels;
 }
 
 void drawPanel(const Gnuplot& gnuplot, const Panel& panel) {
+  const Range y = withRoom(panel.y);
   gnuplot.write(fmt::format("set title {} noenhanced\n"
                             "set xlabel {} noenhanced\n"
                             "set ylabel {} noenhanced\n"
                             "set xrange [{}:{}]\n"
                             "set yrange [{}:{}]\n",
                             gnuplotText(panel.title), gnuplotText(panel.xLabel),
-                            gnuplotText(panel.yLabel), panel.x.low, panel.x.high, panel.y.low,
-                            panel.y.high));
+                            gnuplotText(panel.yLabel), panel.x.low, panel.x.high, y.low, y.high));
   std::string plots;
   for (const auto& [name, rows, style] :
        {std::tuple{"$line", &panel.line, "lines"}, {"$dots", &panel.dots, "points"}}) {
@@ -165,32 +195,11 @@ void drawPanel(const Gnuplot& gnuplot, const Panel& panel) {
     plots += fmt::format("{} {} using 1:2 with {} linestyle 1 notitle",
                          plots.empty() ? "plot" : ",", name, style);
   }
-  gnuplot.write(plots.empty() ? "set label 1 'no samples' at graph 0.5, 0.5 center\n"
-                                "plot NaN notitle\n"
-                                "unset label 1\n"
+  gnuplot.write(plots.empty() ? fmt::format("set label 1 '{}' at graph 0.5, 0.5 center\n"
+                                            "plot NaN notitle\n"
+                                            "unset label 1\n",
+                                            panel.note)
                               : plots + '\n');
-}
-
-size_t countStreams(const std::vector<File>& files) {
-  size_t count = 0;
-  for (const File& file : files)
-    count += file.streams.size();
-  return count;
-}
-
-// Draws one panel below the other. `placement` gives the commands that put a panel at its place.
-void drawPanels(const Plugin& plugin, const std::vector<File>& files, const Window& window,
-                uint64_t columns, Gnuplot& gnuplot,
-                const std::function<std::string(size_t)>& placement) {
-  Progress progress("Reading streams", countStreams(files));
-  size_t done = 0;
-  for (const File& file : files)
-    for (Panel& panel : makePanels(plugin, file, window, columns, progress, done)) {
-      if (files.size() > 1)
-        panel.title = fileName(file) + ", " + panel.title;
-      gnuplot.write(placement(done++));
-      drawPanel(gnuplot, panel);
-    }
 }
 
 std::string extensionOf(const std::string& name) {
@@ -201,19 +210,25 @@ std::string extensionOf(const std::string& name) {
 }
 
 // Leaves out the blanks at the ends of lines, and empty lines.
-void writeTrimmed(const std::string& picture, Output& output) {
+void writeTrimmed(std::string picture, Output& output) {
+  std::replace(picture.begin(), picture.end(), '\f', '\n'); // between two panels
   std::istringstream lines(picture);
   for (std::string line; std::getline(lines, line);) {
-    line.erase(line.find_last_not_of(" \f") + 1);
+    line.erase(line.find_last_not_of(' ') + 1);
     if (!line.empty())
       output.write(line + '\n');
   }
 }
 
-winsize terminalSize() {
-  winsize size{};
-  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size : kUsualTerminal;
+// The distance of numbers on an axis where `most` steps have room: 1, 2 or 5 times a power of ten.
+// gnuplot itself would print several into one place.
+double ticStep(const Range& range, int most) {
+  const double least = (range.high - range.low) / std::max(1, most);
+  const double power = std::pow(10, std::floor(std::log10(least)));
+  for (const double step : {power, 2 * power, 5 * power})
+    if (step >= least)
+      return step;
+  return 10 * power;
 }
 
 } // namespace
@@ -243,38 +258,60 @@ void drawPicture(const Plugin& plugin, const std::vector<File>& files, const Win
       "set border 3 back linecolor rgb '#606060'\n"
       "set grid linecolor rgb '#d8d8d8' linetype 1 linewidth 0.5\n"
       "set tics nomirror out textcolor rgb '#303030' font 'sans,9'\n"
-      "set format '%.10g'\n"
+      "set format '%.14g'\n"
       "set xlabel offset 0,0.6\n"
       "set title offset 0,-0.5 font 'sans,11'\n"
       "set lmargin at screen {}\n"
       "set rmargin at screen {}\n",
       terminal, kWidth, height, gnuplotText(head), static_cast<double>(kLeftMargin) / kWidth,
       1 - static_cast<double>(kRightMargin) / kWidth));
-  const auto placement = [&](size_t panel) {
-    const double top = height - kHead - static_cast<double>(panel) * kPanelHeight;
-    return fmt::format("set tmargin at screen {}\nset bmargin at screen {}\n",
-                       (top - kPanelTop) / height, (top - kPanelHeight + kPanelBottom) / height);
-  };
-  drawPanels(plugin, files, window, kWidth - kLeftMargin - kRightMargin, gnuplot, placement);
+  double top = height - kHead;
+  for (const Panel& panel :
+       makePanels(plugin, files, window, kWidth - kLeftMargin - kRightMargin)) {
+    gnuplot.write(fmt::format("set tmargin at screen {}\nset bmargin at screen {}\n",
+                              (top - kPanelTop) / height,
+                              (top - kPanelHeight + kPanelBottom) / height));
+    drawPanel(gnuplot, panel);
+    top -= kPanelHeight;
+  }
   gnuplot.write("unset multiplot\n");
   output.write(gnuplot.finish());
 }
 
 void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const Window& window,
-                    Output& output) {
-  const winsize terminal = terminalSize();
-  const int panels = static_cast<int>(countStreams(files));
-  const int rows = std::max(kFewestRows, terminal.ws_row / std::max(1, panels) - 1);
+                    const winsize& room, int fewestRows, Output& output) {
+  const int columns = room.ws_col;
+  const int rows = std::max(fewestRows, room.ws_row / static_cast<int>(countStreams(files)));
   Gnuplot gnuplot;
-  gnuplot.write(
-      fmt::format("set encoding utf8\n"
-                  "set terminal dumb nofeed noenhanced size {},{}\n"
-                  "set style line 1 linetype 1 pointtype '*'\n"
-                  "set lmargin 16\nset ylabel offset -6,0\n" // it cannot be turned upright
-                  "set format '%.10g'\n",
-                  terminal.ws_col, rows));
-  drawPanels(plugin, files, window, terminal.ws_col, gnuplot, [](size_t) { return ""; });
+  gnuplot.write(fmt::format("set encoding utf8\n"
+                            "set terminal dumb nofeed noenhanced size {},{}\n"
+                            "set style line 1 linetype 1 pointtype '*'\n"
+                            "set border 3\nset tics nomirror scale 0\n"
+                            "set tmargin 1\nset rmargin 1\nset lmargin {}\n"
+                            "set format x '%.14g'\nset format y '%.9g'\n",
+                            columns, rows, kLeftColumns));
+  std::vector<Panel> panels = makePanels(plugin, files, window, columns);
+  for (size_t i = 0; i < panels.size(); ++i) {
+    Panel& panel = panels[i];
+    if (!panel.yLabel.empty()) // beside the axis it would cover numbers
+      panel.title += " [" + std::exchange(panel.yLabel, {}) + ']';
+    panel.title = shortened(panel.title, columns); // gnuplot leaves out what is too long
+    panel.xLabel = shortened(panel.xLabel, columns);
+    const bool isLabelled = i + 1 == panels.size() || panel.xLabel != panels[i + 1].xLabel;
+    if (!isLabelled)
+      panel.xLabel.clear();
+    gnuplot.write(fmt::format(
+        "set bmargin {}\nset xtics {}\nset ytics ({}, {})\n", isLabelled ? 2 : 1,
+        ticStep(panel.x, (columns - kLeftColumns) / kColumnsOfATic), panel.y.low, panel.y.high));
+    drawPanel(gnuplot, panel);
+  }
   writeTrimmed(gnuplot.finish(), output);
+}
+
+winsize terminalSize() noexcept {
+  winsize size{};
+  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return known ? size : kUsualTerminal;
 }
 
 } // namespace host

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/ioctl.h>
+
 #include "host/base/output.h"
 #include "host/boundary/walk.h"
 
@@ -26,8 +28,12 @@ bool isPictureName(const std::string& name);
 void drawPicture(const Plugin& plugin, const std::vector<File>& files, const Window& window,
                  const std::string& name, Output& output);
 
-// The same in characters, as wide as the terminal.
+// The same in characters, as wide as `room`. Its rows are shared by the panels, but each has at
+// least `fewestRows`.
 void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const Window& window,
-                    Output& output);
+                    const winsize& room, int fewestRows, Output& output);
+
+// Of the terminal on standard output, or else of a usual one.
+winsize terminalSize() noexcept;
 
 } // namespace host

@@ -66,29 +66,32 @@ std::string gnuplotText(std::string_view string) {
   return quoted + '"';
 }
 
-Gnuplot::Gnuplot() {
+Gnuplot::File Gnuplot::open(int descriptor, const char* mode) {
+  File file(descriptor < 0 ? nullptr : fdopen(descriptor, mode));
+  if (!file)
+    throw systemError(kProgram);
+  return file;
+}
+
+Gnuplot::Gnuplot() : picture_(open(memfd_create("picture", MFD_CLOEXEC), "r")) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0)
     throw systemError(kProgram);
-  picture_ = memfd_create("picture", MFD_CLOEXEC);
+  const File input = open(ends[0], "r");
+  script_ = open(ends[1], "w");
   // In another locale gnuplot prints a warning, since it cannot convert the characters of the
   // script.
   setenv("LC_ALL", "C.UTF-8", 1); // the host itself uses no locale
-  const SpawnSetup setup(ends[0], picture_);
+  const SpawnSetup setup(ends[0], fileno(picture_.get()));
   // Without the user's own settings, which could change the picture.
   std::array<char*, 3> arguments = {const_cast<char*>(kProgram),
                                     const_cast<char*>("--default-settings"), nullptr};
   const int error = posix_spawnp(&process_, kProgram, setup.actions(), setup.attributes(),
                                  arguments.data(), environ);
-  close(ends[0]);
-  pipe_ = ends[1];
-  if (error == 0)
-    return;
-  close(pipe_);
-  close(picture_);
   if (error == ENOENT)
     throw Error("drawing needs the program gnuplot, which is not installed");
-  throw systemError(kProgram, error);
+  if (error != 0)
+    throw systemError(kProgram, error);
 }
 
 Gnuplot::~Gnuplot() {
@@ -96,13 +99,7 @@ Gnuplot::~Gnuplot() {
 }
 
 void Gnuplot::write(std::string_view script) const {
-  while (!script.empty()) {
-    const ssize_t written = ::write(pipe_, script.data(), script.size());
-    if (written >= 0)
-      script.remove_prefix(static_cast<size_t>(written));
-    else if (errno != EINTR)
-      return;
-  }
+  (void)std::fwrite(script.data(), 1, script.size(), script_.get());
 }
 
 std::string Gnuplot::finish() {
@@ -111,17 +108,20 @@ std::string Gnuplot::finish() {
     throw Error("gnuplot was ended by signal " + std::to_string(WTERMSIG(status)));
   if (WEXITSTATUS(status) != 0)
     throw Error("gnuplot failed with status " + std::to_string(WEXITSTATUS(status)));
-  std::string picture(static_cast<size_t>(lseek(picture_, 0, SEEK_END)), '\0');
-  if (pread(picture_, picture.data(), picture.size(), 0) != static_cast<ssize_t>(picture.size()))
+  std::string picture(static_cast<size_t>(lseek(fileno(picture_.get()), 0, SEEK_END)), '\0');
+  if (picture.empty())
+    throw Error("gnuplot has drawn nothing");
+  std::rewind(picture_.get());
+  if (std::fread(picture.data(), 1, picture.size(), picture_.get()) != picture.size())
     throw systemError(kProgram);
   return picture;
 }
 
 int Gnuplot::wait() noexcept {
   int status = 0;
+  script_.reset(); // ends the script
   if (process_ < 0)
     return status;
-  close(pipe_); // ends the script
   while (waitpid(process_, &status, 0) < 0 && errno == EINTR) {
   }
   process_ = -1;

@@ -1,6 +1,8 @@
 // gnuplot as a child process that reads a script from a pipe.
 #pragma once
 
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -23,14 +25,20 @@ public:
 
   // Where gnuplot has ended early, finish() throws, not write().
   void write(std::string_view script) const;
-  // Ends the script, waits, and returns the picture. Throws Error when the program failed.
+  // Ends the script, waits, and returns the picture. Throws Error when there is none.
   std::string finish();
 
 private:
+  struct Close {
+    void operator()(std::FILE* file) const noexcept { (void)std::fclose(file); }
+  };
+  using File = std::unique_ptr<std::FILE, Close>;
+
+  static File open(int descriptor, const char* mode);
   int wait() noexcept;
 
-  int pipe_ = -1;    // gnuplot's standard input
-  int picture_ = -1; // its standard output, a file in memory: gnuplot ignores failed writes
+  File picture_; // gnuplot's standard output, in memory: gnuplot ignores failed writes
+  File script_;  // its standard input
   pid_t process_ = -1;
 };
 

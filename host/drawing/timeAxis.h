@@ -23,9 +23,15 @@ struct TimeAxis {
   double at(double sample) const noexcept { return hasTimes ? offset + sample * interval : sample; }
 };
 
-// The axis of each stream. The streams share an axis that starts at the earliest first sample,
-// unless it would be so long that the longest of them could hardly be seen on it. Start times
-// repeat every 2^32 microseconds, so the smallest difference between two of them is taken.
-std::vector<TimeAxis> timeAxes(const std::vector<Stream>& streams);
+struct TimeAxes {
+  std::vector<TimeAxis> streams; // of each one
+  bool areFolded = false;        // two streams lie to each other otherwise than their start times
+};
+
+// The streams share an axis that starts at the earliest first sample, unless it would be so long
+// that the longest of them could hardly be seen on it. Where every start time fits 32 bits of
+// microseconds, it may be what is left of a longer one: then the smallest difference between two of
+// them counts.
+TimeAxes timeAxes(const std::vector<Stream>& streams);
 
 } // namespace host

@@ -36,7 +36,10 @@ public:
 // What the samples add to the columns of a table and of CSV.
 enum class Columns { headers, headersAndSamples };
 
-// Aligned columns for people.
+// Aligned columns for people, below a line that names the file.
+std::vector<std::string> tableLines(const File& file, Columns columns,
+                                    const SampleSummaries& samples);
+// The same, with an empty line between two files.
 std::unique_ptr<Listing> tableListing(Output& output, Columns columns);
 // One row for each stream. Every number reads back as the same double.
 std::unique_ptr<Listing> csvListing(Output& output, Columns columns);

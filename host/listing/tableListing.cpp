@@ -57,58 +57,63 @@ void append(Row& row, const SampleSummary& samples) {
   row.push_back(samples.shortfall);
 }
 
-// The number of characters: bytes that do not continue one.
-size_t width(const std::string& cell) {
-  return static_cast<size_t>(
-      std::count_if(cell.begin(), cell.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+std::vector<std::string> aligned(const std::vector<Row>& rows) {
+  std::array<size_t, kColumns.size()> widths{};
+  for (const Row& row : rows)
+    for (size_t i = 0; i < row.size(); ++i)
+      widths[i] = std::max(widths[i], width(row[i]));
+  std::vector<std::string> lines;
+  for (const Row& row : rows) {
+    std::string& line = lines.emplace_back();
+    for (size_t i = 0; i < row.size(); ++i) {
+      const std::string padding(widths[i] - width(row[i]), ' ');
+      line += "  " + (kColumns[i].isLeftAligned ? row[i] + padding : padding + row[i]);
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+  }
+  return lines;
 }
 
 class Table : public Listing {
 public:
-  Table(Output& output, Columns columns) : output_(output), headings_(kColumns.size()) {
-    std::transform(kColumns.begin(), kColumns.end(), headings_.begin(),
-                   [](const Column& column) { return column.heading; });
-    if (columns == Columns::headers)
-      headings_.resize(kColumns.size() - kSampleColumns);
-  }
+  Table(Output& output, Columns columns) : output_(output), columns_(columns) {}
 
   void file(const File& file, const SampleSummaries& samples) override {
-    output_.write(fmt::format("{}{}: {} stream{}\n", isFirst_ ? "" : "\n", printable(file.path),
-                              file.streams.size(), file.streams.size() == 1 ? "" : "s"));
+    if (!isFirst_)
+      output_.write("\n");
     isFirst_ = false;
-    if (file.streams.empty())
-      return;
-    std::vector<Row> rows = {headings_};
-    for (const Stream& stream : file.streams)
-      rows.push_back(rowOf(stream));
-    for (size_t i = 0; i < samples.size(); ++i)
-      append(rows[i + 1], samples[i]);
-    writeAligned(rows);
+    for (const std::string& line : tableLines(file, columns_, samples))
+      output_.write(line + '\n');
   }
 
 private:
-  void writeAligned(const std::vector<Row>& rows) {
-    std::array<size_t, kColumns.size()> widths{};
-    for (const Row& row : rows)
-      for (size_t i = 0; i < row.size(); ++i)
-        widths[i] = std::max(widths[i], width(row[i]));
-    for (const Row& row : rows) {
-      std::string line;
-      for (size_t i = 0; i < row.size(); ++i) {
-        const std::string padding(widths[i] - width(row[i]), ' ');
-        line += "  " + (kColumns[i].isLeftAligned ? row[i] + padding : padding + row[i]);
-      }
-      line.erase(line.find_last_not_of(' ') + 1);
-      output_.write(line + '\n');
-    }
-  }
-
   Output& output_;
-  Row headings_;
+  Columns columns_;
   bool isFirst_ = true;
 };
 
 } // namespace
+
+std::vector<std::string> tableLines(const File& file, Columns columns,
+                                    const SampleSummaries& samples) {
+  std::vector<std::string> lines = {fmt::format("{}: {} stream{}", printable(file.path),
+                                                file.streams.size(),
+                                                file.streams.size() == 1 ? "" : "s")};
+  if (file.streams.empty())
+    return lines;
+  std::vector<Row> rows(1);
+  for (const Column& column : kColumns)
+    rows[0].emplace_back(column.heading);
+  if (columns == Columns::headers)
+    rows[0].resize(kColumns.size() - kSampleColumns);
+  for (const Stream& stream : file.streams)
+    rows.push_back(rowOf(stream));
+  for (size_t i = 0; i < samples.size(); ++i)
+    append(rows[i + 1], samples[i]);
+  for (std::string& line : aligned(rows))
+    lines.push_back(std::move(line));
+  return lines;
+}
 
 std::unique_ptr<Listing> tableListing(Output& output, Columns columns) {
   return std::make_unique<Table>(output, columns);

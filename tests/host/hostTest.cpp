@@ -211,7 +211,7 @@ TEST(TimeAxes, ShareWhatStartTimesAllow) {
   for (const auto& [start, isShared, offset] : cases) {
     Stream second = first;
     second.start = start;
-    const std::vector<TimeAxis> axes = timeAxes({first, second});
+    const std::vector<TimeAxis> axes = timeAxes({first, second}).streams;
     EXPECT_EQ(axes[1].isShared, isShared) << start;
     EXPECT_NEAR(axes[1].offset, offset, 1e-9) << start;
     EXPECT_NEAR(axes[0].offset, start == 2146.4 ? 1 : 0, 1e-9) << start;
