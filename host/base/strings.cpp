@@ -66,7 +66,8 @@ size_t width(std::string_view string) noexcept {
       std::count_if(string.begin(), string.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-std::string shortened(const std::string& string, size_t most) {
+std::string shortened(std::string_view bytes, size_t most) {
+  const std::string string = printable(bytes);
   if (width(string) <= most)
     return string;
   std::string_view rest = string;

@@ -15,8 +15,8 @@ std::string printable(std::string_view bytes);
 // The number of characters of valid UTF-8, each of which is taken to be one column wide.
 size_t width(std::string_view string) noexcept;
 
-// At most so many characters of it; the last of them is … where something is left out.
-std::string shortened(const std::string& string, size_t most);
+// At most so many characters, printable; the last of them is … where something is left out.
+std::string shortened(std::string_view bytes, size_t most);
 
 // A field of a CSV row: valid UTF-8, in quotes where needed.
 std::string csvField(std::string_view bytes);

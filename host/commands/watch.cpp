@@ -35,15 +35,13 @@ void endOnSignals() {
     sigaction(signal, &action, nullptr);
 }
 
-// Waits until the terminal has another size, which this returns, or for the interval.
-bool isResizedWithin(std::chrono::duration<double> interval) {
+// Blocked, so that it waits until it is asked for: none is lost while the plug-in is called.
+sigset_t blockResizing() {
   sigset_t resizing;
   sigemptyset(&resizing);
   sigaddset(&resizing, SIGWINCH);
-  sigprocmask(SIG_BLOCK, &resizing, nullptr); // so that it is never lost
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(interval);
-  const timespec limit{seconds.count(), static_cast<long>((interval - seconds).count() * 1e9)};
-  return sigtimedwait(&resizing, nullptr, &limit) == SIGWINCH && isatty(STDOUT_FILENO) == 1;
+  sigprocmask(SIG_BLOCK, &resizing, nullptr);
+  return resizing;
 }
 
 void write(Output& output, const std::vector<std::string>& lines) {
@@ -110,6 +108,10 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
   endOnSignals();
   expectToKeep({request.file}, kStandardOutput);
   Output output(kStandardOutput);
+  const bool isTerminal = isatty(STDOUT_FILENO) == 1;
+  const sigset_t resizing = blockResizing();
+  const auto nanoseconds = std::chrono::ceil<std::chrono::nanoseconds>(request.interval).count();
+  const timespec interval{nanoseconds / std::nano::den, nanoseconds % std::nano::den};
   ox_wp_file_handle shown = nullptr; // null where the file is to be shown anew
   std::string lastFailure;           // each is reported once
   for (;;) {
@@ -124,7 +126,7 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
         reportError(std::string(error.what()) + "; watching on");
       lastFailure = error.what();
     }
-    if (isResizedWithin(request.interval))
+    if (sigtimedwait(&resizing, nullptr, &interval) == SIGWINCH && isTerminal)
       shown = nullptr;
   }
 }

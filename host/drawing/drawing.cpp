@@ -55,7 +55,7 @@ struct Panel {
 };
 
 std::string fileName(const File& file) {
-  return std::filesystem::path(file.path).filename().string();
+  return std::filesystem::path(file.path).filename();
 }
 
 size_t countStreams(const std::vector<File>& files) {
@@ -96,9 +96,7 @@ void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const S
   };
   const std::span<const double> all = samples.values;
   const auto chosen = all.subspan(first, std::max(first, end) - first);
-  panel.note = all.empty()      ? "no samples"
-               : chosen.empty() ? "no samples in this time"
-                                : "no finite samples";
+  panel.note = chosen.empty() ? "no samples" : "no finite samples";
   for (const Point& point : decimate(chosen, columns)) {
     if (!std::isfinite(point.value)) {
       endRun();
@@ -120,8 +118,8 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
   panel.xLabel = "sample number";
   panel.yLabel = stream.yLabel;
   const auto count = static_cast<double>(samples.values.size());
-  panel.x = {axis.at(count > 1 ? 0 : -1),
-             axis.at(std::max(1.0, count))}; // a single sample is drawn in the middle
+  // A single sample is drawn in the middle.
+  panel.x = {axis.at(count > 1 ? 0 : -1), axis.at(std::max(1.0, count))};
   panel.y = {kInfinity, -kInfinity};
   if (axis.hasTimes) {
     panel.title += fmt::format(": starts at {:.6f} s", stream.start);
@@ -160,7 +158,7 @@ void addPanels(std::vector<Panel>& panels, const Plugin& plugin, const File& fil
            std::isfinite(window.to) ? window.to : window.from + 1};
   }
   if (axes.areFolded)
-    panels.back().xLabel += "; start times repeat every 71.6 min";
+    panels.back().xLabel += "; starts repeat every 71.6 min";
 }
 
 // The panels of all files. One stream's samples are in memory at a time.

@@ -3,7 +3,6 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -21,35 +20,6 @@ namespace host {
 namespace {
 
 constexpr const char* kProgram = "gnuplot";
-
-// Gives the child its input and output, and the default action for SIGPIPE.
-class SpawnSetup {
-public:
-  SpawnSetup(int input, int output) {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawn_file_actions_adddup2(&actions_, input, STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
-    posix_spawnattr_init(&attributes_);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGPIPE);
-    posix_spawnattr_setsigdefault(&attributes_, &set);
-  }
-  ~SpawnSetup() {
-    posix_spawn_file_actions_destroy(&actions_);
-    posix_spawnattr_destroy(&attributes_);
-  }
-  SpawnSetup(const SpawnSetup&) = delete;
-  SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-  const posix_spawn_file_actions_t* actions() const noexcept { return &actions_; }
-  const posix_spawnattr_t* attributes() const noexcept { return &attributes_; }
-
-private:
-  posix_spawn_file_actions_t actions_{};
-  posix_spawnattr_t attributes_{};
-};
 
 } // namespace
 
@@ -82,12 +52,15 @@ Gnuplot::Gnuplot() : picture_(open(memfd_create("picture", MFD_CLOEXEC), "r")) {
   // In another locale gnuplot prints a warning, since it cannot convert the characters of the
   // script.
   setenv("LC_ALL", "C.UTF-8", 1); // the host itself uses no locale
-  const SpawnSetup setup(ends[0], fileno(picture_.get()));
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, fileno(input.get()), STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, fileno(picture_.get()), STDOUT_FILENO);
   // Without the user's own settings, which could change the picture.
   std::array<char*, 3> arguments = {const_cast<char*>(kProgram),
                                     const_cast<char*>("--default-settings"), nullptr};
-  const int error = posix_spawnp(&process_, kProgram, setup.actions(), setup.attributes(),
-                                 arguments.data(), environ);
+  const int error = posix_spawnp(&process_, kProgram, &actions, nullptr, arguments.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
   if (error == ENOENT)
     throw Error("drawing needs the program gnuplot, which is not installed");
   if (error != 0)

@@ -11,17 +11,20 @@
 
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
+#include <pty.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
 #include "host/base/output.h"
+#include "host/base/strings.h"
 #include "host/boundary/samples.h"
 #include "host/commandLine.h"
 #include "host/commands/commands.h"
 #include "host/drawing/decimate.h"
 #include "host/drawing/timeAxis.h"
+#include "testing/openDescriptors.h"
 #include "tests/host/fixture.h"
 
 namespace host {
@@ -201,66 +204,90 @@ TEST(Decimate, KeepsSpikeWhereverItIs) {
 }
 
 TEST(TimeAxes, ShareWhatStartTimesAllow) {
+  // Two starts, whether the streams share an axis, and how far the second is behind the first.
+  const std::vector<std::tuple<double, double, bool, double>> cases = {
+      {2147.4, 2147.4, true, 0},          {2147.4, -2147.4, true, 0.167296},
+      {2147.4, 2146.4, true, -1},         {-2147.4, 2000, false, 0},
+      {1.7e9 + 20, 1.7e9 - 5, true, -25}, {1.7e9, 1.7e9 + 4294.967296, false, 0}};
   Stream first;
   first.sampleCount = 1000;
   first.interval = 0.01;
-  first.start = 2147.4;
-  // The start of the second, whether both share an axis, and where the second lies on it.
-  const std::vector<std::tuple<double, bool, double>> cases = {
-      {2147.4, true, 0}, {-2147.4, true, 0.167296}, {2146.4, true, 0}, {2000, false, 0}};
-  for (const auto& [start, isShared, offset] : cases) {
-    Stream second = first;
-    second.start = start;
+  Stream second = first;
+  for (const auto& [start, next, isShared, behind] : cases) {
+    first.start = start;
+    second.start = next;
     const std::vector<TimeAxis> axes = timeAxes({first, second}).streams;
-    EXPECT_EQ(axes[1].isShared, isShared) << start;
-    EXPECT_NEAR(axes[1].offset, offset, 1e-9) << start;
-    EXPECT_NEAR(axes[0].offset, start == 2146.4 ? 1 : 0, 1e-9) << start;
+    EXPECT_EQ(axes[1].isShared, isShared) << next;
+    EXPECT_NEAR(axes[0].offset, std::max(0.0, -behind), 1e-6) << next;
+    EXPECT_NEAR(axes[1].offset, std::max(0.0, behind), 1e-6) << next;
   }
 }
 
 TEST_F(HostTest, PlotDrawsAnyStream) {
-  const std::string file = write("odd.fake", "'`$(1)2\\_\" 10 5000 5000 -1.5 0.1\n"
-                                             "short 10 1 1 0 0\nempty 10 0 0 0 -1\n");
+  const std::string file =
+      write("odd.fake", "A 10 50 50 2147.4 1\n'`$(1)2\\_\" 10 99 50 -2147.4 1\n"
+                        "one 10 1 1 0 0\nempty 10 0 0 2147.4 1\n");
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(plot(plugin, {{file, file}, {}, kStandardOutput, {10, 30}}), kSuccess);
+  const std::string drawn = testing::internal::GetCapturedStdout();
+  for (const char* part :
+       {"odd.fake, A: starts at 2147.400000 s [count]\n      4.28571429 +", " 1.42857143 +",
+        "`$(1)2\\_\": starts at -2147.400000 s (50 of 99 samples found)", " no samples\n",
+        " 0.857142857 |                              *\n", " 10                             20  ",
+        "; starts repeat every 71.6 min\n"})
+    EXPECT_NE(drawn.find(part), std::string::npos) << part << " is not in\n" << drawn;
+
   const std::string target = (folder / "picture.svg").string();
+  const long descriptors = openDescriptors();
   ASSERT_EQ(plot(plugin, {{file}, {}, target, {}}), kSuccess);
-  const std::string picture = read(target);
-  EXPECT_TRUE(picture.starts_with("<?xml"));
-  EXPECT_NE(picture.find("`$(1)2\\_"), std::string::npos);
-  EXPECT_NE(picture.find("no samples"), std::string::npos);
-  EXPECT_NE(picture.find("gpPt6' transform='translate("), std::string::npos); // the dot of "short"
+  EXPECT_EQ(openDescriptors(), descriptors);
+  const std::string path = getenv("PATH");
+  setenv("PATH", (folder.string() + ':' + path).c_str(), 1);
+  // A gnuplot that draws nothing, and one while which the file changes.
+  for (const std::string& then : {std::string("true"), "echo | tee -a " + file}) {
+    std::filesystem::permissions(write("gnuplot", "#!/bin/sh\ncat >/dev/null\n" + then),
+                                 std::filesystem::perms::owner_all);
+    EXPECT_THROW(plot(plugin, {{file}, {}, target, {}}), Error) << then;
+  }
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_TRUE(read(target).starts_with("<?xml"));
 }
 
-TEST_F(HostTest, WatchShowsEachStateAndEndsOnCtrlC) {
-  const std::filesystem::path log = folder / "log";
-  const std::string stream = "A 10 9 9 0 1\n";
-  const std::string file = write("some.fake", stream);
-  const pid_t child = fork();
-  if (child == 0) {
-    const int target = open(log.c_str(), O_WRONLY | O_CREAT, 0600);
-    dup2(target, STDOUT_FILENO);
-    dup2(target, STDERR_FILENO);
-    _exit(runCommandLine({"watch", file, "--interval", "0.02", "--plugin", FAKE_PLUGIN}));
-  }
-  const std::vector<std::pair<std::string, const char*>> states = {
-      {stream, "1 stream\n"},
-      {"", "some.fake: No such file or directory; "}, // where the file is removed
-      {"A", "declined by the plug-in; the plug-in says: declined (7); watching on\n"},
-      {stream + stream, "2 streams\n"},
-      {stream + stream + stream, "3 streams\n"},
+TEST_F(HostTest, WatchShowsEachStateWithinTheTerminalUntilCtrlC) {
+  std::string streams;
+  for (char c = 'A'; c <= 'L'; ++c)
+    streams += std::string(60, 'A') + c + " 10 9 9 1.7e9 1\n";
+  const std::string file = write("some.fake", "B 10 9 9 0 1\nA 10 9 9 0 1\n");
+  winsize size{24, 80, 0, 0};
+  int terminal = -1;
+  const pid_t child = forkpty(&terminal, nullptr, nullptr, &size);
+  if (child == 0)
+    _exit(runCommandLine(
+        {"watch", file, "--stream", "A*", "--interval", "0.02", "--plugin", FAKE_PLUGIN}));
+  alarm(20); // ends a test that waits for what is never shown
+  const auto screenUntil = [&](const std::string& end) {
+    std::string screen;
+    for (char c = 0; !screen.ends_with(end) && ::read(terminal, &c, 1) == 1;)
+      screen = screen.ends_with("\x1b[2J") ? std::string(1, c) : screen + c;
+    return screen;
   };
-  for (const auto& [content, shown] : states) {
-    if (content.empty())
-      std::filesystem::remove(file);
-    else
-      std::filesystem::rename(write("new", content), file);
-    for (int i = 0; i < 500 && read(log).find(shown) == std::string::npos; ++i)
-      usleep(10'000);
-    EXPECT_NE(read(log).find(shown), std::string::npos) << shown << " is not in " << read(log);
+  screenUntil("1 stream\r\n");
+  std::filesystem::rename(write("new", "A"), file);
+  screenUntil("declined by the plug-in; the plug-in says: declined (7); watching on\r\n");
+  std::filesystem::rename(write("new", streams), file);
+  for (const winsize next : {winsize{16, 60, 0, 0}, {}}) {
+    const std::string screen = screenUntil("of the file)\r\n");
+    EXPECT_LT(split(screen, '\n').size(), size.ws_row) << screen;
+    for (const std::string& line : split(screen, '\r')) // with "\n", or what erases progress
+      EXPECT_LE(width(line), size.ws_col + 4) << screen;
+    size = next;
+    ioctl(terminal, TIOCSWINSZ, &size);
   }
   kill(child, SIGINT);
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
+  alarm(0);
 }
 
 } // namespace
