@@ -194,12 +194,13 @@ private:
   }
 
   void addPlot() {
-    CLI::App* command =
-        addCommand("plot", "Draws waveforms with gnuplot",
-                   "ox-wp-host plot station.mseed -o station.png --from 30 --to 90",
-                   "Time counts from the first sample. The streams of a file share one time axis\n"
-                   "where their start times allow it." +
-                       std::string(kStartTimes));
+    CLI::App* command = addCommand(
+        "plot", "Draws waveforms with gnuplot",
+        "ox-wp-host plot station.mseed -o station.png --from 30 --to 90",
+        "Time counts from the first sample. The streams of a file share one time axis\n"
+        "where their start times allow it. Start times that all fit 32 bits of microseconds\n"
+        "are taken to repeat every 71.6 minutes (4294.967296 s), as those of the plug-in\n"
+        "that comes with this program do.");
     addInput(command, plot_.files, plot_.streams);
     addOutputOption(command, plot_.output,
                     "A file named *.svg or *.png; - is standard output, in characters")
@@ -224,10 +225,12 @@ private:
   }
 
   void addWatch() {
-    CLI::App* command =
-        addCommand("watch", "Shows a file, and again whenever it changes, until Ctrl-C",
-                   "ox-wp-host watch --interval 0.5 growing.mseed",
-                   "Changes are seen by size and by modification time in whole seconds.");
+    CLI::App* command = addCommand(
+        "watch", "Shows a file, and again whenever it changes, until Ctrl-C",
+        "ox-wp-host watch --interval 0.5 growing.mseed",
+        "On a terminal the waveforms are drawn below the table, as many as have room. How a\n"
+        "change is seen is the plug-in's: the one that comes with this program looks at size\n"
+        "and at modification time in whole seconds.");
     addInput(command, watch_.file, watch_.streams);
     command
         ->add_option_function<double>(

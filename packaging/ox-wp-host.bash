@@ -12,7 +12,7 @@ _ox_wp_host() {
     list) options=$list formats="table json csv" ;;
     export) options="--help --stream --output --split --format --plugin" formats="csv f64" ;;
     plot) options="--help --stream --output --from --to --plugin" ;;
-    watch) options="--help --interval --plugin" ;;
+    watch) options="--help --stream --interval --plugin" ;;
     check) options="--help --list --rule --time-limit" ;;
   esac
 

@@ -1,5 +1,7 @@
 // `plot`: waveforms as a viewer shows them.
 
+#include <sys/ioctl.h>
+
 #include "host/base/error.h"
 #include "host/boundary/path.h"
 #include "host/commands/commands.h"
@@ -21,10 +23,14 @@ int plot(const Plugin& plugin, const PlotRequest& request) {
     throw Error("no stream that can be delivered");
   for (const File& file : files)
     announceCost(file);
-  if (request.output == kStandardOutput)
-    drawCharacters(plugin, files, request.window, terminalSize(), 12, output);
-  else
+  if (request.output == kStandardOutput) {
+    constexpr int kFewestRows = 12; // of a panel
+    winsize room = terminalSize();
+    --room.ws_row; // for the prompt
+    drawCharacters(plugin, files, request.window, room, kFewestRows, output);
+  } else {
     drawPicture(plugin, files, request.window, request.output, output);
+  }
   for (const File& file : files)
     expectUnchanged(plugin, file);
   output.commit();

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include <fmt/chrono.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
@@ -20,7 +21,7 @@ namespace host {
 
 namespace {
 
-constexpr int kFewestRows = 5; // of a panel
+constexpr int kFewestRows = 5; // of a panel: two at least have its waveform
 
 extern "C" void endWatch(int /*signal*/) {
   _exit(kSuccess);
@@ -35,7 +36,8 @@ void endOnSignals() {
     sigaction(signal, &action, nullptr);
 }
 
-// Blocked, so that it waits until it is asked for: none is lost while the plug-in is called.
+// SIGWINCH, which says that the terminal has another size. It is blocked, so that it waits for
+// sigtimedwait() and is not lost meanwhile.
 sigset_t blockResizing() {
   sigset_t resizing;
   sigemptyset(&resizing);
@@ -84,7 +86,8 @@ void showOnTerminal(const Plugin& plugin, File file, std::vector<std::string> li
 
 // Shows the file as it is and returns it. Throws Error when it is gone or half written, or has
 // changed meanwhile.
-ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, Output& output) {
+ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool onTerminal,
+                       Output& output) {
   plugin->release_all_files(plugin.handle());
   File file = openFile(plugin, request.file);
   StreamChoice choice(request.streams);
@@ -93,7 +96,7 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, Output
   std::vector<std::string> lines = tableLines(file, Columns::headers, {});
   const std::time_t now = std::time(nullptr);
   lines[0].insert(0, fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
-  if (isatty(STDOUT_FILENO) == 1) {
+  if (onTerminal) {
     showOnTerminal(plugin, file, lines, output);
     expectUnchanged(plugin, file);
   } else {
@@ -108,7 +111,7 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
   endOnSignals();
   expectToKeep({request.file}, kStandardOutput);
   Output output(kStandardOutput);
-  const bool isTerminal = isatty(STDOUT_FILENO) == 1;
+  const bool onTerminal = isatty(STDOUT_FILENO) == 1;
   const sigset_t resizing = blockResizing();
   const auto nanoseconds = std::chrono::ceil<std::chrono::nanoseconds>(request.interval).count();
   const timespec interval{nanoseconds / std::nano::den, nanoseconds % std::nano::den};
@@ -118,7 +121,7 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
     try {
       if (!shown || hasChanged(plugin, shown)) {
         shown = nullptr;
-        shown = show(plugin, request, output);
+        shown = show(plugin, request, onTerminal, output);
         lastFailure.clear();
       }
     } catch (const Error& error) {
@@ -126,7 +129,7 @@ int watch(const Plugin& plugin, const WatchRequest& request) {
         reportError(std::string(error.what()) + "; watching on");
       lastFailure = error.what();
     }
-    if (sigtimedwait(&resizing, nullptr, &interval) == SIGWINCH && isTerminal)
+    if (sigtimedwait(&resizing, nullptr, &interval) == SIGWINCH && onTerminal)
       shown = nullptr;
   }
 }

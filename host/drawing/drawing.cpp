@@ -308,8 +308,8 @@ void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const 
 
 winsize terminalSize() noexcept {
   winsize size{};
-  const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return known ? size : kUsualTerminal;
+  (void)ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
+  return size.ws_col > 0 && size.ws_row > 0 ? size : kUsualTerminal;
 }
 
 } // namespace host
