@@ -26,12 +26,28 @@ constexpr const char* kAbout =
 
 // About start times, for the help of what shows or writes them.
 constexpr const char* kStartTimes =
-    "\nA start time is the low 32 bits of the microseconds since 1970, in seconds: it repeats\n"
-    "every 71.6 minutes (4294.967296 s), so different times can show the same one.";
+    "\nTimes are in seconds, as the plug-in reports them. A start time of ox_wp_plugin_geo is the\n"
+    "low 32 bits of the microseconds since 1970: it repeats every 71.6 minutes (4294.967296 s),\n"
+    "so different times can show the same one.";
 
-bool isWord(const std::string& text) {
-  return !text.empty() &&
-         std::all_of(text.begin(), text.end(), [](char c) { return c >= 'a' && c <= 'z'; });
+// CLI11 takes an argument in brackets for a list, unless something is behind the brackets. No
+// argument holds this byte.
+constexpr char kBehindBrackets = '\0';
+
+void protectBrackets(std::string& argument) {
+  if (argument.starts_with('[') && argument.ends_with(']'))
+    argument += kBehindBrackets;
+}
+
+std::string unprotected(std::string argument) {
+  if (argument.ends_with(kBehindBrackets))
+    argument.pop_back();
+  return argument;
+}
+
+// A validator for paths.
+std::string expectNotEmpty(const std::string& path) {
+  return path.empty() ? "an empty name" : "";
 }
 
 class CommandLine {
@@ -44,23 +60,29 @@ public:
     addPlot();
     addWatch();
     addCheck();
+    for (CLI::App* command : app_.get_subcommands({}))
+      for (CLI::Option* option : command->get_options())
+        option->transform(unprotected);
   }
 
   int run(std::vector<std::string> arguments) {
     if (arguments.empty())
       arguments = {"--help"};
-    const std::string first = arguments.front();
-    const bool isDefault = wantsDefault(first);
-    if (isDefault)
+    const std::string& first = arguments.front();
+    assumesList_ =
+        !isSubcommand(first) && first != "-h" && first != "--help" && first != "--version";
+    if (assumesList_)
       arguments.insert(arguments.begin(), "list");
+    std::for_each(arguments.begin(), arguments.end(), protectBrackets);
     std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
     try {
       app_.parse(std::move(arguments));
     } catch (const CLI::ParseError& error) {
       return show(error);
     }
-    if (isDefault && isWord(first) && access(first.c_str(), F_OK) != 0)
-      reportError("nor is there a subcommand " + first + "; ox-wp-host --help lists them");
+    if (assumesList_ && status_ != kSuccess && access(list_.files[0].c_str(), F_OK) != 0)
+      reportError(list_.files[0] + " is neither a file nor a subcommand; ox-wp-host --help lists "
+                                   "the subcommands");
     return status_;
   }
 
@@ -93,12 +115,9 @@ private:
     return {};
   }
 
-  bool wantsDefault(const std::string& first) const {
-    if (first == "-h" || first == "--help" || first == "--version")
-      return false;
-    return app_
-        .get_subcommands([&](const CLI::App* command) { return command->get_name() == first; })
-        .empty();
+  bool isSubcommand(const std::string& name) const {
+    const auto isNamed = [&](const CLI::App* command) { return command->get_name() == name; };
+    return !app_.get_subcommands(isNamed).empty();
   }
 
   CLI::App* addCommand(const char* name, const char* about, const char* example,
@@ -108,23 +127,30 @@ private:
     return command;
   }
 
-  // Runs `action` with a plug-in once the line is parsed; its result is the exit status.
-  template<class Action>
-  void onPlugin(CLI::App* command, Action action) {
+  void addPluginOption(CLI::App* command) {
     command
         ->add_option("--plugin", pluginPath_,
                      "The plug-in; default: the one that comes with this program")
+        ->check(expectNotEmpty)
         ->type_name("PATH");
-    command->callback([this, action] {
-      const Library library(pluginPath_.empty() ? defaultPluginPath() : pluginPath_);
-      const Plugin plugin(library);
-      status_ = action(plugin);
-    });
+  }
+
+  // Loads the plug-in. What is wrong in the command line is found before.
+  template<class Request>
+  void run(int (*subcommand)(const Plugin&, const Request&), const Request& request) {
+    const Library library(pluginPath_.empty() ? defaultPluginPath() : pluginPath_);
+    const Plugin plugin(library);
+    status_ = subcommand(plugin, request);
+  }
+
+  template<class Files>
+  static CLI::Option* addFiles(CLI::App* command, Files& files, const char* about) {
+    return command->add_option("FILE", files, about)->check(expectNotEmpty)->type_name("");
   }
 
   template<class Files>
   static void addInput(CLI::App* command, Files& files, std::vector<std::string>& streams) {
-    command->add_option("FILE", files, "Data file")->required()->type_name("");
+    addFiles(command, files, "Data file")->required();
     command
         ->add_option("--stream", streams,
                      "Only streams whose name matches this pattern; can be given again")
@@ -134,6 +160,7 @@ private:
 
   static CLI::Option* addOutputOption(CLI::App* command, std::string& output, const char* about) {
     return command->add_option("-o,--output", output, about)
+        ->check(expectNotEmpty)
         ->type_name("OUT")
         ->default_str(kStandardOutput);
   }
@@ -167,7 +194,14 @@ private:
     const std::map<std::string, ListFormat> formats = {
         {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
     addFormatOption(command, list_.format, formats);
-    onPlugin(command, [this](const Plugin& plugin) { return list(plugin, list_); });
+    addPluginOption(command);
+    command->callback([this] {
+      for (const std::string& file : list_.files)
+        if (assumesList_ && isSubcommand(file))
+          throw CLI::ValidationError(
+              file, "a subcommand comes first; a file of this name is written ./" + file);
+      run(list, list_);
+    });
   }
 
   void addExport() {
@@ -185,12 +219,14 @@ private:
     command
         ->add_option("--split", export_.folder,
                      "Writes a file for each stream into this folder, named after the stream")
+        ->check(expectNotEmpty)
         ->type_name("DIR")
         ->excludes(output);
     const std::map<std::string, ExportFormat> formats = {{"csv", ExportFormat::csv},
                                                          {"f64", ExportFormat::f64}};
     addFormatOption(command, export_.format, formats);
-    onPlugin(command, [this](const Plugin& plugin) { return exportSamples(plugin, export_); });
+    addPluginOption(command);
+    command->callback([this] { run(exportSamples, export_); });
   }
 
   void addPlot() {
@@ -217,10 +253,11 @@ private:
         ->add_option("--to", plot_.window.to,
                      "Seconds after the first sample; default: to the last")
         ->type_name("SECONDS");
-    onPlugin(command, [this](const Plugin& plugin) {
-      if (!(plot_.window.from < plot_.window.to))
+    addPluginOption(command);
+    command->callback([this] {
+      if (!(plot_.window.from < plot_.window.to)) // nor NaN
         throw CLI::ValidationError("--from must be less than --to");
-      return plot(plugin, plot_);
+      run(plot, plot_);
     });
   }
 
@@ -236,17 +273,15 @@ private:
         ->add_option_function<double>(
             "--interval",
             [this](const double& seconds) {
+              if (!(seconds >= 0.01 && seconds <= 86400)) // nor NaN
+                throw CLI::ValidationError("--interval must be 0.01 to 86400 seconds");
               watch_.interval = std::chrono::duration<double>(seconds);
             },
             "Seconds between two readings of the change flag, 0.01 to 86400")
         ->type_name("SECONDS")
         ->default_str(fmt::format("{}", watch_.interval.count()));
-    onPlugin(command, [this](const Plugin& plugin) {
-      const double seconds = watch_.interval.count();
-      if (!(seconds >= 0.01 && seconds <= 86400)) // nor NaN
-        throw CLI::ValidationError("--interval must be 0.01 to 86400 seconds");
-      return watch(plugin, watch_);
-    });
+    addPluginOption(command);
+    command->callback([this] { run(watch, watch_); });
   }
 
   void addCheck() {
@@ -258,7 +293,7 @@ private:
         "others are skipped.");
     command->add_option("PLUGIN", check_.plugin, "The library; required without --list")
         ->type_name("");
-    command->add_option("FILE", check_.files, "Data files that it reads")->type_name("");
+    addFiles(command, check_.files, "Data files that it reads");
     command->add_flag("--list", check_.listOnly, "Shows the names of the rules and runs none");
     command
         ->add_option("--rule", check_.rules,
@@ -281,6 +316,7 @@ private:
   }
 
   CLI::App app_;
+  bool assumesList_ = false; // no subcommand is named
   std::string pluginPath_;
   ListRequest list_;
   ExportRequest export_;

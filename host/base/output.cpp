@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include <fcntl.h>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 #include "host/base/progress.h"
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include "host/base/error.h"

@@ -29,8 +29,6 @@ bool isPlain(const std::string& name) {
 
 std::string whyUnreadable(const std::string& path) {
   struct stat status {};
-  if (path.empty())
-    return "an empty file name";
   if (stat(path.c_str(), &status) != 0)
     return path == "-" ? "-: standard input cannot be read; name a file" : systemError(path).what();
   if (S_ISDIR(status.st_mode))

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include <dlfcn.h>
@@ -64,7 +65,11 @@ Plugin::~Plugin() {
 }
 
 std::string defaultPluginPath() {
-  const fs::path folder = fs::read_symlink("/proc/self/exe").parent_path();
+  std::error_code error;
+  const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+  if (error)
+    throw Error("this program's folder is not known (/proc/self/exe: " + error.message() +
+                "); name a plug-in with --plugin");
   const fs::path beside = folder / kPluginFile;
   const fs::path installed = (folder / kInstalledFolder / kPluginFile).lexically_normal();
   for (const fs::path& candidate : {beside, installed})

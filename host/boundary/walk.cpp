@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <sys/stat.h>
 
 #include "host/base/error.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include <fmt/core.h>
+#include <fmt/format.h>
 
 #include "host/base/strings.h"
 #include "host/listing/listing.h"
@@ -22,7 +22,7 @@ constexpr std::array kColumns = std::to_array<Column>({
     {"name", true},
     {"samples", false},
     {"rate (Hz)", false},
-    {"start (s, mod 71.6 min)", false},
+    {"start (s)", false},
     {"end (s)", false},
     {"deliverable", true},
     {"first sample", false},
