@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <map>
 #include <new>
 #include <sstream>
 
@@ -30,21 +29,6 @@ constexpr const char* kStartTimes =
     "low 32 bits of the microseconds since 1970: it repeats every 71.6 minutes (4294.967296 s),\n"
     "so different times can show the same one.";
 
-// CLI11 takes an argument in brackets for a list, unless something is behind the brackets. No
-// argument holds this byte.
-constexpr char kBehindBrackets = '\0';
-
-void protectBrackets(std::string& argument) {
-  if (argument.starts_with('[') && argument.ends_with(']'))
-    argument += kBehindBrackets;
-}
-
-std::string unprotected(std::string argument) {
-  if (argument.ends_with(kBehindBrackets))
-    argument.pop_back();
-  return argument;
-}
-
 // A validator for paths.
 std::string expectNotEmpty(const std::string& path) {
   return path.empty() ? "an empty name" : "";
@@ -62,7 +46,7 @@ public:
     addCheck();
     for (CLI::App* command : app_.get_subcommands({}))
       for (CLI::Option* option : command->get_options())
-        option->transform(unprotected);
+        option->transform([](const std::string& value) { return std::string(value.c_str()); });
   }
 
   int run(std::vector<std::string> arguments) {
@@ -73,7 +57,11 @@ public:
         !isSubcommand(first) && first != "-h" && first != "--help" && first != "--version";
     if (assumesList_)
       arguments.insert(arguments.begin(), "list");
-    std::for_each(arguments.begin(), arguments.end(), protectBrackets);
+    // CLI11 takes an argument in brackets for a list, unless something is behind the brackets: this
+    // byte, which ends every option's value.
+    for (std::string& argument : arguments)
+      if (argument.starts_with('['))
+        argument += '\0';
     std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
     try {
       app_.parse(std::move(arguments));
@@ -165,21 +153,12 @@ private:
         ->default_str(kStandardOutput);
   }
 
-  // The default is the value that `format` has.
-  template<class Format>
-  void addFormatOption(CLI::App* command, Format& format,
-                       const std::map<std::string, Format>& formats) {
-    CLI::Option* option =
-        command
-            ->add_option_function<std::string>(
-                "--format",
-                [&format, formats](const std::string& name) { format = formats.at(name); },
-                "Format of the output")
-            ->check(CLI::IsMember(formats))
-            ->type_name("NAME");
-    for (const auto& [name, value] : formats)
-      if (value == format)
-        option->default_str(name);
+  static void addFormatOption(CLI::App* command, std::string& format,
+                              const std::vector<std::string>& formats) {
+    command->add_option("--format", format, "Format of the output")
+        ->check(CLI::IsMember(formats))
+        ->type_name("NAME")
+        ->capture_default_str();
   }
 
   void addList() {
@@ -191,9 +170,7 @@ private:
     addInput(command, list_.files, list_.streams);
     command->add_flag("--samples", list_.samples,
                       "Copies the samples; adds how many were found, the first and the last");
-    const std::map<std::string, ListFormat> formats = {
-        {"table", ListFormat::table}, {"json", ListFormat::json}, {"csv", ListFormat::csv}};
-    addFormatOption(command, list_.format, formats);
+    addFormatOption(command, list_.format, {"table", "json", "csv"});
     addPluginOption(command);
     command->callback([this] {
       for (const std::string& file : list_.files)
@@ -222,9 +199,7 @@ private:
         ->check(expectNotEmpty)
         ->type_name("DIR")
         ->excludes(output);
-    const std::map<std::string, ExportFormat> formats = {{"csv", ExportFormat::csv},
-                                                         {"f64", ExportFormat::f64}};
-    addFormatOption(command, export_.format, formats);
+    addFormatOption(command, export_.format, {"csv", "f64"});
     addPluginOption(command);
     command->callback([this] { run(exportSamples, export_); });
   }

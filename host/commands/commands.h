@@ -15,24 +15,20 @@ inline constexpr int kSuccess = 0;
 inline constexpr int kFailure = 1;  // of a file or a rule
 inline constexpr int kWrongUse = 2; // of the command line
 
-enum class ListFormat { table, json, csv };
-
 struct ListRequest {
   std::vector<std::string> files;
   std::vector<std::string> streams; // patterns of names; none: all streams
   bool samples = false;             // copies the samples and shows the first, the last and how many
-  ListFormat format = ListFormat::table;
+  std::string format = "table";     // or json, csv
 };
 int list(const Plugin& plugin, const ListRequest& request);
-
-enum class ExportFormat { csv, f64 };
 
 struct ExportRequest {
   std::string file;
   std::vector<std::string> streams; // as for ListRequest
   std::string output = kStandardOutput;
-  std::string folder; // for a file for each stream, in place of `output`; else empty
-  ExportFormat format = ExportFormat::csv;
+  std::string folder;         // for a file for each stream, in place of `output`; else empty
+  std::string format = "csv"; // or f64
 };
 int exportSamples(const Plugin& plugin, const ExportRequest& request);
 

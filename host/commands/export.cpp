@@ -11,6 +11,7 @@
 #include <bit>
 #include <cctype>
 #include <filesystem>
+#include <optional>
 #include <set>
 #include <span>
 #include <system_error>
@@ -130,13 +131,6 @@ void writeDoubles(std::span<SpooledStream> streams, Output& output) {
     }
 }
 
-void write(ExportFormat format, std::span<SpooledStream> streams, Output& output) {
-  if (format == ExportFormat::csv)
-    writeCsv(streams, output);
-  else
-    writeDoubles(streams, output);
-}
-
 // A name for a file, made from any bytes: neither a path nor hidden, and not too long.
 std::string fileNameFor(const Stream& stream) {
   constexpr size_t kLongest = 200;
@@ -149,9 +143,15 @@ std::string fileNameFor(const Stream& stream) {
   return name;
 }
 
+void createFolder(const std::string& path) {
+  std::error_code error;
+  std::filesystem::create_directories(path, error);
+  if (error)
+    throw systemError(path, error.value());
+}
+
 // The path of each stream's file. Of streams with the same name, the second and later are numbered.
-std::vector<std::string> pathsFor(const File& file, const ExportRequest& request) {
-  const char* extension = request.format == ExportFormat::csv ? ".csv" : ".f64";
+std::vector<std::string> splitPaths(const File& file, const ExportRequest& request) {
   std::set<std::string> names;
   std::vector<std::string> paths;
   for (const Stream& stream : file.streams) {
@@ -159,37 +159,9 @@ std::vector<std::string> pathsFor(const File& file, const ExportRequest& request
     std::string name = wanted;
     for (int number = 2; !names.insert(name).second; ++number)
       name = fmt::format("{}-{}", wanted, number);
-    paths.push_back(request.folder + '/' + name + extension);
+    paths.push_back(request.folder + '/' + name + '.' + request.format);
   }
   return paths;
-}
-
-// Writes a file for each stream.
-void exportSplit(const Plugin& plugin, const File& file, const ExportRequest& request) {
-  std::error_code error;
-  std::filesystem::create_directories(request.folder, error);
-  if (error)
-    throw systemError(request.folder, error.value());
-  const std::vector<std::string> paths = pathsFor(file, request);
-  for (const std::string& path : paths)
-    expectToKeep({request.file}, path);
-  Spool spool;
-  std::vector<SpooledStream> streams = readStreams(plugin, file, spool);
-  for (size_t i = 0; i < streams.size(); ++i) {
-    Output output(paths[i]);
-    write(request.format, {&streams[i], 1}, output);
-    output.commit(Output::OnDisk::later);
-  }
-  putOnDisk(request.folder);
-}
-
-void exportTogether(const Plugin& plugin, const File& file, const ExportRequest& request) {
-  expectToKeep({request.file}, request.output);
-  Output output(request.output);
-  Spool spool;
-  std::vector<SpooledStream> streams = readStreams(plugin, file, spool);
-  write(request.format, streams, output);
-  output.commit();
 }
 
 } // namespace
@@ -201,10 +173,28 @@ int exportSamples(const Plugin& plugin, const ExportRequest& request) {
   if (file.streams.empty())
     throw Error(request.file + ": no stream that can be delivered");
   announceCost(file);
-  if (request.folder.empty())
-    exportTogether(plugin, file, request);
-  else
-    exportSplit(plugin, file, request);
+  const bool isSplit = !request.folder.empty();
+  if (isSplit)
+    createFolder(request.folder);
+  const std::vector<std::string> paths =
+      isSplit ? splitPaths(file, request) : std::vector{request.output};
+  for (const std::string& path : paths)
+    expectToKeep({request.file}, path);
+
+  // The first is opened before the file is read, which can take long.
+  std::optional<Output> output(paths[0]);
+  Spool spool;
+  std::vector<SpooledStream> streams = readStreams(plugin, file, spool);
+  const size_t together = isSplit ? 1 : streams.size(); // in one output
+  for (size_t i = 0; i < paths.size(); ++i) {
+    if (i > 0)
+      output.emplace(paths[i]);
+    const auto writeStreams = request.format == "csv" ? writeCsv : writeDoubles;
+    writeStreams(std::span(streams).subspan(i * together, together), *output);
+    output->commit(isSplit ? Output::OnDisk::later : Output::OnDisk::now);
+  }
+  if (isSplit)
+    putOnDisk(request.folder);
   return kSuccess;
 }
 

@@ -14,15 +14,9 @@ namespace {
 
 std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output) {
   const Columns columns = request.samples ? Columns::headersAndSamples : Columns::headers;
-  switch (request.format) {
-  case ListFormat::json:
+  if (request.format == "json")
     return jsonListing(output);
-  case ListFormat::csv:
-    return csvListing(output, columns);
-  case ListFormat::table:
-    break;
-  }
-  return tableListing(output, columns);
+  return request.format == "csv" ? csvListing(output, columns) : tableListing(output, columns);
 }
 
 // Copies every stream in turn. One stream's samples are in memory at a time. A copy that fails is
