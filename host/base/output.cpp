@@ -11,7 +11,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/base/endingSignals.h"
@@ -34,16 +33,6 @@ void removeTemporaryFile() {
     unlink(removeOnSignal.data());
 }
 
-// Those of the file that is replaced; for a new file, those that the system would give it.
-mode_t permissionsFor(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) == 0)
-    return status.st_mode & 07777;
-  const mode_t mask = umask(0);
-  umask(mask);
-  return 0666 & ~mask;
-}
-
 // main() ignores SIGPIPE, so that a message to a closed standard error does not end the process.
 [[noreturn]] void endByClosedPipe() {
   (void)std::signal(SIGPIPE, SIG_DFL);
@@ -51,32 +40,20 @@ mode_t permissionsFor(const std::string& path) {
   std::abort(); // not reached, unless the signal is blocked
 }
 
-// True for a regular file, and for a name that is new or cannot be looked up. Moving a file onto a
-// device would remove the device.
-bool isReplaceable(const std::string& path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  return error || fs::is_regular_file(status);
-}
-
-bool isStandardOutput(const std::string& path) {
-  struct stat named {};
-  struct stat standard {};
-  return path == kStandardOutput ||
-         (stat(path.c_str(), &named) == 0 && fstat(STDOUT_FILENO, &standard) == 0 &&
-          named.st_dev == standard.st_dev && named.st_ino == standard.st_ino);
-}
-
 } // namespace
 
-Output::Output(const std::string& path)
-    : path_(isStandardOutput(path) ? kStandardOutput : path), descriptor_(STDOUT_FILENO) {
-  if (path_ == kStandardOutput)
-    return;
-  if (isReplaceable(path_))
-    openTemporaryFile();
-  else
+Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
+  struct stat named {};
+  struct stat standard {};
+  const bool exists = stat(path.c_str(), &named) == 0;
+  if (path == kStandardOutput ||
+      (exists && fstat(STDOUT_FILENO, &standard) == 0 && named.st_dev == standard.st_dev &&
+       named.st_ino == standard.st_ino))
+    path_ = kStandardOutput;
+  else if (exists && !S_ISREG(named.st_mode)) // a file moved onto a device would remove the device
     descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
+  else
+    openTemporaryFile(exists ? &named : nullptr);
   if (descriptor_ < 0)
     throw systemError(path_);
 }
@@ -90,7 +67,7 @@ Output::~Output() {
     close(descriptor_);
 }
 
-void Output::openTemporaryFile() {
+void Output::openTemporaryFile(const struct stat* replaced) {
   if (access(path_.c_str(), W_OK) != 0 && errno != ENOENT)
     throw systemError(path_);
   // A symbolic link stays: the file that it points to, which can be missing, is replaced.
@@ -107,13 +84,16 @@ void Output::openTemporaryFile() {
   // The name is stored first, so that a signal finds it as soon as the file exists.
   std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
   cleanUpOnEndingSignals(removeTemporaryFile);
-  descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                     replaced ? S_IRUSR | S_IWUSR : 0666);
   if (descriptor_ < 0) {
     const int code = errno;
     removeOnSignal[0] = '\0';
     throw systemError(code == ENOENT ? folder.string() : path_, code);
   }
   temporary_ = name;
+  if (replaced)
+    (void)fchmod(descriptor_, replaced->st_mode);
 }
 
 void Output::write(std::string_view bytes) {
@@ -146,8 +126,7 @@ void Output::commit(OnDisk onDisk) {
   flush();
   if (temporary_.empty())
     return;
-  if (fchmod(descriptor_, permissionsFor(path_)) != 0 ||
-      (onDisk == OnDisk::now && fsync(descriptor_) != 0) ||
+  if ((onDisk == OnDisk::now && fsync(descriptor_) != 0) ||
       rename(temporary_.c_str(), path_.c_str()) != 0)
     throw systemError(path_);
   removeOnSignal[0] = '\0';

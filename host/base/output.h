@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include <sys/stat.h>
+
 namespace host {
 
 inline constexpr const char* kStandardOutput = "-"; // as a path
@@ -36,7 +38,8 @@ public:
   void commit(OnDisk onDisk = OnDisk::now);
 
 private:
-  void openTemporaryFile();
+  // The file that is replaced, if there is one, passes on its permissions.
+  void openTemporaryFile(const struct stat* replaced);
   void pass(std::string_view rest) const;
 
   std::string path_;      // the final name; kStandardOutput for whatever names that

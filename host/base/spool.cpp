@@ -36,23 +36,16 @@ Spool::Spool() : file_(fdopen(openNameless(), "w+b")) {
 
 uint64_t Spool::append(std::span<const double> samples) {
   const uint64_t position = size_;
-  if (std::fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size() ||
-      std::fflush(file_.get()) != 0) // read() does not see the stream's buffer
+  if (std::fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
     throw systemError(kWhat);
   size_ += samples.size();
   return position;
 }
 
 void Spool::read(uint64_t position, std::span<double> samples) const {
-  const auto bytes = std::as_writable_bytes(samples);
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t part = pread(fileno(file_.get()), bytes.data() + done, bytes.size() - done,
-                               static_cast<off_t>(position * sizeof(double) + done));
-    if (part <= 0)
-      throw systemError(kWhat);
-    done += static_cast<size_t>(part);
-  }
+  if (fseeko(file_.get(), static_cast<off_t>(position * sizeof(double)), SEEK_SET) != 0 ||
+      std::fread(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
+    throw systemError(kWhat);
 }
 
 } // namespace host

@@ -19,6 +19,7 @@ public:
   Spool();
 
   // Appends samples and returns the position of the first.
+  // REQUIRES: nothing was read yet.
   uint64_t append(std::span<const double> samples);
   void read(uint64_t position, std::span<double> samples) const;
 

@@ -19,17 +19,17 @@ std::string someOf(const std::vector<std::string>& names) {
   return list;
 }
 
-StreamChoice::StreamChoice(const std::vector<std::string>& patterns) {
-  for (const std::string& glob : patterns)
-    patterns_.push_back({glob, false});
-}
+StreamChoice::StreamChoice(const std::vector<std::string>& patterns)
+    : patterns_(patterns), unmatched_(patterns.begin(), patterns.end()) {}
 
 bool StreamChoice::matches(const std::string& name) {
-  bool matched = patterns_.empty();
-  for (Pattern& pattern : patterns_)
-    if (fnmatch(pattern.glob.c_str(), name.c_str(), 0) == 0)
-      matched = pattern.isMatched = true;
-  return matched;
+  bool isMatched = patterns_.empty();
+  for (const std::string& pattern : patterns_)
+    if (fnmatch(pattern.c_str(), name.c_str(), 0) == 0) {
+      isMatched = true;
+      unmatched_.erase(pattern);
+    }
+  return isMatched;
 }
 
 void StreamChoice::apply(File& file) {
@@ -40,11 +40,10 @@ void StreamChoice::apply(File& file) {
 }
 
 void StreamChoice::expectMatches() const {
-  for (const Pattern& pattern : patterns_)
-    if (!pattern.isMatched)
-      throw Error(names_.empty()
-                      ? pattern.glob + ": no stream was found"
-                      : pattern.glob + ": no stream has such a name; there are " + someOf(names_));
+  for (const std::string& pattern : unmatched_)
+    throw Error(names_.empty()
+                    ? pattern + ": no stream was found"
+                    : pattern + ": no stream has such a name; there are " + someOf(names_));
 }
 
 } // namespace host

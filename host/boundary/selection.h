@@ -1,6 +1,7 @@
 // The choice of streams by their names.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,15 +24,11 @@ public:
   void expectMatches() const;
 
 private:
-  struct Pattern {
-    std::string glob;
-    bool isMatched;
-  };
-
   bool matches(const std::string& name);
 
-  std::vector<Pattern> patterns_;
-  std::vector<std::string> names_; // of all streams that were seen
+  std::vector<std::string> patterns_;
+  std::set<std::string> unmatched_; // of the patterns
+  std::vector<std::string> names_;  // of all streams that were seen
 };
 
 } // namespace host

@@ -13,10 +13,9 @@ namespace host {
 namespace {
 
 std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output) {
-  const Columns columns = request.samples ? Columns::headersAndSamples : Columns::headers;
   if (request.format == "json")
     return jsonListing(output);
-  return request.format == "csv" ? csvListing(output, columns) : tableListing(output, columns);
+  return request.format == "csv" ? csvListing(output, request.samples) : tableListing(output);
 }
 
 // Copies every stream in turn. One stream's samples are in memory at a time. A copy that fails is

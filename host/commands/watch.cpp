@@ -93,7 +93,7 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool o
   StreamChoice choice(request.streams);
   choice.apply(file);
   choice.expectMatches();
-  std::vector<std::string> lines = tableLines(file, Columns::headers, {});
+  std::vector<std::string> lines = tableLines(file, {});
   const std::time_t now = std::time(nullptr);
   lines[0].insert(0, fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
   if (onTerminal) {

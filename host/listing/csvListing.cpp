@@ -16,13 +16,12 @@ std::string exactNumber(const std::optional<double>& value) {
 
 class Csv : public Listing {
 public:
-  Csv(Output& output, Columns columns) : output_(output), columns_(columns) {}
+  Csv(Output& output, bool hasSamples) : output_(output), hasSamples_(hasSamples) {}
 
   void begin(const Properties& /*plugin*/) override {
     output_.write("file,section,variable,name,samples,sample_interval_s,sample_rate_hz,start_s,"
                   "end_s,deliverable");
-    output_.write(columns_ == Columns::headers ? "\n"
-                                               : ",samples_found,first_sample,last_sample\n");
+    output_.write(hasSamples_ ? ",samples_found,first_sample,last_sample\n" : "\n");
   }
 
   void file(const File& file, const SampleSummaries& samples) override {
@@ -43,13 +42,13 @@ public:
 
 private:
   Output& output_;
-  Columns columns_;
+  bool hasSamples_;
 };
 
 } // namespace
 
-std::unique_ptr<Listing> csvListing(Output& output, Columns columns) {
-  return std::make_unique<Csv>(output, columns);
+std::unique_ptr<Listing> csvListing(Output& output, bool hasSamples) {
+  return std::make_unique<Csv>(output, hasSamples);
 }
 
 } // namespace host

@@ -33,16 +33,13 @@ public:
   virtual void end() {}
 };
 
-// What the samples add to the columns of a table and of CSV.
-enum class Columns { headers, headersAndSamples };
-
 // Aligned columns for people, below a line that names the file.
-std::vector<std::string> tableLines(const File& file, Columns columns,
-                                    const SampleSummaries& samples);
+std::vector<std::string> tableLines(const File& file, const SampleSummaries& samples);
 // The same, with an empty line between two files.
-std::unique_ptr<Listing> tableListing(Output& output, Columns columns);
-// One row for each stream. Every number reads back as the same double.
-std::unique_ptr<Listing> csvListing(Output& output, Columns columns);
+std::unique_ptr<Listing> tableListing(Output& output);
+// One row for each stream. Every number but the rate reads back as the same double, and times as
+// the same nanosecond.
+std::unique_ptr<Listing> csvListing(Output& output, bool hasSamples);
 // Every property of every level. Numbers that JSON lacks are strings, such as "nan" and "inf".
 std::unique_ptr<Listing> jsonListing(Output& output);
 

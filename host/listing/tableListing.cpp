@@ -17,7 +17,7 @@ struct Column {
   bool isLeftAligned;
 };
 
-// The last three are about the samples.
+// The last three only where there are samples.
 constexpr std::array kColumns = std::to_array<Column>({
     {"name", true},
     {"samples", false},
@@ -29,7 +29,6 @@ constexpr std::array kColumns = std::to_array<Column>({
     {"last sample", false},
     {"", true}, // what is missing
 });
-constexpr size_t kSampleColumns = 3;
 
 using Row = std::vector<std::string>;
 
@@ -76,47 +75,43 @@ std::vector<std::string> aligned(const std::vector<Row>& rows) {
 
 class Table : public Listing {
 public:
-  Table(Output& output, Columns columns) : output_(output), columns_(columns) {}
+  explicit Table(Output& output) : output_(output) {}
 
   void file(const File& file, const SampleSummaries& samples) override {
     if (!isFirst_)
       output_.write("\n");
     isFirst_ = false;
-    for (const std::string& line : tableLines(file, columns_, samples))
+    for (const std::string& line : tableLines(file, samples))
       output_.write(line + '\n');
   }
 
 private:
   Output& output_;
-  Columns columns_;
   bool isFirst_ = true;
 };
 
 } // namespace
 
-std::vector<std::string> tableLines(const File& file, Columns columns,
-                                    const SampleSummaries& samples) {
+std::vector<std::string> tableLines(const File& file, const SampleSummaries& samples) {
   std::vector<std::string> lines = {fmt::format("{}: {} stream{}", printable(file.path),
                                                 file.streams.size(),
                                                 file.streams.size() == 1 ? "" : "s")};
   if (file.streams.empty())
     return lines;
   std::vector<Row> rows(1);
-  for (const Column& column : kColumns)
-    rows[0].emplace_back(column.heading);
-  if (columns == Columns::headers)
-    rows[0].resize(kColumns.size() - kSampleColumns);
   for (const Stream& stream : file.streams)
     rows.push_back(rowOf(stream));
   for (size_t i = 0; i < samples.size(); ++i)
     append(rows[i + 1], samples[i]);
+  for (size_t i = 0; i < rows.back().size(); ++i)
+    rows[0].emplace_back(kColumns[i].heading);
   for (std::string& line : aligned(rows))
     lines.push_back(std::move(line));
   return lines;
 }
 
-std::unique_ptr<Listing> tableListing(Output& output, Columns columns) {
-  return std::make_unique<Table>(output, columns);
+std::unique_ptr<Listing> tableListing(Output& output) {
+  return std::make_unique<Table>(output);
 }
 
 } // namespace host
