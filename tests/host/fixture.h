@@ -8,25 +8,23 @@
 #include <gtest/gtest.h>
 
 #include "host/boundary/plugin.h"
+#include "testing/temporaryFolder.h"
 
 class HostTest : public testing::Test {
 protected:
-  HostTest() {
-    std::string name = testing::TempDir() + "host-XXXXXX";
-    folder = mkdtemp(name.data());
-  }
-  ~HostTest() override { std::filesystem::remove_all(folder); }
-
   std::string write(const std::string& name, const std::string& content) const {
-    std::ofstream(folder / name, std::ios::binary) << content;
-    return (folder / name).string();
+    return temporary.write(name, content);
   }
   static std::string read(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  std::filesystem::path folder;
+  TemporaryFolder temporary;
+  std::filesystem::path folder = temporary / "";
   host::Library library{FAKE_PLUGIN};
   host::Plugin plugin{library};
+  // The plug-in's functions, to put others in their place.
+  _ox_wp_plugin_functions_type& functions =
+      const_cast<_ox_wp_plugin_functions_type&>(*plugin.operator->());
 };

@@ -12,7 +12,6 @@
 #include <fcntl.h>
 #include <nlohmann/json.hpp>
 #include <pty.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -54,18 +53,27 @@ TEST_F(HostTest, ExitStatusTellsWrongUseFromFailure) {
   std::filesystem::current_path(folder);
   write("list", "A 10 9 9 0 1\n");
   write("no", "something else\n");
+  write("none", "A 10 9 0 0 1\n");
+  write("[1]", "A 10 9 9 0 1\n");
   std::filesystem::create_symlink("list", "link");
+  std::filesystem::create_symlink("out.csv", "dangling");
   std::filesystem::create_hard_link("list", "same");
   const std::vector<std::pair<Texts, int>> cases = {
       {{}, 0},
       {{"list"}, 2},
       {{"list", "--format", "xml", "list"}, 2},
       {{"plot", "list", "-o", "list.gif"}, 2},
-      {{"plot", "list", "--from", "2", "--to", "1", "--plugin", FAKE_PLUGIN}, 2},
+      {{"plot", "list", "--from", "2", "--to", "1", "--plugin", "missing"}, 2},
+      {{"watch", "list", "--interval", "nan", "--plugin", "missing"}, 2},
+      {{"export", "list", "--split", "", "--plugin", "missing"}, 2},
+      {{"list", "list", "--plugin", ""}, 2},
       {{"check", FAKE_PLUGIN, "--time-limit", "0"}, 2},
       {{"list", "--samples", "--stream", "A", "list", "--plugin", FAKE_PLUGIN}, 0},
       {{"list", "--stream", "B", "list", "--plugin", FAKE_PLUGIN}, 1},
-      {{"export", "list", "--plugin", FAKE_PLUGIN, "-o", "out.csv", "--stream", "A"}, 0},
+      {{"export", "list", "--plugin", FAKE_PLUGIN, "-o", "dangling", "--stream", "[A]"}, 0},
+      {{"export", "none", "--plugin", FAKE_PLUGIN, "-o", "out.csv"}, 1},
+      {{"list", "--samples", "none", "--plugin", FAKE_PLUGIN}, 1},
+      {{"[1]", "--plugin", FAKE_PLUGIN}, 0},
       {{"export", "list", "--plugin", FAKE_PLUGIN, "--format", "f64", "--split", "out"}, 0},
       {{"export", "list", "--plugin", FAKE_PLUGIN, "-o", "./link"}, 1},
       {{"export", "./list", "--plugin", FAKE_PLUGIN, "-o", "same"}, 1},
@@ -88,32 +96,47 @@ TEST_F(HostTest, ExitStatusTellsWrongUseFromFailure) {
 
 TEST_F(HostTest, ListingsStayValidForAnyNameAndNumber) {
   // Not well formed: too long, a surrogate, beyond the last character. A mark for each byte.
-  const std::string noUtf8 = "\xc0\xaf\xed\xa0\x80\xf4\x90\x80\x80";
-  const std::string marks = "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD";
-  const std::string path = write("odd.fake", "a\"b,\x1b\u009bé€🌍" + noUtf8 +
-                                                 " 10 300 6 -1.5 0.1\n\xe2\x82x\xc3 0 9 0 0 0\n");
+  const std::string noUtf8 = "\xc0\xaf\xe0\x9f\xbf\xed\xa0\x80\xf0\x8f\xf4\x90\x80\x80";
+  const std::string name = "a\"b,\x1b\u009b\u00a0é€\u0800🌍\U00010000";
+  std::string marks;
+  for (size_t i = 0; i < noUtf8.size(); ++i)
+    marks += "\uFFFD";
+  const std::string path = write("odd.fake", name + noUtf8 + " 10 300 6 -1.5 0.1\nsection\n" +
+                                                 "\xe2\x82x\xc3 0 9 0 0 0\n");
+  functions.get_error_message = [](ox_wp_plugin_handle) { return "no stream"; };
   const auto listed = [&](const char* format) {
     testing::internal::CaptureStdout();
-    EXPECT_EQ(list(plugin, {{path}, {}, true, format}), kSuccess);
+    EXPECT_EQ(list(plugin, {{path, "none"}, {}, true, format}), kFailure);
     return testing::internal::GetCapturedStdout();
   };
-  const auto json = nlohmann::json::parse(listed("json"));
-  const auto& streams = json["files"][0]["streams"];
-  EXPECT_EQ(streams[0]["properties"][0]["value"], "a\"b,\x1b\u009bé€🌍" + marks);
-  EXPECT_EQ(streams[0]["properties"].size(), 9);
-  EXPECT_EQ(streams[0]["rate"], 10);
-  EXPECT_EQ(streams[0]["samples_found"], 6);
-  EXPECT_EQ(streams[0]["last_sample"], "inf");
-  EXPECT_EQ(streams[1]["first_sample"], nullptr);
+  auto json = nlohmann::json::parse(listed("json"));
+  auto& known = json["files"][0];
+  std::string names;
+  for (const auto& level : {json["plugin"], known, known["sections"][1], known["streams"][0]})
+    for (const auto& property : level["properties"])
+      names += property["identifier"].dump() + property["name"].get<std::string>() + ' ';
+  EXPECT_EQ(names, "145file_extension 144plugin_name 9file_kind 10section_count 38section_kind "
+                   "39variable_count 37section_x_label 48variable_name 51variable_kind "
+                   "52variable_data_type 53sample_count 49variable_x_label 50variable_y_label "
+                   "34x_start 35x_step 36x_end ");
+  EXPECT_EQ(known["streams"][0]["properties"][0]["value"], name + marks);
+  EXPECT_EQ(known["streams"][0]["last_sample"], "inf");
+  known["streams"][1].erase("properties");
+  EXPECT_EQ(known["streams"][1].dump(),
+            R"({"end":0.0,"first_sample":null,"last_sample":null,"name":"�x�","rate":null,)"
+            R"("samples":9,"samples_found":0,"section":1,"start":0.0,"type":"none","variable":0})");
+  EXPECT_EQ(json["files"][1].dump(), "{\"error\":\"none: No such file or directory; the plug-in "
+                                     "says: no stream; declined (7)\",\"path\":\"none\"}");
 
   const Texts rows = split(listed("csv"), '\n');
   ASSERT_EQ(rows.size(), 3);
   EXPECT_EQ(rows[1],
-            path + ",0,0,\"a\"\"b,\x1b\u009bé€🌍" + marks + "\",300,0.1,10,-1.5,28.5,yes,6,-0,inf");
-  EXPECT_EQ(rows[2], path + ",0,1,\uFFFD\uFFFDx\uFFFD,9,0,0,0,0,no,0,,");
+            path + ",0,0,\"a\"" + name.substr(1) + marks + "\",300,0.1,10,-1.5,28.5,yes,6,-0,inf");
+  EXPECT_EQ(rows[2], path + ",1,0,\uFFFD\uFFFDx\uFFFD,9,0,0,0,0,no,0,,");
 
   const std::string table = listed("table");
-  EXPECT_NE(table.find("a\"b,\uFFFD\uFFFDé€🌍" + marks + " "), std::string::npos) << table;
+  EXPECT_NE(table.find("a\"b,\uFFFD\uFFFD" + name.substr(7) + marks + " "), std::string::npos)
+      << table;
   EXPECT_NE(table.find("6 of 300 samples found"), std::string::npos) << table;
 }
 
@@ -121,7 +144,7 @@ class Export : public HostTest {
 protected:
   // Longer than what is in memory while columns are merged, and not equally long.
   const std::string file = write("some.fake", "A 10 20001 20001 -1.5 0.01\nB 10 9 8192 3 0\n"
-                                              "C 10 8200 8193 0 0.3\nD 0 5 0 0 0\n");
+                                              "C 10 8200 8193 1.7e9 0.3\nD 0 5 0 0 0\n");
   const std::string target = (folder / "out").string();
 
   int run(const Texts& streams, const char* format, const std::string& output) {
@@ -130,6 +153,7 @@ protected:
 };
 
 TEST_F(Export, KeepsEveryBitOfEverySample) {
+  setenv("TMPDIR", "", 1); // means none
   const File record = openFile(plugin, file);
   std::string raw;
   ASSERT_EQ(run({}, "csv", target), kSuccess);
@@ -152,8 +176,9 @@ TEST_F(Export, KeepsEveryBitOfEverySample) {
       ASSERT_EQ(bitsOf(cells[2 * i + 1]), value) << rows[sample + 1];
     }
   }
-  ASSERT_EQ(run({}, "f64", target), kSuccess);
-  EXPECT_EQ(read(target), raw);
+  testing::internal::CaptureStdout();
+  ASSERT_EQ(run({}, "f64", "/dev/stdout"), kSuccess);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), raw);
 }
 
 TEST_F(Export, LeavesNothingHalfDone) {
@@ -163,20 +188,25 @@ TEST_F(Export, LeavesNothingHalfDone) {
   EXPECT_THROW(run({}, "csv", folder / "none" / "out"), Error);
   EXPECT_THROW(run({}, "csv", "/dev/full"), Error);
 
-  (void)std::signal(SIGXFSZ, SIG_IGN);
-  rlimit limit{};
-  getrlimit(RLIMIT_FSIZE, &limit);
-  const rlimit little{100'000, limit.rlim_max}; // as a disk that fills up
-  setrlimit(RLIMIT_FSIZE, &little);
-  EXPECT_THROW(run({"A"}, "csv", target), Error);
-  setrlimit(RLIMIT_FSIZE, &limit);
-
-  const auto endInTheMiddle = [&] {
-    Output output(target);
-    output.write(std::string(100'000, '.'));
-    (void)std::raise(SIGTERM);
+  for (const int signal : {SIGTERM, SIGQUIT, SIGXCPU, SIGXFSZ}) {
+    const auto endInTheMiddle = [&] {
+      Output output(target);
+      (void)std::raise(signal);
+    };
+    EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(signal), "");
+  }
+  static std::string growing;
+  growing = file;
+  functions.copy_variable_data = [](void*, void*, void*, int, ox_wp_data_type, void* buffer,
+                                    int size) {
+    std::ofstream(growing, std::ios::app) << '\n';
+    std::fill_n(static_cast<double*>(buffer), size / sizeof(double), 1.0);
+    return 0;
   };
-  EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(SIGTERM), "");
+  EXPECT_THROW(run({}, "csv", target), Error);
+  EXPECT_THROW(exportSamples(plugin, {file, {"A"}, "-", folder / "split", "f64"}), Error);
+  EXPECT_EQ(list(plugin, {{file}, {}, true, "table"}), kFailure);
+  EXPECT_TRUE(std::filesystem::remove(folder / "split")); // an empty folder
   EXPECT_EQ(read(target), "earlier");
   // The data file is the other one.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 2);
