@@ -19,19 +19,20 @@ std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output)
 }
 
 // Copies every stream in turn. One stream's samples are in memory at a time. A copy that fails is
-// reported, sets `status` and leaves its row without samples.
+// reported, sets `status` and leaves its row without samples, unless the file has changed: then all
+// fail with it.
 SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& status) {
   announceCost(file);
   Progress progress("Reading streams", file.streams.size());
   SampleSummaries summaries;
+  std::vector<std::string> failures;
   for (const Stream& stream : file.streams) {
     progress.show(summaries.size());
     Samples samples{{}, stream.sampleCount};
     try {
       samples = copySamples(plugin, file, stream);
     } catch (const Error& error) {
-      status = kFailure;
-      reportError(error.what());
+      failures.emplace_back(error.what());
     }
     summaries.push_back({samples.values.size(), {}, {}, samples.shortfall()});
     if (!samples.values.empty()) {
@@ -40,6 +41,10 @@ SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& st
     }
   }
   expectUnchanged(plugin, file);
+  for (const std::string& failure : failures) {
+    status = kFailure;
+    reportError(failure);
+  }
   return summaries;
 }
 
