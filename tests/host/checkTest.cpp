@@ -19,6 +19,7 @@ namespace {
 constexpr std::array kBreakages = std::to_array<std::pair<const char*, const char*>>({
     {"FUNCTION", "the library loads and makes a plug-in object: the plug-in has no function rel"},
     {"SLOT", "versions from 1 on become 1, and the rest of the table is null: the slot at 248"},
+    {"OLD_ERROR", "the error string is not null, and is of the last call: \"no streams\" is still"},
     {"PRINTS", "nothing is printed: it printed \"declined\""},
     {"DESCRIPTOR", "no descriptor is left open: "},
     {"THREAD", "no thread is started: 1 threads before the use, "},
@@ -33,7 +34,6 @@ constexpr std::array kBreakages = std::to_array<std::pair<const char*, const cha
     {"RECORD_FIELDS", "unused fields stay unchanged: file, index 0: byte 32 of the record was"},
     {"X_END", "the end is start + count * interval: variable 0: expected 3.5, seen 3.49"},
     {"NAMES", "names stay unchanged until their file is released: \"A_BHZ\" became \"?_BHZ"},
-    {"NULL_SECTION", "a copy from a null section is refused: variable 0: a null section: expected"},
     {"NEVER_0", "buffers of the stream's length or less are filled: variable 0, 4000 bytes: 500"},
     {"OVERRUN", "buffers of the stream's length or less are filled: variable 0, 4000 bytes: 0 w"},
     {"LONG_COPY", "a longer buffer gives 1 and holds all samples: variable 0"},
@@ -60,8 +60,7 @@ protected:
 
 TEST_F(Check, FindsTheBrokenRuleAndNoOther) {
   EXPECT_EQ(faults(FAKE_PLUGIN), "");
-  EXPECT_TRUE(faults(TALKATIVE_PLUGIN)
-                  .starts_with("BROKEN  the entry point is the only exported function: breaks is"));
+  EXPECT_NE(faults(TALKATIVE_PLUGIN).find("breaks is exported too"), std::string::npos);
   for (const auto& [name, report] : kBreakages) {
     setenv("FAKE_PLUGIN_BREAKS", name, 1);
     const std::string broken = faults(FAKE_PLUGIN);
@@ -73,8 +72,8 @@ TEST_F(Check, FindsTheBrokenRuleAndNoOther) {
 TEST_F(Check, DoesNotWaitForEveryRuleThatHangs) {
   setenv("FAKE_PLUGIN_BREAKS", "HANG", 1);
   const std::string broken = faults(FAKE_PLUGIN, 1);
-  EXPECT_TRUE(std::regex_search(broken, std::regex("(BROKEN.*hung in parse_file: .*\n){3}skip")));
-  EXPECT_TRUE(broken.ends_with("(3 rules hung)\n")) << broken;
+  const std::regex expected("(BROKEN.*hung in parse_file: .*\\n){3}(skip.*hung\\)\\n)+");
+  EXPECT_TRUE(std::regex_match(broken, expected)) << broken;
 }
 
 TEST_F(Check, EndsWhatThePluginStarts) {
@@ -82,7 +81,7 @@ TEST_F(Check, EndsWhatThePluginStarts) {
   setenv("FAKE_PLUGIN_BREAKS", "FORKS", 1);
   EXPECT_EQ(faults(FAKE_PLUGIN), "");
   int status = 0;
-  EXPECT_GT(wait(&status), 0);
+  wait(&status);
   EXPECT_EQ(status, SIGKILL);
 }
 
