@@ -24,7 +24,4 @@ protected:
   std::filesystem::path folder = temporary / "";
   host::Library library{FAKE_PLUGIN};
   host::Plugin plugin{library};
-  // The plug-in's functions, to put others in their place.
-  _ox_wp_plugin_functions_type& functions =
-      const_cast<_ox_wp_plugin_functions_type&>(*plugin.operator->());
 };
