@@ -15,8 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// False for a path in which parse_file replaces something: white space around it, "\", "^", "$" or
-// a leading "~".
+// False for a path in which a plug-in may replace something, as ox_wp_plugin_geo does: white space
+// around it, "\", "^", "$" or a leading "~".
 bool isPlain(const std::string& name) {
   constexpr std::string_view kBlanks = " \t\n\v\f\r";
   const std::string path = fs::path(name).lexically_normal().string(); // ./~ is ~
@@ -40,14 +40,6 @@ std::string whyUnreadable(const std::string& path) {
   return {};
 }
 
-std::string editingHint(const std::string& path) {
-  if (isPlain(path))
-    return {};
-  return "; in a path the plug-in reads \\ and ^ as /, a leading ~ as $HOME, $NAME as that "
-         "variable, "
-         "and drops white space at both ends: an absolute path may help";
-}
-
 void expectToKeep(const std::vector<std::string>& inputs, const std::string& output) {
   struct stat written {};
   const bool isStandardOutput = output == kStandardOutput;
@@ -55,7 +47,7 @@ void expectToKeep(const std::vector<std::string>& inputs, const std::string& out
       !S_ISREG(written.st_mode))
     return;
   for (const std::string& input : inputs) {
-    // The plug-in resolves ".." in the string, the system in the folders.
+    // A plug-in may resolve ".." in the string; the system does so in the folders.
     for (const std::string& name : {input, fs::path(input).lexically_normal().string()}) {
       struct stat read {};
       if (stat(name.c_str(), &read) == 0 && read.st_dev == written.st_dev &&

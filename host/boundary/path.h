@@ -1,4 +1,4 @@
-// Paths of data files: the plug-in edits them, so a path can name another file for it than for the
+// Paths of data files. A plug-in may edit them, so a path can name another file for it than for the
 // system.
 #pragma once
 
@@ -9,10 +9,6 @@ namespace host {
 
 // A message why this is not a regular file that can be opened; empty when it is.
 std::string whyUnreadable(const std::string& path);
-
-// How the plug-in edits paths, as the end of a message about this one; empty where it edits
-// nothing.
-std::string editingHint(const std::string& path);
 
 // Throws Error when writing to `output` would change one of `inputs`, the files that are read.
 void expectToKeep(const std::vector<std::string>& inputs, const std::string& output);

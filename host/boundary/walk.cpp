@@ -89,7 +89,7 @@ Error declined(const Plugin& plugin, const std::string& path) {
     reason = path + ": an empty file";
   if (reason.empty())
     reason = path + ": declined by the plug-in";
-  return Error(reason + pluginMessages(plugin) + editingHint(path));
+  return Error(reason + pluginMessages(plugin));
 }
 
 } // namespace
