@@ -270,8 +270,8 @@ typedef struct _ox_wp_plugin_functions_type {
    * time are not filled: sample i has the time start + i * step only if no gap lies before it.
    *
    * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples. It
-   * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples. A size below
-   * 8, which may be negative, stores nothing: `buffer` may then be null, and the result means
+   * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples. A size
+   * below 8, which may be negative, stores nothing: `buffer` may then be null, and the result means
    * nothing.
    *
    * Returns 0 when the buffer was filled and the file read to its end; 1 otherwise:
@@ -327,8 +327,8 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   why it declined a file.
  * - Paths. parse_file edits its path. It drops white space around it. "/", "\" and "^" separate
  *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
- *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what is
- *   not set stays as it is. All this is done twice, so the second time can replace what the first
+ *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what
+ * is not set stays as it is. All this is done twice, so the second time can replace what the first
  *   one has uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~"
  *   safely.
  * - Names are those of the source: "NET_STA_LOC_CHA".
