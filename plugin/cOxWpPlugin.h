@@ -40,7 +40,6 @@ public:
   File* findFile(const std::string& name);
   File* findFile(const char* name) { return name ? findFile(std::string(name)) : nullptr; }
 
-  // Removes the last file, if any.
   void popFile();
 
   // Removes the file at this address and returns 0; returns 1 if the plug-in has no such file.

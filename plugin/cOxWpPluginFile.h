@@ -6,7 +6,6 @@
 #include <iterator>
 #include <list>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -44,8 +43,8 @@ public:
   bool checkFileChanged();
 
   // Returns section number `index`; null if there is none.
-  Section* getSectionHandle(int index) noexcept;
-  const Section* getSectionHandle(int index) const noexcept;
+  Section* getSectionHandle(int index) noexcept { return sectionAt(sections_, index); }
+  const Section* getSectionHandle(int index) const noexcept { return sectionAt(sections_, index); }
 
   // Reads property number `index`: first the number of sections, then the stored properties.
   // Returns 0 on success, and 1 with identifier 0 for an index out of range. `property` is not
@@ -60,7 +59,6 @@ public:
 
   void clearProperties() noexcept { properties_.clear(); }
 
-  // Removes the last section, if any.
   void popSection();
 
   void setErrorMessage(const std::string& message) { plugin_->setErrorMessage(message); }
@@ -75,6 +73,13 @@ private:
     std::int64_t time = 0;  // seconds since 1970-01-01 UTC
   };
   static cLook lookAt(const std::string& name);
+
+  // For the list and for the const list.
+  template<class Sections>
+  static auto* sectionAt(Sections& sections, int index) noexcept {
+    return index >= 0 && index < std::ssize(sections) ? &*std::next(sections.begin(), index)
+                                                      : nullptr;
+  }
 
   std::string fileName_;
   std::uint64_t fileSize_ = 0;     // as setFileName or checkFileChanged last saw it
@@ -123,21 +128,6 @@ bool cOxWpPluginFile<Plugin, Section>::checkFileChanged() {
   fileSize_ = now.size;
   lastWriteTime_ = now.time;
   return true;
-}
-
-template<class Plugin, class Section>
-Section* cOxWpPluginFile<Plugin, Section>::getSectionHandle(int index) noexcept {
-  return const_cast<Section*>(std::as_const(*this).getSectionHandle(index));
-}
-
-template<class Plugin, class Section>
-const Section* cOxWpPluginFile<Plugin, Section>::getSectionHandle(int index) const noexcept {
-  if (index < 0)
-    return nullptr;
-  for (const Section& section : sections_)
-    if (index-- == 0)
-      return &section;
-  return nullptr;
 }
 
 template<class Plugin, class Section>

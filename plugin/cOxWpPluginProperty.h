@@ -6,7 +6,9 @@
 #include "plugin/ox_wp_plugin.h"
 
 struct cOxWpPluginProperty {
-  explicit cOxWpPluginProperty(const _ox_wp_prop_type& source)
+  cOxWpPluginProperty() = default;
+  // Not explicit: a record can stand wherever a property is taken.
+  cOxWpPluginProperty(const _ox_wp_prop_type& source)
       : record(source), labelText(source.label ? source.label : ""),
         valueText(source.string_value ? source.string_value : "") {}
 
@@ -19,7 +21,7 @@ struct cOxWpPluginProperty {
     return result;
   }
 
-  _ox_wp_prop_type record; // its pointers are those of the source and may dangle
+  _ox_wp_prop_type record = {}; // its pointers are those of the source and may dangle
   std::string labelText;
   std::string valueText;
 };

@@ -92,7 +92,12 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   text.assign(text.size(), '?');
   for (const auto& [identifier, label, string] :
        {std::tuple{5, "b", "old"}, {6, "a", nullptr}, {5, "b", "new"}})
-    file.setProperty(cOxWpPluginProperty(labelled(identifier, label, string)));
+    file.setProperty(labelled(identifier, label, string));
+  cOxWpPluginProperty filled;
+  filled.record.identifier = 7;
+  filled.labelText = "c";
+  filled.valueText = "d";
+  file.pushProperty(filled);
 
   const auto read = [&file](int index) {
     _ox_wp_prop_type p = labelled(-1, "?", "?");
@@ -105,7 +110,8 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   EXPECT_EQ(read(1), R"((0, 5, "text of the caller", 8, "text of the caller", 0.5, -7))");
   EXPECT_EQ(read(2), R"((0, 5, "b", 8, "new", 0.5, -7))");
   EXPECT_EQ(read(3), R"((0, 6, "a", 8, "", 0.5, -7))");
-  for (const int outside : {4, -1, INT_MIN, INT_MAX})
+  EXPECT_EQ(read(4), R"((0, 7, "c", 0, "d", 0, 0))");
+  for (const int outside : {5, -1, INT_MIN, INT_MAX})
     EXPECT_EQ(read(outside), R"((1, 0, "?", 8, "?", 0.5, -7))");
   file.clearProperties();
   EXPECT_EQ(read(1), R"((1, 0, "?", 8, "?", 0.5, -7))");
