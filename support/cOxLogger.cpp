@@ -69,8 +69,4 @@ cOxLogger& cOxLogger::operator<<(const std::string& text) {
   return *this;
 }
 
-cOxLogger& cOxLogger::operator<<(std::ostream& (*)(std::ostream&)) {
-  return *this << std::string("\n");
-}
-
 } // namespace ox3

@@ -2,6 +2,7 @@
 // enabled, or drops them. It never prints.
 #pragma once
 
+#include <ios>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -90,8 +91,10 @@ public:
 
   // Sends to rawText of the callback: not filtered by level, not cleaned and not buffered.
   cOxLogger& operator<<(const std::string& text);
-  // Sends a line feed for any manipulator, std::endl and std::flush included.
-  cOxLogger& operator<<(std::ostream& (*manipulator)(std::ostream&));
+  // Send a line feed whatever the manipulator is: std::endl and its like, std::hex and its like.
+  cOxLogger& operator<<(std::ostream& (*)(std::ostream&)) { return sendLineFeed(); }
+  cOxLogger& operator<<(std::ios& (*)(std::ios&)) { return sendLineFeed(); }
+  cOxLogger& operator<<(std::ios_base& (*)(std::ios_base&)) { return sendLineFeed(); }
   // Takes long, int, short and their unsigned forms, const char*, char, double, bool and cOxString.
   // The value is formatted as a standard stream does it by default.
   template<class Value>
@@ -102,6 +105,8 @@ public:
   }
 
 private:
+  cOxLogger& sendLineFeed() { return *this << std::string("\n"); }
+
   cOxLoggerCallBack* callBack_ = nullptr;
   bool bufferEnabled_ = false;
   std::vector<oxLogger::cBufferedMessages> bufferedMessages_;

@@ -71,8 +71,9 @@ TEST(Logger, PassesRawTextAndInterruptionOn) {
   EXPECT_FALSE(logger.checkActionIsInterrupted());
   logger.setLoggerCallBack(&seen);
   logger << std::string(" text\n") << -1L << 'c' << 0.5 << true << static_cast<unsigned short>(7)
-         << ox3::cOxString("ox") << std::flush << std::endl;
-  EXPECT_EQ(seen.raw, " text\n-1c0.517ox\n\n");
+         << ox3::cOxString("ox") << std::endl
+         << std::hex << +[](std::ios& s) -> std::ios& { return s; } << 10;
+  EXPECT_EQ(seen.raw, " text\n-1c0.517ox\n\n\n10");
   logger.setActionIsInterrupted(true);
   EXPECT_TRUE(logger.checkActionIsInterrupted());
 }
