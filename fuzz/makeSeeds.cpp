@@ -1,5 +1,4 @@
-// make-seeds FOLDER: writes what fuzzing starts from into FOLDER/boundary, FOLDER/path and
-// FOLDER/geopsy.
+// make-seeds FOLDER: writes the files from which fuzzing of the boundary starts.
 #include <cstdint>
 #include <cstdio>
 #include <exception>

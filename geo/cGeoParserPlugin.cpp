@@ -9,8 +9,7 @@
 #include "support/cOxFilePath.h"
 #include "support/dateAndTime.h"
 
-// The only instantiation. It is explicit so that members which this plug-in does not call compile
-// too.
+// Explicit, so that members which nothing calls compile too.
 template class cOxWpPlugin<cGeoParserFile>;
 template class cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection>;
 
@@ -241,7 +240,7 @@ ox_wp_file_handle ox_wp_plugin_geo_parser_parse_file(ox_wp_plugin_handle plugin,
 }
 
 int ox_wp_plugin_geo_parser_release_file(ox_wp_plugin_handle, ox_wp_file_handle) {
-  return 1; // by design: single files cannot be released
+  return 1; // files are only released all at once; hosts rely on it
 }
 
 int ox_wp_plugin_geo_parser_release_all_files(ox_wp_plugin_handle plugin) {

@@ -60,7 +60,6 @@ private:
   int setLabel(_ox_wp_prop_type& property, std::int32_t identifier, const char* label);
 };
 
-// A parsed file.
 class cGeoParserFile : public cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection> {
 public:
   using cOxWpPluginFile::cOxWpPluginFile;

@@ -19,10 +19,7 @@ void trim(std::string& s);
 // again. With an empty `from`, inserts `to` before each byte and at the end.
 void replace_string_all(std::string& s, const std::string& from, const std::string& to);
 
-// Replaces the first occurrence of `from`, if any, by `to`.
 void replace_string_first(std::string& s, const std::string& from, const std::string& to);
-
-// Removes every `c`.
 void remove_string_all(std::string& s, char c);
 
 } // namespace oxString

@@ -36,7 +36,7 @@ constexpr cCodeString kReturnCodeStrings[] = {
     {rcTimeout, "timeout"},
     {rcDeserializationFailed, "deserialization failed"},
     {rcSerializationFailed, "serialization failed"},
-    {rcEncodingFailed, "encodeing failed"}, // spelled so on purpose
+    {rcEncodingFailed, "encodeing failed"}, // misspelt, and kept: programs compare it
     {rcDecodingFailed, "decoding failed"},
     {rcPartialTransmission, "partial transmission"},
     {rcChecksumError, "checksum error"},

@@ -14,10 +14,10 @@ std::string evaluateEnvironmentVariableImpl(const std::string& name, const cOxLo
 std::string evaluateEnvironmentVariable(const std::string& name);
 
 // Returns `path` with a leading "~" replaced by $HOME, or removed if HOME is not set. This differs
-// from cOxFilePath on purpose: that appends a "/" to $HOME, and keeps the "~" if HOME is not set.
+// from cOxFilePath, which appends a "/" to $HOME, and keeps the "~" if HOME is not set.
 std::string evaluateSpecialPath(std::string path, cOxLogger& logger);
 
-// Status of the readers and of the dispatcher. The number 17 stays unused.
+// Status of the readers and of the dispatcher.
 enum returnCode : int {
   rcOk = 0,
   rcPartiallyOk = 1,
@@ -49,7 +49,6 @@ enum returnCode : int {
   rcBadFunctionArguments = 28
 };
 
-// The number 4 stays unused.
 enum statusCode : int {
   scOk = 0,
   scError = 1,

@@ -18,7 +18,8 @@ class cGeoFileParserBase {
 public:
   // Returns rcOk when the file record has one more section, rcFileFormatRecognized when the file is
   // of the reader's format but has no data, and rcFailed when it is not of the format or cannot be
-  // read. On failure the last section is removed, even if none was appended.
+  // read. On failure the last section is removed: it is the one that was appended, unless memory
+  // ran out before.
   ox3::returnCode parseFile(const std::string& name) {
     fileName_ = name;
     ox3::returnCode code = ox3::rcFailed;

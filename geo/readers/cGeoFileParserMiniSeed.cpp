@@ -93,8 +93,8 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
   if (variable.sampleRate == 0)
     return;
 
-  // Not a mistake: the distance is divided by the rate, and nextStartTime advances by one sample,
-  // not by one record. No property publishes either.
+  // Kept as they are: the distance is divided by the rate, and nextStartTime advances by one
+  // sample, not by one record. No property publishes either.
   const auto distance = static_cast<double>(record.starttime - variable.nextStartTime);
   const std::int32_t gap =
       lowBits(truncated(distance / (variable.sampleRate * kMicrosecondsPerSecond)));
@@ -146,8 +146,8 @@ bool cGeoFileParserMiniSeed::checkFileHeader() {
 }
 
 bool cGeoFileParserMiniSeed::checkFileHeader(cDataFile& data) {
-  // Sequence number, quality, station, location, channel and network are text. In a shorter file
-  // its last byte stands for the missing ones.
+  // Sequence number, quality, station, location, channel and network are text. A shorter file is
+  // judged by the bytes that it has.
   const std::string_view start = data.start();
   return !start.empty() && std::all_of(start.begin(), start.end(), [](char byte) {
     return (byte >= 0x20 && byte <= 0x7E) || byte == '\r' || byte == '\t' || byte == '\n';

@@ -1,4 +1,4 @@
-// The miniSEED reader.
+// How miniSEED becomes a section and its samples doubles.
 //
 // A parse reads the headers of all records and makes one section of them, with one variable per
 // stream: its name, its number of samples, and the rate and start of its first record. No samples
