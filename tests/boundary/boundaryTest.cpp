@@ -109,6 +109,44 @@ Doubles padded(const Samples& samples, std::size_t size) {
   return result;
 }
 
+// Numbers of one size, which is in bytes.
+struct Run {
+  int size;
+  std::vector<std::int64_t> numbers;
+};
+
+// What one record holds.
+struct Recorded {
+  int encoding; // -1: not stated, as in a record without blockette 1000
+  std::vector<Run> data;
+  Doubles samples;
+  bool hasExactRate = false;
+};
+
+// A record of 256 bytes at 20 Hz, or exactly 1.5 Hz, from 62.5 s on, as the SEED manual lays it
+// out.
+std::string written(const Recorded& content, bool bigEndian) {
+  std::string result = "000001D TEST 00BHZXX";
+  const auto append = [&](std::size_t start, const std::vector<Run>& runs) {
+    result.resize(start);
+    for (const auto& [size, numbers] : runs)
+      for (const std::int64_t number : numbers)
+        for (int i = 0; i < size; ++i)
+          result += static_cast<char>(number >> 8 * (bigEndian ? size - 1 - i : i));
+  };
+  const bool isStated = content.encoding >= 0;
+  append(20, {{2, {1970, 1}}, {1, {0, 1, 2, 0}}, {2, {5000}}}); // day 1, 00:01:02.5
+  append(30, {{2, {std::ssize(content.samples), 20, 1}}});
+  append(39, {{1, {isStated + content.hasExactRate}}, {4, {0}}, {2, {128, isStated ? 48 : 0}}});
+  if (isStated)
+    append(48, {{2, {1000, content.hasExactRate ? 56 : 0}}, {1, {content.encoding, bigEndian, 8}}});
+  if (content.hasExactRate)
+    append(56, {{2, {100, 0}}, {4, {0x3FC00000}}});
+  append(128, content.data);
+  result.resize(256);
+  return result;
+}
+
 } // namespace
 
 // The checker tests index, type and fields.
@@ -132,12 +170,10 @@ TEST_F(Boundary, PropertiesSayWhatTheFileHolds) {
 
 TEST_F(Boundary, EveryEncodingComesOutAsDoubles) {
   const Integers small = {0, 1, -1, 300, -32768, 32767, 5};
-  const Integers large = {0, -536870912, 536870911, 12, -7, 9};
-  const miniSeedFile::Samples floats = std::vector<float>{0.F, -1.5F, 3e38F, 1e-40F};
   const miniSeedFile::Samples reals = std::vector<double>{0, -1.5, 1e300, 5e-324, INFINITY};
   const std::pair<int, miniSeedFile::Samples> cases[] = {
-      {0, "text \xff\x80~"}, {1, small},  {3, large},      {4, floats},       {5, reals},
-      {10, large},           {11, small}, {3, ramp(5000)}, {11, ramp(50000)},
+      {0, "text \xff\x80~"}, {1, small},        {5, reals},
+      {3, ramp(5000)},       {10, ramp(50000)}, {11, ramp(50000)},
   };
   for (const auto& [encoding, data] : cases)
     for (const bool bigEndian : {true, false})
@@ -156,6 +192,61 @@ TEST_F(Boundary, EveryEncodingComesOutAsDoubles) {
                   std::pair(0, padded(expected, expected.size() + 2)))
             << encoding << " " << length;
       }
+}
+
+// Recordings that libmseed did not write, with samples worked out from the SEED manual.
+TEST_F(Boundary, RecordingsAreReadAsTheFormatIsPublished) {
+  const Recorded integers = {
+      3, {{4, {1, -1, 0x7FFFFFFF, -0x80000000LL}}}, {1, -1, 2147483647, -2147483648.}};
+  const Recorded exact = {
+      4, {{4, {0x3FC00000, 0xC0100000, 1}}}, {1.5, -2.25, std::ldexp(1, -149)}, true};
+  // One frame: which words hold differences, the first and the last sample, differences. The first
+  // difference leads from an earlier record and is not used.
+  const Recorded steim1 = {10,
+                           {{4, {0b00'00'00'01'10'11 << 20, 10, 100000}},
+                            {1, {99, 2, -3, 0}},
+                            {2, {291, -1}},
+                            {4, {99701}}},
+                           {10, 12, 9, 9, 300, 299, 100000}};
+  const Recorded steim2 = {11,
+                           {{4, {0b00'00'00'01'10'10'10'11'11'11 << 12, 10, 116425}},
+                            {1, {99, 2, -3, 0}},
+                            {4,
+                             {0x40018697,    // 30 bits: 99991
+                              0xBFCE3E80,    // 15 bits: -100, 16000
+                              0xC01FFDFF,    // 10 bits: 1, -1, 511
+                              0x0108381F,    // 6 bits: 1, 2, 3, -32, 31
+                              0x43F7C002,    // 5 bits: 1, -1, 15, -16, 0, 2
+                              0x8123487F}}}, // 4 bits: 1, 2, 3, 4, -8, 7, -1
+                           {10,     12,     9,      9,      100000, 99900,  115900,
+                            115901, 115900, 116411, 116412, 116414, 116417, 116385,
+                            116416, 116417, 116416, 116431, 116415, 116415, 116417,
+                            116418, 116420, 116423, 116427, 116419, 116426, 116425}};
+  Recorded unstated = steim1; // which libmseed takes for granted
+  unstated.encoding = -1;
+  const std::vector<Recorded> cases[] = {
+      {integers}, {exact}, {steim1}, {steim2}, {unstated, steim2}, {integers, unstated, unstated}};
+  for (const auto& records : cases)
+    for (const bool bigEndian : {true, false}) {
+      std::string bytes;
+      Doubles samples;
+      for (const Recorded& record : records) {
+        bytes += written(record, bigEndian);
+        samples.insert(samples.end(), record.samples.begin(), record.samples.end());
+      }
+      const ox_wp_file_handle file = parseBytes(bytes);
+      ASSERT_NE(file, nullptr) << &records - cases;
+      const Variable seen = variables(file).at(0);
+      EXPECT_EQ(seen.name(), "XX_TEST_00_BHZ");
+      EXPECT_EQ(seen.integers, (std::map<int, std::int64_t>{
+                                   {51, 0}, {52, ox_wp_type_double}, {53, std::ssize(samples)}}))
+          << &records - cases << bigEndian;
+      EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_start), 62.5);
+      EXPECT_EQ(seen.doubles.at(ox_wp_prop_x_step), records[0].hasExactRate ? 1 / 1.5 : 0.05);
+      EXPECT_EQ(copy(file, 0, static_cast<int>(samples.size())),
+                std::pair(0, padded(samples, samples.size() + 2)))
+          << &records - cases << bigEndian;
+    }
 }
 
 // What libmseed can decode is copied on request even where the variable says that it isn't
