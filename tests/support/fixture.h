@@ -26,12 +26,31 @@ struct ReceivedMessages : ox3::cOxLoggerCallBack {
   bool interrupted = false, throws = false;
 };
 
-// Sets each "NAME=value" in the environment; a NAME alone is unset.
-inline void setEnvironment(const Lines& variables) {
-  for (const std::string& variable : variables) {
+// Sets each "NAME=value" in the environment, unsets a NAME alone, and undoes it at the end.
+class Environment {
+public:
+  explicit Environment(const Lines& variables) {
+    for (const std::string& variable : variables)
+      before_.push_back(set(variable));
+  }
+  ~Environment() {
+    for (const std::string& variable : before_)
+      set(variable);
+  }
+  Environment(const Environment&) = delete;
+  Environment& operator=(const Environment&) = delete;
+
+private:
+  // Returns what undoes it.
+  static std::string set(const std::string& variable) {
     const std::size_t end = variable.find('=');
     const std::string name = variable.substr(0, end);
+    const char* const value = getenv(name.c_str());
+    const std::string before = value ? name + "=" + value : name;
     end == std::string::npos ? unsetenv(name.c_str())
                              : setenv(name.c_str(), variable.c_str() + end + 1, 1);
+    return before;
   }
-}
+
+  Lines before_;
+};
