@@ -1,12 +1,10 @@
 // Paths: what a written path becomes, and what it reports when it cannot be resolved.
-#include <filesystem>
 #include <string>
 #include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "support/cOxFilePath.h"
-#include "testing/temporaryFolder.h"
 #include "tests/support/fixture.h"
 
 using ox3::cOxFilePath;
@@ -62,14 +60,6 @@ TEST(FilePath, ForgetsItsNameWhenItChanges) {
   EXPECT_EQ(path.name(), "/x/y"); // still absolute
   path.setPath(" \t");
   EXPECT_EQ(path.name(), "");
-}
-
-TEST(FilePath, FollowsLinksToSeeWhatExists) {
-  const TemporaryFolder folder;
-  std::filesystem::create_symlink("file", folder / "link");
-  EXPECT_FALSE(cOxFilePath(folder / "link").exists());
-  folder.write("file", "");
-  EXPECT_TRUE(cOxFilePath(folder / "link").exists());
 }
 
 TEST(FilePath, ReportsWhatItCannotResolve) {

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/cOxLogger.h"
@@ -29,28 +30,23 @@ struct ReceivedMessages : ox3::cOxLoggerCallBack {
 // Sets each "NAME=value" in the environment, unsets a NAME alone, and undoes it at the end.
 class Environment {
 public:
-  explicit Environment(const Lines& variables) {
-    for (const std::string& variable : variables)
-      before_.push_back(set(variable));
-  }
-  ~Environment() {
-    for (const std::string& variable : before_)
-      set(variable);
-  }
+  explicit Environment(Lines variables) : other_(std::move(variables)) { exchange(); }
+  ~Environment() { exchange(); }
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
 
 private:
-  // Returns what undoes it.
-  static std::string set(const std::string& variable) {
-    const std::size_t end = variable.find('=');
-    const std::string name = variable.substr(0, end);
-    const char* const value = getenv(name.c_str());
-    const std::string before = value ? name + "=" + value : name;
-    end == std::string::npos ? unsetenv(name.c_str())
-                             : setenv(name.c_str(), variable.c_str() + end + 1, 1);
-    return before;
+  // Sets what is kept, and keeps what was set.
+  void exchange() {
+    for (std::string& variable : other_) {
+      const std::string name = variable.substr(0, variable.find('='));
+      const char* const value = getenv(name.c_str());
+      const std::string before = value ? name + "=" + value : name;
+      variable == name ? unsetenv(name.c_str())
+                       : setenv(name.c_str(), variable.c_str() + name.size() + 1, 1);
+      variable = before;
+    }
   }
 
-  Lines before_;
+  Lines other_;
 };
