@@ -255,7 +255,7 @@ void endureChangingFiles(double seconds) {
   for (const auto& [what, change, perSecond, signal] : changes) {
     std::filesystem::remove(path);
     rewrite();
-    const Process writer([&, &change = change, perSecond = perSecond] {
+    const Process writer([&] {
       for (;; usleep(static_cast<useconds_t>(1000000 / perSecond)))
         change();
     });
