@@ -255,9 +255,9 @@ void endureChangingFiles(double seconds) {
   for (const auto& [what, change, perSecond, signal] : changes) {
     std::filesystem::remove(path);
     rewrite();
-    const Process writer([&] {
-      for (;; usleep(static_cast<useconds_t>(1000000 / perSecond)))
-        change();
+    const Process writer([&act = change, rate = perSecond] {
+      for (;; usleep(static_cast<useconds_t>(1000000 / rate)))
+        act();
     });
     endureChanges(what, path, perSecond, seconds);
     endureWatching(path, signal, seconds);
