@@ -12,6 +12,7 @@
 
 #include "bench/bareLoop.h"
 #include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
 namespace {

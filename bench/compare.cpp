@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -17,6 +18,7 @@
 #include <sys/resource.h>
 
 #include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
 namespace {

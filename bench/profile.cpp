@@ -3,6 +3,7 @@
 // programs that count instructions or system calls.
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <vector>

@@ -1,8 +1,9 @@
 // What the fuzz targets share: how they report, and where their files are.
 #pragma once
 
-#include <cstdio>
 #include <cstdlib>
+
+#include <stdio.h>
 
 namespace fuzz {
 

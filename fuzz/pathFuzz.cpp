@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include <stdlib.h>
+
 #include "fuzz/fuzz.h"
 #include "support/cOxFilePath.h"
 #include "support/cOxString.h"

@@ -1,11 +1,16 @@
 #include "geo/cGeoParserPlugin.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <string>
 
 #include "geo/readers/cGeoFileParser.h"
+#include "plugin/cOxWpPlugin.h"
+#include "plugin/cOxWpPluginFile.h"
+#include "plugin/ox_wp_plugin.h"
 #include "support/cOxFilePath.h"
 #include "support/dateAndTime.h"
 

@@ -2,6 +2,7 @@
 // properties.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <list>

@@ -1,11 +1,15 @@
 #include "support/cOxFilePath.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
+#include <string>
 
 #include <sys/stat.h>
 
+#include "support/cOxLogger.h"
+#include "support/cOxString.h"
 #include "support/dateAndTime.h"
 
 namespace ox3 {

@@ -1,5 +1,7 @@
 #include "support/cOxLogger.h"
 
+#include <ostream>
+#include <string>
 #include <utility>
 
 #include "support/cOxString.h"

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstddef>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ox3 {
 

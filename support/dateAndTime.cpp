@@ -2,7 +2,9 @@
 
 #include <cstdlib>
 #include <span>
+#include <string>
 
+#include "support/cOxLogger.h"
 #include "support/cOxString.h"
 
 namespace ox3 {

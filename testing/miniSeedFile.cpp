@@ -3,10 +3,16 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <ios>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <system_error>
+#include <variant>
+#include <vector>
 
 #include <libmseed.h>
 

@@ -2,6 +2,7 @@
 // recording.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>

@@ -1,10 +1,11 @@
 // A folder of its own for each test, gone with everything in it afterwards.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+#include <stdlib.h>
 
 #include "testing/miniSeedFile.h"
 

@@ -1,7 +1,9 @@
 // Makes each call for memory or to the disk fail, one after the other, while the plug-in works.
 // Whatever it returns then, the plug-in and its earlier files work afterwards.
+#include <cstdint>
 #include <new>
 #include <numeric>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -9,6 +11,7 @@
 #include "plugin/ox_wp_plugin.h"
 #include "testing/failingSystem.h"
 #include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
 #include "testing/openDescriptors.h"
 #include "testing/temporaryFolder.h"
 

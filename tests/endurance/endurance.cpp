@@ -1,11 +1,12 @@
 // ox-wp-endure [ROUNDS [MEGABYTES [SECONDS]]]: uses the plug-in for long, on large files, and on
 // files that change while they are read. Fails when memory or descriptors grow, when time does not
 // stay in proportion to the file, and when a call does not return.
+#include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -16,9 +17,13 @@
 
 #include <fcntl.h>
 #include <malloc.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "testing/loadedPlugin.h"

@@ -14,7 +14,7 @@
 #include "plugin/ox_wp_plugin.h"
 
 #define PROPERTY(name, kind, value)                                                                \
-  { .identifier = ox_wp_prop_##name, .type = ox_wp_type_##kind, .kind##_value = value }
+  {.identifier = ox_wp_prop_##name, .type = ox_wp_type_##kind, .kind##_value = value}
 
 typedef _ox_wp_prop_type property;
 

@@ -3,9 +3,12 @@
 
 #include <filesystem>
 #include <fstream>
+#include <ios>
+#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include "host/boundary/plugin.h"
 #include "testing/temporaryFolder.h"

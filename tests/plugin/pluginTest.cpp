@@ -1,6 +1,7 @@
 // The templates of a plug-in and its files: what the host of this plug-in cannot reach.
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -9,6 +10,10 @@
 #include <gtest/gtest.h>
 
 #include "geo/cGeoParserPlugin.h"
+#include "plugin/cOxWpPluginFile.h"
+#include "plugin/cOxWpPluginProperty.h"
+#include "plugin/ox_wp_plugin.h"
+#include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
 namespace {

@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include <stdlib.h>
+
 #include "support/cOxLogger.h"
 
 using Lines = std::vector<std::string>;
