@@ -164,6 +164,8 @@ void appendSamples(const MSRecord& record, std::int64_t count, Bits& samples) {
     return append(static_cast<const float*>(record.datasamples));
   case 'd':
     return append(static_cast<const double*>(record.datasamples));
+  default:
+    return;
   }
 }
 
@@ -291,7 +293,7 @@ public:
     for (const std::int64_t n :
          {std::int64_t{-1}, std::int64_t{0}, std::int64_t{1}, std::ssize(longest) / 2}) {
       constexpr std::uint64_t kMark = 1;
-      Bits samples = copyOnce(section, variable, n, kMark).second;
+      const Bits samples = copyOnce(section, variable, n, kMark).second;
       Bits expected(longest.begin(), longest.begin() + std::min<std::int64_t>(std::ssize(samples),
                                                                               std::ssize(longest)));
       expected.resize(samples.size(), kMark);
