@@ -67,7 +67,7 @@ size_t width(std::string_view string) noexcept {
 }
 
 std::string shortened(std::string_view bytes, size_t most) {
-  const std::string string = printable(bytes);
+  std::string string = printable(bytes);
   if (width(string) <= most)
     return string;
   std::string_view rest = string;
