@@ -328,9 +328,9 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  * - Paths. parse_file edits its path. It drops white space around it. "/", "\" and "^" separate
  *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
  *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what
- * is not set stays as it is. All this is done twice, so the second time can replace what the first
- *   one has uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a folder "~"
- *   safely.
+ *   is not set stays as it is. All this is done twice, so the second time can replace what the
+ *   first one has uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a
+ *   folder "~" safely.
  * - Names are those of the source: "NET_STA_LOC_CHA".
  * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
  *   section share one string: the next label overwrites it.
@@ -339,7 +339,7 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   show the same one. An end is rounded once.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
- *   the same. No samples come from an uncompressed record that declares more than it holds.
+ *   the same. A record that declares more samples than it holds gives those that it holds.
  * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
  * - release_file always returns 1. A host that parses again and again calls release_all_files from
  *   time to time.
