@@ -13,7 +13,7 @@
 #include "plugin/cOxWpPlugin.h"
 #include "plugin/cOxWpPluginFile.h"
 #include "plugin/cOxWpPluginVariable.h"
-#include "plugin/ox_wp_plugin.h"
+#include "plugin/ox_wp_plugin.h" // IWYU pragma: export, for the readers
 
 class cGeoParserFile;
 class cGeoParserPlugin;

@@ -1,10 +1,16 @@
 #include "geo/readers/cDataFile.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <ios>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include <ext/stdio_filebuf.h>
 #include <fcntl.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

@@ -1,11 +1,14 @@
 #include "geo/readers/cGeoFileParser.h"
 
 #include <span>
+#include <string>
 
+#include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 #include "geo/readers/cGeoFileParserMiniSeed.h"
 #include "geo/readers/cGeoFileParserSeg2.h"
 #include "support/cOxFilePath.h"
+#include "support/dateAndTime.h"
 
 namespace {
 

@@ -1,10 +1,19 @@
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <ios>
+#include <memory>
 #include <new>
+#include <utility>
 
+#include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cDataFile.h"
 #include "support/cOxString.h"
+#include "support/dateAndTime.h"
 
 // The header, little-endian like the processor:
 //

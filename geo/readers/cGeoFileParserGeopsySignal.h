@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <fstream>
 
+#include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cGeoFileParserBase.h"
+#include "support/dateAndTime.h"
 
 class cGeoFileParserGeopsySignal : public cGeoFileParserBase<cGeoFileParserGeopsySignal> {
 public:

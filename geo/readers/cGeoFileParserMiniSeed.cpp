@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <limits>
@@ -10,7 +11,10 @@
 #include <string_view>
 #include <vector>
 
+#include "geo/cGeoParserPlugin.h"
+#include "geo/readers/cDataFile.h"
 #include "geo/readers/cRecordStream.h"
+#include "support/dateAndTime.h"
 
 namespace {
 

@@ -6,8 +6,10 @@
 // stream to doubles. The records come from libmseed, through cRecordStream.
 #pragma once
 
+#include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cDataFile.h"
 #include "geo/readers/cGeoFileParserBase.h"
+#include "support/dateAndTime.h"
 
 class cGeoFileParserMiniSeed : public cGeoFileParserBase<cGeoFileParserMiniSeed> {
 public:

@@ -3,7 +3,9 @@
 
 #include <fstream>
 
+#include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cGeoFileParserBase.h"
+#include "support/dateAndTime.h"
 
 class cGeoFileParserSeg2 : public cGeoFileParserBase<cGeoFileParserSeg2> {
 public:

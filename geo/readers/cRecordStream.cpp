@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <string_view>
+
+#include <stdio.h>
+
+#include "geo/readers/cDataFile.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include <libmseed.h> // the one place: who reads records includes this header
+#include <libmseed.h> // IWYU pragma: export, the one place
 
 #include "geo/readers/cDataFile.h"
 
