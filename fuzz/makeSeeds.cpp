@@ -1,10 +1,8 @@
 // make-seeds FOLDER: writes the files from which fuzzing of the boundary starts.
-#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "testing/miniSeedFile.h"

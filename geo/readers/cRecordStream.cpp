@@ -64,7 +64,7 @@ cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_c
   if (!state_)
     return;
   // Of a damaged record libmseed reads up to as many bytes again behind the buffer.
-  state_->rawrec = static_cast<char*>(std::malloc(2 * MAXRECLEN));
+  state_->rawrec = static_cast<char*>(std::malloc(std::size_t{2} * MAXRECLEN));
   if (!state_->rawrec)
     return;
   state_->readlen = static_cast<int>(start.copy(state_->rawrec, start.size()));
