@@ -86,21 +86,16 @@ private:
       output.commit();
       return kSuccess;
     }
-    const std::string unknown = unknownOption();
-    reportError(unknown.empty() ? error.what() : "unknown option " + unknown);
+    std::string reason = error.what();
+    for (const std::string& argument : app_.remaining(true))
+      if (argument.size() > 1 && argument[0] == '-')
+        reason = "unknown option " + argument;
+    reportError(reason);
     std::string command = app_.get_name();
     for (const CLI::App* named : app_.get_subcommands())
       command += ' ' + named->get_name();
     reportError(command + " --help lists the options");
     return kWrongUse;
-  }
-
-  std::string unknownOption() const {
-    for (const CLI::App* command : app_.get_subcommands())
-      for (const std::string& argument : command->remaining())
-        if (argument.size() > 1 && argument[0] == '-')
-          return argument;
-    return {};
   }
 
   bool isSubcommand(const std::string& name) const {

@@ -10,6 +10,9 @@
 
 namespace host {
 
+namespace {
+
+// The first few of the names, for a message.
 std::string someOf(const std::vector<std::string>& names) {
   constexpr size_t kSome = 5;
   const auto shown = static_cast<std::ptrdiff_t>(std::min(names.size(), kSome));
@@ -19,10 +22,13 @@ std::string someOf(const std::vector<std::string>& names) {
   return list;
 }
 
-StreamChoice::StreamChoice(const std::vector<std::string>& patterns)
+} // namespace
+
+NameChoice::NameChoice(const std::vector<std::string>& patterns)
     : patterns_(patterns), unmatched_(patterns.begin(), patterns.end()) {}
 
-bool StreamChoice::matches(const std::string& name) {
+bool NameChoice::matches(const std::string& name) {
+  names_.push_back(name);
   bool isMatched = patterns_.empty();
   for (const std::string& pattern : patterns_)
     if (fnmatch(pattern.c_str(), name.c_str(), 0) == 0) {
@@ -32,18 +38,30 @@ bool StreamChoice::matches(const std::string& name) {
   return isMatched;
 }
 
-void StreamChoice::apply(File& file) {
-  std::erase_if(file.streams, [&](const Stream& stream) {
-    names_.push_back(stream.name);
-    return !matches(stream.name);
-  });
+void NameChoice::apply(File& file) {
+  std::erase_if(file.streams, [&](const Stream& stream) { return !matches(stream.name); });
 }
 
-void StreamChoice::expectMatches() const {
+void NameChoice::expectMatches() const {
   for (const std::string& pattern : unmatched_)
     throw Error(names_.empty()
                     ? pattern + ": no stream was found"
                     : pattern + ": no stream has such a name; there are " + someOf(names_));
+}
+
+File openChosen(const Plugin& plugin, const std::string& path, NameChoice& choice) {
+  File file = openFile(plugin, path);
+  choice.apply(file);
+  std::vector<std::string> others;
+  std::erase_if(file.streams, [&](const Stream& stream) {
+    if (!stream.deliverable)
+      others.push_back(stream.name);
+    return !stream.deliverable;
+  });
+  if (!others.empty())
+    reportError(path +
+                ": left out, since the plug-in cannot deliver their samples: " + someOf(others));
+  return file;
 }
 
 } // namespace host

@@ -1,4 +1,4 @@
-// The choice of streams by their names.
+// The choice of streams and of rules by their names.
 #pragma once
 
 #include <set>
@@ -9,26 +9,28 @@
 
 namespace host {
 
-// The first few of the names, for a message.
-std::string someOf(const std::vector<std::string>& names);
-
-// Shell patterns for the names of streams; no pattern means all streams.
-class StreamChoice {
+// Shell patterns for names; no pattern means all.
+class NameChoice {
 public:
-  explicit StreamChoice(const std::vector<std::string>& patterns);
+  explicit NameChoice(const std::vector<std::string>& patterns);
 
+  bool matches(const std::string& name);
   // Removes the streams that no pattern matches.
   void apply(File& file);
+  // The patterns that have matched no name so far.
+  const std::set<std::string>& unmatched() const noexcept { return unmatched_; }
   // Throws Error for a pattern that has matched no stream of any file. The message has some of the
   // names that there are.
   void expectMatches() const;
 
 private:
-  bool matches(const std::string& name);
-
   std::vector<std::string> patterns_;
   std::set<std::string> unmatched_; // of the patterns
-  std::vector<std::string> names_;  // of all streams that were seen
+  std::vector<std::string> names_;  // that were seen
 };
+
+// Parses a file and keeps the streams that are chosen and can be delivered. Reports the others that
+// are chosen. The file may have no stream left.
+File openChosen(const Plugin& plugin, const std::string& path, NameChoice& choice);
 
 } // namespace host

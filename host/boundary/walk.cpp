@@ -84,9 +84,6 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
 // What the system knows of the reason is the plainest.
 Error declined(const Plugin& plugin, const std::string& path) {
   std::string reason = whyUnreadable(path);
-  if (struct stat status{};
-      reason.empty() && stat(path.c_str(), &status) == 0 && status.st_size == 0)
-    reason = path + ": an empty file";
   if (reason.empty())
     reason = path + ": declined by the plug-in";
   return Error(reason + pluginMessages(plugin));

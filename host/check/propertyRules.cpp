@@ -22,14 +22,6 @@ void forEachOwner(const Loaded& loaded, Visit visit) {
   loaded.forEachVariable(visit);
 }
 
-// Calls visit(definition) for the properties that the boundary defines at a level.
-template<class Visit>
-void forEachDefinition(PropertyLevel level, Visit visit) {
-  for (const PropertyDefinition& definition : kPropertyTable)
-    if (definition.level == level)
-      visit(definition);
-}
-
 bool hasString(const _ox_wp_prop_type& record) noexcept {
   return record.type == ox_wp_type_string || record.type == ox_wp_type_message;
 }
@@ -76,16 +68,10 @@ void walkReadings(const Owner& owner, Visit visit) {
   throw Broken("the walk does not end");
 }
 
-// Of these files a plug-in may queue messages.
-void declineFiles(const Loaded& loaded, const Subject& subject) {
-  loaded.parse(kMissingFile);
-  loaded.parse(subject.plugin.c_str());
-}
-
 // The place of a property's kind in the order of a walk: that of its row in the table.
 void keepsPluginOrder(const Subject& subject) {
   const Loaded loaded(subject);
-  declineFiles(loaded, subject);
+  loaded.declineFiles(subject);
   const PropertyDefinition* last = kPropertyTable.data();
   walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
     expect(!hasString(reading.record) || reading.record.string_value, "index {}: a null string",
@@ -113,7 +99,7 @@ std::string contentOf(const Reading& reading) {
 // Only an index past the end clears the queue: until then a walk can begin again.
 void deliversMessagesOnce(const Subject& subject) {
   const Loaded loaded(subject);
-  declineFiles(loaded, subject);
+  loaded.declineFiles(subject);
   const Owner owner{loaded, PropertyLevel::plugin};
   size_t messages = 0;
   size_t others = 0;
@@ -149,7 +135,9 @@ bool isAllowed(int32_t identifier, int64_t value) {
 void hasTheProperties(const Subject& subject) {
   const Loaded loaded(subject);
   forEachOwner(loaded, [](const Owner& owner) {
-    forEachDefinition(owner.level, [&](const PropertyDefinition& definition) {
+    for (const PropertyDefinition& definition : kPropertyTable) {
+      if (definition.level != owner.level)
+        continue;
       const Reading reading = owner.read(definition.index);
       const _ox_wp_prop_type& record = reading.record;
       expect(reading.status == 0 && record.identifier == definition.identifier &&
@@ -162,7 +150,7 @@ void hasTheProperties(const Subject& subject) {
       expect(record.type != ox_wp_type_integer ||
                  isAllowed(definition.identifier, record.integer_value),
              "{}: {} is {}", owner.name(), definition.name, record.integer_value);
-    });
+    }
   });
 }
 

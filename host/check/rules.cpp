@@ -83,8 +83,7 @@ ox_wp_section_handle Loaded::section(int index) const {
 
 void useEverything(const Loaded& loaded, const Subject& subject) {
   const Plugin& plugin = loaded.plugin;
-  for (const char* declined : {kMissingFile, subject.plugin.c_str()})
-    loaded.parse(declined);
+  loaded.declineFiles(subject);
   if (loaded.file) {
     const File file = openFile(plugin, subject.file);
     std::array<double, 4> first{}; // a copy reads the whole file, however small its buffer is

@@ -125,6 +125,11 @@ struct Loaded {
   ox_wp_file_handle parse(const char* path) const {
     return plugin->parse_file(plugin.handle(), path);
   }
+  // Parses files about which a plug-in may queue messages.
+  void declineFiles(const Subject& subject) const {
+    parse(kMissingFile);
+    parse(subject.plugin.c_str());
+  }
 
   int sectionCount() const {
     return Owner{*this, PropertyLevel::file}.count(ox_wp_prop_section_count);

@@ -84,6 +84,7 @@ public:
     expectSamples(filled, count, size);
   }
 
+  const std::string& path() const noexcept { return subject_.file; }
   int number() const noexcept { return owner_.variable; }
   int variablesOfSection() const { return owner_.loaded.variableCount(owner_.section); }
 
@@ -103,10 +104,10 @@ size_t declaredSamples(const Owner& variable) {
   return static_cast<size_t>(declared);
 }
 
-// Calls attempt(stream) for the first deliverable streams. A stream that it skips does not count,
-// unless it skips all of them.
-template<class Try>
-void forEachStream(const Subject& subject, Try attempt) {
+// Tries a rule on the first deliverable streams. One that it skips does not count, unless it skips
+// all of them.
+template<void (*rule)(const CopiedStream& stream)>
+void onStreams(const Subject& subject) {
   const Loaded loaded(subject);
   Skipped reason("none of the first streams has samples that can be copied");
   size_t tried = 0;
@@ -121,7 +122,7 @@ void forEachStream(const Subject& subject, Try attempt) {
       stream.findSamples(declared);
       if (stream.samples().empty())
         return;
-      attempt(stream);
+      rule(stream);
       anyKept = true;
     } catch (const Skipped& skipped) {
       reason = skipped;
@@ -138,71 +139,56 @@ void expectNothingCopied(const CopiedStream& stream, const Copy& copy, const std
          "variable {}: {}: the buffer was written to", stream.number(), what);
 }
 
-void fillsBuffers(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    const size_t all = stream.samples().size();
-    stream.expectFilled(all, 0);
-    stream.expectFilled((all + 1) / 2, 1);
-    stream.expectFilled(1, 7);
-  });
+void fillsBuffers(const CopiedStream& stream) {
+  const size_t all = stream.samples().size();
+  stream.expectFilled(all, 0);
+  stream.expectFilled((all + 1) / 2, 1);
+  stream.expectFilled(1, 7);
 }
 
-void reportsLongCopies(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    const size_t all = stream.samples().size();
-    const Copy copy = stream.copy(sizeOf(all + 1));
-    expect(copy.status == 1, "variable {}: one sample too many: expected status 1, seen {}",
-           stream.number(), copy.status);
-    stream.expectSamples(copy, all, sizeOf(all + 1));
-  });
+void reportsLongCopies(const CopiedStream& stream) {
+  const size_t all = stream.samples().size();
+  const Copy copy = stream.copy(sizeOf(all + 1));
+  expect(copy.status == 1, "variable {}: one sample too many: expected status 1, seen {}",
+         stream.number(), copy.status);
+  stream.expectSamples(copy, all, sizeOf(all + 1));
 }
 
-void storesNothingInSmallSizes(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    for (const int size : {7, 1, 0, -1, -8, INT32_MIN}) {
-      stream.expectSamples(stream.copy(size), 0, size);
-      stream.copyInto(stream.number(), ox_wp_type_double, nullptr, size);
-    }
-  });
+void storesNothingInSmallSizes(const CopiedStream& stream) {
+  for (const int size : {7, 1, 0, -1, -8, INT32_MIN}) {
+    stream.expectSamples(stream.copy(size), 0, size);
+    stream.copyInto(stream.number(), ox_wp_type_double, nullptr, size);
+  }
 }
 
-void refusesOtherTypes(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    for (const int type : {-1, 0, 2, 8, 9, 11, 13, INT32_MAX}) {
-      const Copy copy =
-          stream.copy(sizeOf(stream.samples().size()), static_cast<ox_wp_data_type>(type));
-      expectNothingCopied(stream, copy, fmt::format("type {}", type));
-    }
-  });
+void refusesOtherTypes(const CopiedStream& stream) {
+  for (const int type : {-1, 0, 2, 8, 9, 11, 13, INT32_MAX}) {
+    const Copy copy =
+        stream.copy(sizeOf(stream.samples().size()), static_cast<ox_wp_data_type>(type));
+    expectNothingCopied(stream, copy, fmt::format("type {}", type));
+  }
 }
 
-void refusesOtherVariables(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    const int size = sizeOf(stream.samples().size());
-    for (const int variable : {stream.variablesOfSection(), INT32_MAX, -1, INT32_MIN})
-      expectNothingCopied(stream, stream.copyOf(variable, size),
-                          fmt::format("number {} instead", variable));
-  });
+void refusesOtherVariables(const CopiedStream& stream) {
+  const int size = sizeOf(stream.samples().size());
+  for (const int variable : {stream.variablesOfSection(), INT32_MAX, -1, INT32_MIN})
+    expectNothingCopied(stream, stream.copyOf(variable, size),
+                        fmt::format("number {} instead", variable));
 }
 
-void refusesNullBuffers(const Subject& subject) {
-  forEachStream(subject, [](const CopiedStream& stream) {
-    for (const size_t count : {size_t{1}, stream.samples().size()}) {
-      const int status =
-          stream.copyInto(stream.number(), ox_wp_type_double, nullptr, sizeOf(count));
-      expect(status == 1, "variable {}: null for {} samples: expected status 1, seen {}",
-             stream.number(), count, status);
-    }
-  });
+void refusesNullBuffers(const CopiedStream& stream) {
+  for (const size_t count : {size_t{1}, stream.samples().size()}) {
+    const int status = stream.copyInto(stream.number(), ox_wp_type_double, nullptr, sizeOf(count));
+    expect(status == 1, "variable {}: null for {} samples: expected status 1, seen {}",
+           stream.number(), count, status);
+  }
 }
 
 // Neither samples in memory nor a descriptor that was kept may serve a copy. Once the file has
 // vanished, no further stream has samples to try this with.
-void readsTheFileAsItIs(const Subject& subject) {
-  forEachStream(subject, [&](const CopiedStream& stream) {
-    std::filesystem::remove(subject.file);
-    expectNothingCopied(stream, stream.copy(sizeOf(1)), "after the file has vanished");
-  });
+void readsTheFileAsItIs(const CopiedStream& stream) {
+  std::filesystem::remove(stream.path());
+  expectNothingCopied(stream, stream.copy(sizeOf(1)), "after the file has vanished");
 }
 
 void refusesNullSections(const Subject& subject) {
@@ -213,13 +199,16 @@ void refusesNullSections(const Subject& subject) {
 
 constexpr std::array kRules = std::to_array<Rule>({
     {"a copy from a null section is refused", refusesNullSections},
-    {"buffers of the stream's length or less are filled", fillsBuffers, Needs::file},
-    {"a longer buffer gives 1 and holds all samples", reportsLongCopies, Needs::file},
-    {"sizes below a sample store nothing", storesNothingInSmallSizes, Needs::file},
-    {"samples are read from the file as it is at the copy", readsTheFileAsItIs, Needs::copy},
-    {"other sample types are refused, the buffer untouched", refusesOtherTypes, Needs::file},
-    {"copies of variables outside the section are refused", refusesOtherVariables, Needs::file},
-    {"a null buffer is refused", refusesNullBuffers, Needs::file},
+    {"buffers of the stream's length or less are filled", onStreams<fillsBuffers>, Needs::file},
+    {"a longer buffer gives 1 and holds all samples", onStreams<reportsLongCopies>, Needs::file},
+    {"sizes below a sample store nothing", onStreams<storesNothingInSmallSizes>, Needs::file},
+    {"samples are read from the file as it is at the copy", onStreams<readsTheFileAsItIs>,
+     Needs::copy},
+    {"other sample types are refused, the buffer untouched", onStreams<refusesOtherTypes>,
+     Needs::file},
+    {"copies of variables outside the section are refused", onStreams<refusesOtherVariables>,
+     Needs::file},
+    {"a null buffer is refused", onStreams<refusesNullBuffers>, Needs::file},
 });
 
 } // namespace

@@ -1,15 +1,12 @@
 // `check`: whether a plug-in keeps the rules of the boundary.
 
-#include <algorithm>
-
 #include <fmt/core.h>
-#include <fnmatch.h>
 
 #include "host/base/error.h"
 #include "host/base/output.h"
 #include "host/base/strings.h"
 #include "host/boundary/path.h"
-#include "host/boundary/walk.h"
+#include "host/boundary/selection.h"
 #include "host/check/ruleProcess.h"
 #include "host/commands/commands.h"
 
@@ -20,25 +17,10 @@ namespace {
 // Each rule that hangs costs a time limit, so the rest is skipped after so many.
 constexpr int kMostHangs = 3;
 
-bool matches(const Rule& rule, const std::string& pattern) {
-  return fnmatch(pattern.c_str(), std::string(rule.name).c_str(), 0) == 0;
-}
-
-// The rules whose name matches a pattern; all of them without a pattern. Throws Error for a pattern
-// that matches none.
-std::vector<Rule> selectRules(const std::vector<std::string>& patterns) {
+std::vector<Rule> allRules() {
   std::vector<Rule> rules;
   for (const auto part : {kEntryRules, kFileRules, kPropertyRules, kSampleRules})
     rules.insert(rules.end(), part.begin(), part.end());
-  std::erase_if(rules, [&](const Rule& rule) {
-    return !patterns.empty() &&
-           std::none_of(patterns.begin(), patterns.end(),
-                        [&](const std::string& pattern) { return matches(rule, pattern); });
-  });
-  for (const std::string& pattern : patterns)
-    if (std::none_of(rules.begin(), rules.end(),
-                     [&](const Rule& rule) { return matches(rule, pattern); }))
-      throw Error("no rule matches " + pattern + "; check --list shows the rules");
   return rules;
 }
 
@@ -119,11 +101,11 @@ int listRules(const std::vector<Rule>& rules) {
 } // namespace
 
 int check(const CheckRequest& request) {
-  std::vector<Rule> rules;
-  try {
-    rules = selectRules(request.rules);
-  } catch (const Error& error) {
-    reportError(error.what());
+  std::vector<Rule> rules = allRules();
+  NameChoice choice(request.rules);
+  std::erase_if(rules, [&](const Rule& rule) { return !choice.matches(std::string(rule.name)); });
+  for (const std::string& pattern : choice.unmatched()) {
+    reportError("no rule matches " + pattern + "; check --list shows the rules");
     return kWrongUse;
   }
   if (request.listOnly)

@@ -26,8 +26,8 @@
 #include "host/base/strings.h"
 #include "host/boundary/path.h"
 #include "host/boundary/samples.h"
+#include "host/boundary/selection.h"
 #include "host/commands/commands.h"
-#include "host/commands/input.h"
 
 namespace host {
 
@@ -167,12 +167,11 @@ std::vector<std::string> splitPaths(const File& file, const ExportRequest& reque
 } // namespace
 
 int exportSamples(const Plugin& plugin, const ExportRequest& request) {
-  StreamChoice choice(request.streams);
+  NameChoice choice(request.streams);
   const File file = openChosen(plugin, request.file, choice);
   choice.expectMatches();
   if (file.streams.empty())
     throw Error(request.file + ": no stream that can be delivered");
-  announceCost(file);
   const bool isSplit = !request.folder.empty();
   if (isSplit)
     createFolder(request.folder);

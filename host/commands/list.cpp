@@ -4,8 +4,8 @@
 #include "host/base/progress.h"
 #include "host/boundary/path.h"
 #include "host/boundary/samples.h"
+#include "host/boundary/selection.h"
 #include "host/commands/commands.h"
-#include "host/commands/input.h"
 #include "host/listing/listing.h"
 
 namespace host {
@@ -22,7 +22,6 @@ std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output)
 // reported, sets `status` and leaves its row without samples, unless the file has changed: then all
 // fail with it.
 SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& status) {
-  announceCost(file);
   Progress progress("Reading streams", file.streams.size());
   SampleSummaries summaries;
   std::vector<std::string> failures;
@@ -53,7 +52,7 @@ SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& st
 int list(const Plugin& plugin, const ListRequest& request) {
   expectToKeep(request.files, kStandardOutput);
   Output output(kStandardOutput);
-  StreamChoice choice(request.streams);
+  NameChoice choice(request.streams);
   const std::unique_ptr<Listing> listing = makeListing(request, output);
   int status = kSuccess;
   listing->begin(walkPlugin(plugin));

@@ -4,8 +4,8 @@
 
 #include "host/base/error.h"
 #include "host/boundary/path.h"
+#include "host/boundary/selection.h"
 #include "host/commands/commands.h"
-#include "host/commands/input.h"
 #include "host/drawing/drawing.h"
 
 namespace host {
@@ -13,16 +13,15 @@ namespace host {
 int plot(const Plugin& plugin, const PlotRequest& request) {
   expectToKeep(request.files, request.output);
   Output output(request.output);
-  StreamChoice choice(request.streams);
+  NameChoice choice(request.streams);
   std::vector<File> files;
+  files.reserve(request.files.size());
   for (const std::string& path : request.files)
     files.push_back(openChosen(plugin, path, choice));
   choice.expectMatches();
   std::erase_if(files, [](const File& file) { return file.streams.empty(); });
   if (files.empty())
     throw Error("no stream that can be delivered");
-  for (const File& file : files)
-    announceCost(file);
   if (request.output == kStandardOutput) {
     constexpr int kFewestRows = 12; // of a panel
     winsize room = terminalSize();

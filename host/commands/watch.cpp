@@ -90,7 +90,7 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool o
                        Output& output) {
   plugin->release_all_files(plugin.handle());
   File file = openFile(plugin, request.file);
-  StreamChoice choice(request.streams);
+  NameChoice choice(request.streams);
   choice.apply(file);
   choice.expectMatches();
   std::vector<std::string> lines = tableLines(file, {});
