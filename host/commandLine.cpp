@@ -1,9 +1,13 @@
 #include "host/commandLine.h"
 
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <new>
 #include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -11,6 +15,7 @@
 
 #include "host/base/error.h"
 #include "host/base/output.h"
+#include "host/boundary/plugin.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 

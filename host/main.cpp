@@ -3,6 +3,7 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include "host/commandLine.h"

@@ -4,6 +4,8 @@
 #include <atomic>
 #include <csignal>
 
+#include <signal.h>
+
 namespace host {
 
 namespace {
@@ -23,11 +25,11 @@ extern "C" void cleanUpAndEnd(int signal) {
 
 void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept {
   cleanUpFunction = cleanUp;
-  struct sigaction action {};
+  struct sigaction action{};
   action.sa_handler = cleanUpAndEnd;
   action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
   for (const int signal : kEndingSignals) {
-    struct sigaction before {};
+    struct sigaction before{};
     sigaction(signal, nullptr, &before);
     if (before.sa_handler != SIG_IGN) // as nohup sets it
       sigaction(signal, &action, nullptr);

@@ -1,16 +1,21 @@
 #include "host/base/output.h"
 
 #include <array>
+#include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <random>
-#include <system_error>
+#include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/base/endingSignals.h"
@@ -43,8 +48,8 @@ void removeTemporaryFile() {
 } // namespace
 
 Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
-  struct stat named {};
-  struct stat standard {};
+  struct stat named{};
+  struct stat standard{};
   const bool exists = stat(path.c_str(), &named) == 0;
   if (path == kStandardOutput ||
       (exists && fstat(STDOUT_FILENO, &standard) == 0 && named.st_dev == standard.st_dev &&

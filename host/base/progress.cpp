@@ -1,5 +1,10 @@
 #include "host/base/progress.h"
 
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <utility>
+
 #include <fmt/format.h>
 #include <unistd.h>
 

@@ -1,8 +1,14 @@
 #include "host/base/spool.h"
 
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <span>
+#include <string>
 
 #include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include "host/base/error.h"

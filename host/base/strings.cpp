@@ -1,7 +1,10 @@
 #include "host/base/strings.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace host {
 

@@ -1,7 +1,9 @@
 #include "host/boundary/path.h"
 
 #include <filesystem>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,7 +30,7 @@ bool isPlain(const std::string& name) {
 } // namespace
 
 std::string whyUnreadable(const std::string& path) {
-  struct stat status {};
+  struct stat status{};
   if (stat(path.c_str(), &status) != 0)
     return path == "-" ? "-: standard input cannot be read; name a file" : systemError(path).what();
   if (S_ISDIR(status.st_mode))
@@ -41,7 +43,7 @@ std::string whyUnreadable(const std::string& path) {
 }
 
 void expectToKeep(const std::vector<std::string>& inputs, const std::string& output) {
-  struct stat written {};
+  struct stat written{};
   const bool isStandardOutput = output == kStandardOutput;
   if ((isStandardOutput ? fstat(STDOUT_FILENO, &written) : stat(output.c_str(), &written)) != 0 ||
       !S_ISREG(written.st_mode))
@@ -49,7 +51,7 @@ void expectToKeep(const std::vector<std::string>& inputs, const std::string& out
   for (const std::string& input : inputs) {
     // A plug-in may resolve ".." in the string; the system does so in the folders.
     for (const std::string& name : {input, fs::path(input).lexically_normal().string()}) {
-      struct stat read {};
+      struct stat read{};
       if (stat(name.c_str(), &read) == 0 && read.st_dev == written.st_dev &&
           read.st_ino == written.st_ino)
         throw Error(input + ": the output would change this file, which is being read");

@@ -2,10 +2,17 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "host/base/error.h"
+#include "host/boundary/plugin.h"
+#include "host/boundary/walk.h"
+#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

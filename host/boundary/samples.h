@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/boundary/plugin.h"
 #include "host/boundary/walk.h"
 
 namespace host {

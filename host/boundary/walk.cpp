@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -10,6 +13,8 @@
 
 #include "host/base/error.h"
 #include "host/boundary/path.h"
+#include "host/boundary/plugin.h"
+#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 
@@ -82,10 +87,10 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
 }
 
 // What the system knows of the reason is the plainest.
-Error declined(const Plugin& plugin, const std::string& path) {
-  std::string reason = whyUnreadable(path);
+Error declined(const Plugin& plugin, const File& file) {
+  std::string reason = whyUnreadable(file.path);
   if (reason.empty())
-    reason = path + ": declined by the plug-in";
+    reason = file.path + (file.size == 0 ? ": an empty file" : ": declined by the plug-in");
   return Error(reason + pluginMessages(plugin));
 }
 
@@ -124,7 +129,7 @@ File openFile(const Plugin& plugin, const std::string& path) {
     file.size = static_cast<uint64_t>(status.st_size);
   file.handle = plugin->parse_file(plugin.handle(), path.c_str());
   if (!file.handle)
-    throw declined(plugin, path);
+    throw declined(plugin, file);
   file.properties = walk([&](int index, _ox_wp_prop_type* record) {
     const int unread = index < ox_wp_index_file_changed ? index : index + 1;
     plugin->get_file_property(plugin.handle(), file.handle, unread, record);

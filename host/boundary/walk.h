@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/boundary/plugin.h"
+#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

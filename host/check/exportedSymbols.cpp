@@ -1,8 +1,12 @@
 #include "host/check/exportedSymbols.h"
 
+#include <cstdint>
 #include <fstream>
+#include <ios>
 #include <iterator>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include <elf.h>
 

@@ -1,12 +1,19 @@
 // Rules of the properties: which there are, how they are refused, and what they hold.
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "host/boundary/propertyTable.h"
 #include "host/boundary/walk.h"
 #include "host/check/rules.h"
+#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 
@@ -16,9 +23,8 @@ namespace {
 template<class Visit>
 void forEachOwner(const Loaded& loaded, Visit visit) {
   visit(Owner{loaded, PropertyLevel::file});
-  loaded.forEachSection([&](ox_wp_section_handle section) {
-    visit(Owner{loaded, PropertyLevel::section, section});
-  });
+  loaded.forEachSection(
+      [&](ox_wp_section_handle section) { visit(Owner{loaded, PropertyLevel::section, section}); });
   loaded.forEachVariable(visit);
 }
 

@@ -2,25 +2,34 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <filesystem>
 #include <new>
 #include <random>
+#include <system_error>
 
 #include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "host/base/endingSignals.h"
 #include "host/base/error.h"
 #include "host/base/spool.h"
+#include "host/check/rules.h"
+#include "host/check/tracedLibrary.h"
 
 namespace host {
 

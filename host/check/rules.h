@@ -20,6 +20,7 @@
 
 #include "host/boundary/propertyTable.h"
 #include "host/check/tracedLibrary.h"
+#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

@@ -2,6 +2,8 @@
 // be traced to the function that was called.
 #pragma once
 
+#include <string>
+
 #include "host/boundary/plugin.h"
 
 namespace host {

@@ -1,5 +1,9 @@
 // `check`: whether a plug-in keeps the rules of the boundary.
 
+#include <cstddef>
+#include <string>
+#include <vector>
+
 #include <fmt/core.h>
 
 #include "host/base/error.h"
@@ -8,6 +12,7 @@
 #include "host/boundary/path.h"
 #include "host/boundary/selection.h"
 #include "host/check/ruleProcess.h"
+#include "host/check/rules.h"
 #include "host/commands/commands.h"
 
 namespace host {

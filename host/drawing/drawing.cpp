@@ -37,9 +37,9 @@ constexpr int kHighestPicture = 32000; // gnuplot's limit is 32767
 
 // Of characters.
 constexpr winsize kUsualTerminal{24, 80, 0, 0};
-constexpr int kFewestColumns = 40;
-constexpr int kLeftColumns = 17;   // numbers of nine digits
-constexpr int kColumnsOfATic = 16; // so that no number touches the next
+constexpr unsigned kFewestColumns = 40;
+constexpr unsigned kLeftColumns = 17;   // numbers of nine digits
+constexpr unsigned kColumnsOfATic = 16; // so that no number touches the next
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
@@ -221,8 +221,8 @@ void writeTrimmed(std::string picture, Output& output) {
 
 // The distance of numbers on an axis with room for `most` steps: 1, 2 or 5 times a power of ten.
 // gnuplot itself would print several into one place.
-double ticStep(const Range& range, int most) {
-  const double least = (range.high - range.low) / std::max(2, most);
+double ticStep(const Range& range, unsigned most) {
+  const double least = (range.high - range.low) / std::max(2U, most);
   const double power = std::pow(10, std::floor(std::log10(least)));
   for (const double step : {power, 2 * power, 5 * power})
     if (step >= least)
@@ -279,7 +279,7 @@ void drawPicture(const Plugin& plugin, const std::vector<File>& files, const Win
 
 void drawCharacters(const Plugin& plugin, const std::vector<File>& files, const Window& window,
                     const winsize& room, int fewestRows, Output& output) {
-  const int columns = std::max<int>(room.ws_col, kFewestColumns);
+  const unsigned columns = std::max<unsigned>(room.ws_col, kFewestColumns);
   const int rows = std::max(fewestRows, room.ws_row / static_cast<int>(countStreams(files)));
   Gnuplot gnuplot;
   gnuplot.write(fmt::format("set encoding utf8\n"

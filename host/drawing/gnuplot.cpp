@@ -3,11 +3,16 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <spawn.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>

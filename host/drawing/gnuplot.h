@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include <sched.h>
 #include <sys/types.h>
 
 namespace host {

@@ -1,7 +1,6 @@
 // The time axes of a file's streams: from which sample on they count, and what they have in common.
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
 #include "host/boundary/walk.h"

@@ -1,6 +1,7 @@
 // The streams of a file in the three formats that `list` offers.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>

@@ -5,7 +5,11 @@
 #include <csignal>
 #include <cstdlib>
 #include <regex>
+#include <string>
+#include <utility>
 
+#include <signal.h>
+#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
