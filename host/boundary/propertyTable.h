@@ -59,6 +59,11 @@ inline constexpr std::array kPropertyTable = [] {
   });
 }();
 
+// Whether the value has a string; that of a message has a number too.
+constexpr bool hasString(int32_t type) noexcept {
+  return type == ox_wp_type_string || type == ox_wp_type_message;
+}
+
 // The definition of an identifier; null for one that the boundary does not define.
 constexpr const PropertyDefinition* findProperty(int32_t identifier) noexcept {
   for (const PropertyDefinition& property : kPropertyTable)

@@ -22,13 +22,6 @@ constexpr uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 
 constexpr uint64_t kSmallestRoom = uint64_t{1} << 20;
 constexpr uint64_t kMarkBits = 0x7ff8'6d61'726b'6564; // a quiet NaN
 
-// The samples stand at the start and the marks at the end. The search starts from the end, so that
-// a sample that happens to equal the mark hides nothing in front of it.
-size_t countWritten(const std::vector<double>& values) {
-  return static_cast<size_t>(values.rend() -
-                             std::find_if_not(values.rbegin(), values.rend(), isUnwritten));
-}
-
 } // namespace
 
 double unwrittenMark() noexcept {
@@ -37,6 +30,11 @@ double unwrittenMark() noexcept {
 
 bool isUnwritten(double value) noexcept {
   return std::bit_cast<uint64_t>(value) == kMarkBits;
+}
+
+void dropUnwritten(std::vector<double>& values) noexcept {
+  while (!values.empty() && isUnwritten(values.back()))
+    values.pop_back();
 }
 
 std::string Samples::shortfall() const {
@@ -62,7 +60,7 @@ Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream
     plugin->copy_variable_data(plugin.handle(), file.handle, stream.section, stream.variable,
                                ox_wp_type_double, samples.values.data(),
                                static_cast<int>(room * sizeof(double)));
-    samples.values.resize(countWritten(samples.values));
+    dropUnwritten(samples.values);
     if (room == most || samples.values.size() < room)
       break;
   }

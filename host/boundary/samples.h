@@ -17,6 +17,8 @@ inline constexpr uint64_t kMostSamplesOfACopy = INT_MAX / sizeof(double);
 // A NaN that no recording holds: an element that still has this value after a copy was not written.
 double unwrittenMark() noexcept;
 bool isUnwritten(double value) noexcept;
+// Drops the marks at the end. A sample in front of them that happens to equal the mark stays.
+void dropUnwritten(std::vector<double>& values) noexcept;
 
 struct Samples {
   std::vector<double> values; // the samples that were found

@@ -14,6 +14,7 @@
 #include "host/base/error.h"
 #include "host/boundary/path.h"
 #include "host/boundary/plugin.h"
+#include "host/boundary/propertyTable.h"
 #include "plugin/ox_wp_plugin.h"
 
 namespace host {
@@ -24,8 +25,7 @@ Property copyOf(const _ox_wp_prop_type& record) {
   Property property;
   property.identifier = record.identifier;
   property.type = record.type;
-  if ((record.type == ox_wp_type_string || record.type == ox_wp_type_message) &&
-      record.string_value)
+  if (hasString(record.type) && record.string_value)
     property.string = record.string_value;
   property.number = record.double_value;
   property.integer = record.integer_value;

@@ -28,10 +28,6 @@ void forEachOwner(const Loaded& loaded, Visit visit) {
   loaded.forEachVariable(visit);
 }
 
-bool hasString(const _ox_wp_prop_type& record) noexcept {
-  return record.type == ox_wp_type_string || record.type == ox_wp_type_message;
-}
-
 // All fields must be as the caller left them, but the identifier and, on success, the type and what
 // belongs to it.
 void expectOthersUnchanged(const Reading& reading, const std::string& where) {
@@ -40,7 +36,7 @@ void expectOthersUnchanged(const Reading& reading, const std::string& where) {
   allowed.identifier = record.identifier;
   if (record.identifier != ox_wp_prop_none) {
     allowed.type = record.type;
-    if (hasString(record))
+    if (hasString(record.type))
       allowed.string_value = record.string_value;
     if (record.type == ox_wp_type_integer || record.type == ox_wp_type_message)
       allowed.integer_value = record.integer_value;
@@ -80,8 +76,8 @@ void keepsPluginOrder(const Subject& subject) {
   loaded.declineFiles(subject);
   const PropertyDefinition* last = kPropertyTable.data();
   walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
-    expect(!hasString(reading.record) || reading.record.string_value, "index {}: a null string",
-           index);
+    expect(!hasString(reading.record.type) || reading.record.string_value,
+           "index {}: a null string", index);
     const PropertyDefinition* definition = findProperty(reading.record.identifier);
     if (!definition) // one that this host does not know
       return;
@@ -99,7 +95,7 @@ void keepsPluginOrder(const Subject& subject) {
 std::string contentOf(const Reading& reading) {
   const _ox_wp_prop_type& record = reading.record;
   return fmt::format("{} {}", record.identifier,
-                     hasString(record) && record.string_value ? record.string_value : "");
+                     hasString(record.type) && record.string_value ? record.string_value : "");
 }
 
 // Only an index past the end clears the queue: until then a walk can begin again.

@@ -42,8 +42,7 @@ public:
     declared_ = declared;
     std::vector<double> found = copy(sizeOf(declared)).buffer;
     found.resize(declared);
-    while (!found.empty() && isUnwritten(found.back()))
-      found.pop_back();
+    dropUnwritten(found);
     samples_ = std::move(found);
   }
   const std::vector<double>& samples() const noexcept { return samples_; }

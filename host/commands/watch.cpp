@@ -27,15 +27,6 @@ extern "C" void endWatch(int /*signal*/) {
   _exit(kSuccess);
 }
 
-// SIGINT and SIGTERM end the process at once, whatever the plug-in is doing, even if it hangs.
-// There is nothing to clean up: no file of the watch has a name.
-void endOnSignals() {
-  struct sigaction action {};
-  action.sa_handler = endWatch;
-  for (const int signal : {SIGINT, SIGTERM})
-    sigaction(signal, &action, nullptr);
-}
-
 // SIGWINCH, which says that the terminal has another size. It is blocked, so that it waits for
 // sigtimedwait() and is not lost meanwhile.
 sigset_t blockResizing() {
@@ -56,7 +47,7 @@ void write(Output& output, const std::vector<std::string>& lines) {
 void showOnTerminal(const Plugin& plugin, File file, std::vector<std::string> lines,
                     Output& output) {
   winsize room = terminalSize();
-  const size_t most = std::max(3, room.ws_row / 2);
+  const auto most = static_cast<size_t>(std::max(3, room.ws_row / 2));
   if (lines.size() > most) {
     const size_t more = lines.size() - most + 1;
     lines.resize(most - 1);
@@ -108,7 +99,10 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool o
 } // namespace
 
 int watch(const Plugin& plugin, const WatchRequest& request) {
-  endOnSignals();
+  // They end the process at once, whatever the plug-in is doing, even if it hangs. There is nothing
+  // to clean up: no file of the watch has a name.
+  for (const int signal : {SIGINT, SIGTERM})
+    (void)std::signal(signal, endWatch);
   expectToKeep({request.file}, kStandardOutput);
   Output output(kStandardOutput);
   const bool onTerminal = isatty(STDOUT_FILENO) == 1;

