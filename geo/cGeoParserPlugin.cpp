@@ -5,7 +5,6 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
-#include <string>
 
 #include "geo/readers/cGeoFileParser.h"
 #include "plugin/cOxWpPlugin.h"

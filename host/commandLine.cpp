@@ -5,9 +5,6 @@
 #include <exception>
 #include <new>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
@@ -15,7 +12,6 @@
 
 #include "host/base/error.h"
 #include "host/base/output.h"
-#include "host/boundary/plugin.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 

@@ -2,7 +2,6 @@
 // properties.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <iterator>
 #include <list>

@@ -1,10 +1,8 @@
 #include "support/cOxFilePath.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <exception>
 #include <stdexcept>
-#include <string>
 
 #include <sys/stat.h>
 

@@ -1,7 +1,6 @@
 #include "support/cOxLogger.h"
 
 #include <ostream>
-#include <string>
 #include <utility>
 
 #include "support/cOxString.h"

@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstddef>
-#include <string>
 #include <string_view>
-#include <vector>
 
 namespace ox3 {
 

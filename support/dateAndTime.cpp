@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <span>
-#include <string>
 
 #include "support/cOxLogger.h"
 #include "support/cOxString.h"

@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <ios>
 #include <memory>
 #include <stdexcept>
-#include <string>
 #include <system_error>
 #include <variant>
-#include <vector>
 
 #include <libmseed.h>
 

@@ -2,7 +2,6 @@
 // recording.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <variant>

@@ -1,8 +1,6 @@
 // write-miniseed: writes a small three-channel recording to the path given.
 #include <cstdio>
 #include <exception>
-#include <string>
-#include <vector>
 
 #include "testing/miniSeedFile.h"
 

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <fstream>
 #include <ios>
-#include <string>
-#include <string_view>
 #include <utility>
 
 #include <ext/stdio_filebuf.h>

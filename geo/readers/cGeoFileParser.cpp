@@ -1,7 +1,6 @@
 #include "geo/readers/cGeoFileParser.h"
 
 #include <span>
-#include <string>
 
 #include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cGeoFileParserGeopsySignal.h"

@@ -1,14 +1,11 @@
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
 #include <ios>
-#include <memory>
 #include <new>
-#include <utility>
 
 #include "geo/cGeoParserPlugin.h"
 #include "geo/readers/cDataFile.h"

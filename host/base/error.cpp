@@ -1,9 +1,6 @@
 #include "host/base/error.h"
 
 #include <cerrno>
-#include <cstddef>
-#include <string>
-#include <string_view>
 #include <system_error>
 
 #include <unistd.h>

@@ -9,8 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <random>
-#include <string>
-#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>

@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <string>
-#include <utility>
 
 #include <fmt/format.h>
 #include <unistd.h>

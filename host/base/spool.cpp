@@ -3,8 +3,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <span>
-#include <string>
 
 #include <fcntl.h>
 #include <stdio.h>

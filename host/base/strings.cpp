@@ -1,10 +1,7 @@
 #include "host/base/strings.h"
 
 #include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <string>
-#include <string_view>
 
 namespace host {
 

@@ -1,7 +1,6 @@
 // Strings from files, made safe for what they are written into: they can hold any bytes.
 #pragma once
 
-#include <cstddef>
 #include <string>
 #include <string_view>
 

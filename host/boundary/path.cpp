@@ -1,9 +1,7 @@
 #include "host/boundary/path.h"
 
 #include <filesystem>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>

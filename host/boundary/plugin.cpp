@@ -2,14 +2,12 @@
 
 #include <array>
 #include <filesystem>
-#include <string>
 #include <system_error>
 #include <utility>
 
 #include <dlfcn.h>
 
 #include "host/base/error.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

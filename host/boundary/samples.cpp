@@ -2,17 +2,11 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
 #include <cstdint>
-#include <string>
-#include <vector>
 
 #include <fmt/format.h>
 
 #include "host/base/error.h"
-#include "host/boundary/plugin.h"
-#include "host/boundary/walk.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

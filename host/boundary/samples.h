@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/boundary/plugin.h"
-#include "host/boundary/walk.h"
+#include "host/boundary/walk.h" // IWYU pragma: export
 
 namespace host {
 

@@ -1,17 +1,12 @@
 #include "host/boundary/selection.h"
 
 #include <algorithm>
-#include <cstddef>
-#include <string>
-#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <fnmatch.h>
 
 #include "host/base/error.h"
-#include "host/boundary/plugin.h"
-#include "host/boundary/walk.h"
 
 namespace host {
 

@@ -4,8 +4,6 @@
 #include <climits>
 #include <cmath>
 #include <cstdint>
-#include <string>
-#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -13,9 +11,7 @@
 
 #include "host/base/error.h"
 #include "host/boundary/path.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/propertyTable.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

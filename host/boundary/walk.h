@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/boundary/plugin.h"
-#include "plugin/ox_wp_plugin.h"
+#include "host/boundary/plugin.h" // IWYU pragma: export
 
 namespace host {
 

@@ -1,21 +1,14 @@
 // Rules of the library, the entry point, the table and the plug-in object.
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iterator>
-#include <span>
-#include <string>
-#include <vector>
 
 #include "host/base/error.h"
-#include "host/boundary/plugin.h"
 #include "host/check/exportedSymbols.h"
 #include "host/check/rules.h"
 #include "host/check/tracedLibrary.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

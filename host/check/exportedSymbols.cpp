@@ -5,8 +5,6 @@
 #include <ios>
 #include <iterator>
 #include <stdexcept>
-#include <string>
-#include <vector>
 
 #include <elf.h>
 

@@ -1,19 +1,14 @@
 // Rules of parsing, of handles and of releasing.
 
-#include <array>
 #include <cstdint>
 #include <ctime>
 #include <filesystem>
-#include <span>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include "host/base/error.h"
-#include "host/boundary/plugin.h"
-#include "host/boundary/propertyTable.h"
 #include "host/check/rules.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

@@ -1,19 +1,13 @@
 // Rules of the properties: which there are, how they are refused, and what they hold.
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
-#include <span>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "host/boundary/propertyTable.h"
 #include "host/boundary/walk.h"
 #include "host/check/rules.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

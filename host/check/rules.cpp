@@ -1,18 +1,12 @@
 #include "host/check/rules.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
-#include <string>
 
 #include <unistd.h>
 
-#include "host/boundary/plugin.h"
-#include "host/boundary/propertyTable.h"
 #include "host/boundary/walk.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

@@ -20,7 +20,6 @@
 
 #include "host/boundary/propertyTable.h"
 #include "host/check/tracedLibrary.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

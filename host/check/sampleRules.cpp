@@ -1,20 +1,13 @@
 // Rules of copies.
 
 #include <algorithm>
-#include <array>
 #include <bit>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <span>
-#include <string>
-#include <utility>
 #include <vector>
 
-#include "host/boundary/propertyTable.h"
 #include "host/boundary/samples.h"
 #include "host/check/rules.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

@@ -2,10 +2,6 @@
 
 #include <exception>
 #include <new>
-#include <string>
-
-#include "host/boundary/plugin.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

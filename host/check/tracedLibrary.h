@@ -2,8 +2,6 @@
 // be traced to the function that was called.
 #pragma once
 
-#include <string>
-
 #include "host/boundary/plugin.h"
 
 namespace host {

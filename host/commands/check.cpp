@@ -1,9 +1,5 @@
 // `check`: whether a plug-in keeps the rules of the boundary.
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include <fmt/core.h>
 
 #include "host/base/error.h"

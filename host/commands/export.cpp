@@ -10,17 +10,13 @@
 #include <algorithm>
 #include <bit>
 #include <cctype>
-#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
 #include <optional>
 #include <set>
 #include <span>
-#include <string>
 #include <system_error>
-#include <utility>
-#include <vector>
 
 #include <fmt/compile.h>
 #include <fmt/format.h>
@@ -31,10 +27,8 @@
 #include "host/base/spool.h"
 #include "host/base/strings.h"
 #include "host/boundary/path.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/samples.h"
 #include "host/boundary/selection.h"
-#include "host/boundary/walk.h"
 #include "host/commands/commands.h"
 
 namespace host {

@@ -1,17 +1,10 @@
 // `list`: the streams that files hold.
 
-#include <memory>
-#include <optional>
-#include <vector>
-
 #include "host/base/error.h"
-#include "host/base/output.h"
 #include "host/base/progress.h"
 #include "host/boundary/path.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/samples.h"
 #include "host/boundary/selection.h"
-#include "host/boundary/walk.h"
 #include "host/commands/commands.h"
 #include "host/listing/listing.h"
 

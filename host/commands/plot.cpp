@@ -1,16 +1,10 @@
 // `plot`: waveforms as a viewer shows them.
 
-#include <string>
-#include <vector>
-
 #include <sys/ioctl.h>
 
 #include "host/base/error.h"
-#include "host/base/output.h"
 #include "host/boundary/path.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/selection.h"
-#include "host/boundary/walk.h"
 #include "host/commands/commands.h"
 #include "host/drawing/drawing.h"
 

@@ -2,11 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <span>
-#include <vector>
 
 namespace host {
 

@@ -8,7 +8,6 @@
 #include <sys/ioctl.h>
 
 #include "host/base/output.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/walk.h"
 
 namespace host {

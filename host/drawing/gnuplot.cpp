@@ -5,8 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <string>
-#include <string_view>
 
 #include <fcntl.h>
 #include <fmt/format.h>

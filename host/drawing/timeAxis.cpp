@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <vector>
-
-#include "host/boundary/walk.h"
 
 namespace host {
 

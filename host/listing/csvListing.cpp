@@ -1,15 +1,8 @@
 // `list` as CSV: a row for each stream.
 
-#include <cstddef>
-#include <memory>
-#include <optional>
-#include <string>
-
 #include <fmt/format.h>
 
-#include "host/base/output.h"
 #include "host/base/strings.h"
-#include "host/boundary/walk.h"
 #include "host/listing/listing.h"
 
 namespace host {

@@ -1,20 +1,12 @@
 // `list` as JSON: every property, and the most used ones by name.
 
 #include <cmath>
-#include <cstddef>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include "host/base/output.h"
 #include "host/boundary/propertyTable.h"
-#include "host/boundary/walk.h"
 #include "host/listing/listing.h"
-#include "plugin/ox_wp_plugin.h"
 
 namespace host {
 

@@ -2,18 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <memory>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include <fmt/format.h>
 
-#include "host/base/output.h"
 #include "host/base/strings.h"
-#include "host/boundary/walk.h"
 #include "host/listing/listing.h"
 
 namespace host {

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <new>
 #include <numeric>
-#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>

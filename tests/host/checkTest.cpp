@@ -5,8 +5,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <regex>
-#include <string>
-#include <utility>
 
 #include <signal.h>
 #include <stdlib.h>

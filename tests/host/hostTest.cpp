@@ -4,17 +4,13 @@
 #include <bit>
 #include <cmath>
 #include <csignal>
-#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <optional>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include <nlohmann/json.hpp>
 #include <pty.h>
