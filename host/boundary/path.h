@@ -1,5 +1,4 @@
-// Paths of data files. A plug-in may edit them, so a path can name another file for it than for the
-// system.
+// Paths of data files, as the system sees them. A plug-in may edit them.
 #pragma once
 
 #include <string>
