@@ -1,6 +1,5 @@
 #include "support/cOxLogger.h"
 
-#include <ostream>
 #include <utility>
 
 #include "support/cOxString.h"

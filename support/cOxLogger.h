@@ -98,7 +98,7 @@ public:
   // Takes long, int, short and their unsigned forms, const char*, char, double, bool and cOxString.
   // The value is formatted as a standard stream does it by default.
   template<class Value>
-  cOxLogger& operator<<(Value value) {
+  cOxLogger& operator<<(const Value& value) {
     std::ostringstream text;
     text << value;
     return *this << text.str();

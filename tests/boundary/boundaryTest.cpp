@@ -1,21 +1,26 @@
 // The plug-in as a host has it: loaded from its file, reached through its one symbol.
 #include <algorithm>
 #include <cmath>
-#include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <ios>
 #include <limits>
 #include <map>
 #include <numeric>
 #include <string>
 #include <thread>
 #include <tuple>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libmseed.h>
 #include <sched.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -23,6 +28,7 @@
 
 #include "plugin/ox_wp_plugin.h"
 #include "testing/loadedPlugin.h"
+#include "testing/miniSeedFile.h"
 #include "testing/openDescriptors.h"
 #include "testing/temporaryFolder.h"
 

@@ -1,16 +1,22 @@
 // Readers and dispatcher: their codes and messages, and what they leave in the file record.
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include "geo/cGeoParserPlugin.h"
+#include "geo/readers/cDataFile.h"
 #include "geo/readers/cGeoFileParser.h"
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 #include "geo/readers/cGeoFileParserMiniSeed.h"
 #include "geo/readers/cRecordStream.h"
+#include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
 using namespace std::string_literals;

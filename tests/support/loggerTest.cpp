@@ -1,4 +1,5 @@
 // The logger: which messages reach the callback, when and in which form.
+#include <ios>
 #include <ostream>
 #include <string>
 #include <utility>
@@ -66,13 +67,13 @@ TEST(Logger, BuffersUntilThereIsACallback) {
 TEST(Logger, PassesRawTextAndInterruptionOn) {
   ReceivedMessages seen;
   cOxLogger logger(0UL);
-  logger << "lost" << std::endl;
+  logger << "lost" << std::flush;
   logger.setActionIsInterrupted(true);
   EXPECT_FALSE(logger.checkActionIsInterrupted());
   logger.setLoggerCallBack(&seen);
   logger << std::string(" text\n") << -1L << 'c' << 0.5 << true << static_cast<unsigned short>(7)
-         << ox3::cOxString("ox") << std::endl
-         << std::hex << +[](std::ios& s) -> std::ios& { return s; } << 10;
+         << ox3::cOxString("ox") << std::flush << std::hex
+         << +[](std::ios& s) -> std::ios& { return s; } << 10;
   EXPECT_EQ(seen.raw, " text\n-1c0.517ox\n\n\n10");
   logger.setActionIsInterrupted(true);
   EXPECT_TRUE(logger.checkActionIsInterrupted());
