@@ -188,7 +188,7 @@ TEST_F(Export, LeavesNothingHalfDone) {
 
   for (const int signal : {SIGTERM, SIGQUIT, SIGXCPU, SIGXFSZ}) {
     const auto endInTheMiddle = [&] {
-      Output output(target);
+      const Output output(target);
       (void)std::raise(signal);
     };
     EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(signal), "");
