@@ -47,7 +47,9 @@ public:
     addCheck();
     for (CLI::App* command : app_.get_subcommands({}))
       for (CLI::Option* option : command->get_options())
-        option->transform([](const std::string& value) { return std::string(value.c_str()); });
+        option->transform([](const std::string& value) {
+          return std::string(value.c_str()); // NOLINT(readability-redundant-string-cstr): see run()
+        });
   }
 
   int run(std::vector<std::string> arguments) {

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-#include "plugin/ox_wp_plugin.h"
+#include "plugin/ox_wp_plugin.h" // IWYU pragma: export
 
 namespace host {
 

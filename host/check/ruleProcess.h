@@ -4,7 +4,7 @@
 #include <chrono>
 #include <string>
 
-#include "host/check/rules.h"
+#include "host/check/rules.h" // IWYU pragma: export
 
 namespace host {
 

@@ -18,8 +18,8 @@
 
 #include <fmt/core.h>
 
-#include "host/boundary/propertyTable.h"
-#include "host/check/tracedLibrary.h"
+#include "host/boundary/propertyTable.h" // IWYU pragma: export
+#include "host/check/tracedLibrary.h"    // IWYU pragma: export
 
 namespace host {
 

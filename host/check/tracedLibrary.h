@@ -2,7 +2,7 @@
 // be traced to the function that was called.
 #pragma once
 
-#include "host/boundary/plugin.h"
+#include "host/boundary/plugin.h" // IWYU pragma: export
 
 namespace host {
 

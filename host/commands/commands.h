@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "host/base/output.h"
-#include "host/boundary/plugin.h"
-#include "host/drawing/drawing.h"
+#include "host/base/output.h"     // IWYU pragma: export
+#include "host/boundary/plugin.h" // IWYU pragma: export
+#include "host/drawing/drawing.h" // IWYU pragma: export
 
 namespace host {
 

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
+#include <cstdint>
 #include <filesystem>
+#include <iterator>
 #include <limits>
 #include <span>
 #include <sstream>
@@ -11,6 +13,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "host/base/error.h"

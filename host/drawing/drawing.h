@@ -7,8 +7,8 @@
 
 #include <sys/ioctl.h>
 
-#include "host/base/output.h"
-#include "host/boundary/walk.h"
+#include "host/base/output.h"   // IWYU pragma: export
+#include "host/boundary/walk.h" // IWYU pragma: export
 
 namespace host {
 

@@ -87,8 +87,8 @@ std::string Gnuplot::finish() {
   std::string picture(static_cast<size_t>(lseek(fileno(picture_.get()), 0, SEEK_END)), '\0');
   if (picture.empty())
     throw Error("gnuplot has drawn nothing");
-  std::rewind(picture_.get());
-  if (std::fread(picture.data(), 1, picture.size(), picture_.get()) != picture.size())
+  if (std::fseek(picture_.get(), 0, SEEK_SET) != 0 ||
+      std::fread(picture.data(), 1, picture.size(), picture_.get()) != picture.size())
     throw systemError(kProgram);
   return picture;
 }

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "host/boundary/walk.h"
+#include "host/boundary/walk.h" // IWYU pragma: export
 
 namespace host {
 
