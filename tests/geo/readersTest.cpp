@@ -183,14 +183,3 @@ TEST(Dispatcher, ReadersHaveTheirOrder) {
     EXPECT_EQ(file.fileName(), name);
   }
 }
-
-TEST(Plugin, FailedParseLeavesTheListAsItWas) {
-  const TemporaryFolder folder;
-  cGeoParserPlugin plugin;
-  const cGeoParserFile* const good = plugin.parseFile(folder.write("x", miniSeed()).c_str());
-  ASSERT_NE(good, nullptr);
-  for (const std::string& bad : {folder / "missing", folder.write("junk", "junk")})
-    EXPECT_EQ(plugin.parseFile(bad.c_str()), nullptr) << bad;
-  EXPECT_EQ(plugin.files().size(), 1U);
-  EXPECT_EQ(&plugin.files().back(), good);
-}

@@ -158,6 +158,10 @@ TEST(EntryPoints, OutsideTheTable) {
   cGeoParserFile* const file =
       plugin.parseFile(folder.write("a", miniSeedFile::pack({.encoding = 3}, samples)).c_str());
   ASSERT_NE(file, nullptr);
+  for (const std::string& bad : {folder / "missing", folder.write("junk", "junk")})
+    EXPECT_EQ(plugin.parseFile(bad.c_str()), nullptr) << bad;
+  ASSERT_EQ(plugin.files().size(), 1U);
+  EXPECT_EQ(&plugin.files().back(), file);
   cGeoParserSection& section = *file->getSectionHandle(0);
 
   // Each way to a copy, into a buffer for two of the three samples.
