@@ -63,50 +63,36 @@ double processorTime() {
 }
 
 // What a host does all day: good files, and every kind of bad one.
-class Everyday {
-public:
-  Everyday() {
-    miniSeedFile::write(good_, miniSeedFile::interleaved(3, 3000));
-    miniSeedFile::write(cut_, miniSeedFile::interleaved(1, 3000).substr(0, 700));
-    miniSeedFile::write(noise_, std::string(5000, '#'));
-    for (const char* extension : {".mseed", ".dat", ".sg"})
-      std::filesystem::copy(noise_, noise_ + extension);
-  }
-
-  void round() {
-    for (const std::string& bad : {noise_, noise_ + ".mseed", noise_ + ".dat", noise_ + ".sg",
-                                   files_ / "missing", files_ / "."})
-      expect(!plugin_.tryToParse(bad), "a bad file is accepted");
-    plugin_.parse(cut_);
-    plugin_.parse(good_);
-    expect(plugin_.walk() == 27, "a walk does not find three variables");
-    std::vector<double> all = plugin_.buffer();
-    plugin_.copy(all);
-    all.resize(all.size() + 1);
-    expect(!plugin_.tryToCopy(all), "a copy finds more than there is");
-    std::filesystem::rename(good_, good_ + ".gone");
-    expect(!plugin_.tryToCopy(all), "a copy finds what is gone");
-    std::filesystem::rename(good_ + ".gone", good_);
-  }
-
-private:
-  TemporaryFolder files_;
-  std::string good_ = files_ / "good.mseed";
-  std::string cut_ = files_ / "cut";
-  std::string noise_ = files_ / "noise";
-  LoadedPlugin plugin_;
-};
-
 void endureRounds(long rounds) {
-  Everyday host;
+  const TemporaryFolder files;
+  const std::string good = files.write("good.mseed", miniSeedFile::interleaved(3, 3000));
+  const std::string cut = files.write("cut", miniSeedFile::interleaved(1, 3000).substr(0, 700));
+  std::vector<std::string> bad = {files / "missing", files / "."};
+  for (const char* name : {"noise", "noise.mseed", "noise.dat", "noise.sg"})
+    bad.push_back(files.write(name, std::string(5000, '#')));
+  LoadedPlugin plugin;
+  const auto round = [&] {
+    for (const std::string& path : bad)
+      expect(!plugin.tryToParse(path), "a bad file is accepted");
+    plugin.parse(cut);
+    plugin.parse(good);
+    expect(plugin.walk() == 27, "a walk does not find three variables");
+    std::vector<double> all = plugin.buffer();
+    plugin.copy(all);
+    all.resize(all.size() + 1);
+    expect(!plugin.tryToCopy(all), "a copy finds more than there is");
+    std::filesystem::rename(good, good + ".gone");
+    expect(!plugin.tryToCopy(all), "a copy finds what is gone");
+    std::filesystem::rename(good + ".gone", good);
+  };
   const long warmUp = rounds / 10;
   for (long i = 0; i < warmUp; ++i)
-    host.round();
+    round();
   const double before = mebibytes("VmRSS:");
   const long descriptors = openDescriptors();
   const double start = processorTime();
   for (long i = warmUp; i < rounds; ++i)
-    host.round();
+    round();
   const double after = mebibytes("VmRSS:");
   std::printf("%ld rounds, after the first %ld: %.1f s, resident memory %.2f -> %.2f MiB, "
               "descriptors %ld -> %ld\n\n",
