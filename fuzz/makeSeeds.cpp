@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "testing/miniSeedFile.h"
+#include "testing/writtenRecord.h"
 
 using namespace std::string_literals;
 
@@ -56,6 +57,7 @@ std::vector<std::string> damaged() {
                                      twoLengths + good,
                                      opaque + good,
                                      withoutLength + good + withoutLength,
+                                     written({-1, {}, {1, 2}, true}, false),
                                      good.substr(0, 300),
                                      good + good.substr(0, 100),
                                      patched(good, 39, "\7"),

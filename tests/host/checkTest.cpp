@@ -3,15 +3,14 @@
 #include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <regex>
 
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 
 #include "host/commands/commands.h"
+#include "testing/environment.h"
 #include "tests/host/fixture.h"
 
 namespace host {
@@ -46,8 +45,6 @@ constexpr std::array kBreakages = std::to_array<std::pair<const char*, const cha
 
 class Check : public HostTest {
 protected:
-  ~Check() override { unsetenv("FAKE_PLUGIN_BREAKS"); }
-
   // The lines about rules that are broken or skipped, without the name of the file.
   std::string faults(const char* path, int seconds = 30) const {
     testing::internal::CaptureStdout();
@@ -64,7 +61,7 @@ TEST_F(Check, FindsTheBrokenRuleAndNoOther) {
   EXPECT_EQ(faults(FAKE_PLUGIN), "");
   EXPECT_NE(faults(TALKATIVE_PLUGIN).find("breaks is exported too"), std::string::npos);
   for (const auto& [name, report] : kBreakages) {
-    setenv("FAKE_PLUGIN_BREAKS", name, 1);
+    const Environment fault({std::string("FAKE_PLUGIN_BREAKS=") + name});
     const std::string broken = faults(FAKE_PLUGIN);
     EXPECT_TRUE(broken.starts_with(std::string("BROKEN  ") + report)) << name << ": " << broken;
     EXPECT_EQ(broken.find("BROKEN", 1), std::string::npos) << name << ": " << broken;
@@ -72,7 +69,7 @@ TEST_F(Check, FindsTheBrokenRuleAndNoOther) {
 }
 
 TEST_F(Check, DoesNotWaitForEveryRuleThatHangs) {
-  setenv("FAKE_PLUGIN_BREAKS", "HANG", 1);
+  const Environment fault({"FAKE_PLUGIN_BREAKS=HANG"});
   const std::string broken = faults(FAKE_PLUGIN, 1);
   const std::regex expected("(BROKEN.*hung in parse_file: .*\\n){3}(skip.*hung\\)\\n)+");
   EXPECT_TRUE(std::regex_match(broken, expected)) << broken;
@@ -80,7 +77,7 @@ TEST_F(Check, DoesNotWaitForEveryRuleThatHangs) {
 
 TEST_F(Check, EndsWhatThePluginStarts) {
   prctl(PR_SET_CHILD_SUBREAPER, 1); // which makes it a child of this process
-  setenv("FAKE_PLUGIN_BREAKS", "FORKS", 1);
+  const Environment fault({"FAKE_PLUGIN_BREAKS=FORKS"});
   EXPECT_EQ(faults(FAKE_PLUGIN), "");
   int status = 0;
   wait(&status);

@@ -29,6 +29,7 @@
 #include "host/commands/commands.h"
 #include "host/drawing/decimate.h"
 #include "host/drawing/timeAxis.h"
+#include "testing/environment.h"
 #include "testing/openDescriptors.h"
 #include "tests/host/fixture.h"
 
@@ -151,11 +152,10 @@ protected:
 };
 
 TEST_F(Export, KeepsEveryBitOfEverySample) {
-  setenv("TMPDIR", "", 1); // means none
+  const Environment none({"TMPDIR="}); // means that there is none
   const File record = openFile(plugin, file);
   std::string raw;
   ASSERT_EQ(run({}, "csv", target), kSuccess);
-  unsetenv("TMPDIR");
   const Texts rows = split(read(target), '\n');
   ASSERT_EQ(rows.size(), 20002);
   EXPECT_EQ(rows[0], "A time_s,A value,B time_s,B value,C time_s,C value");
@@ -195,11 +195,10 @@ TEST_F(Export, LeavesNothingHalfDone) {
     };
     EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(signal), "");
   }
-  setenv("FAKE_PLUGIN_BREAKS", "GROWS", 1);
+  const Environment grows({"FAKE_PLUGIN_BREAKS=GROWS"});
   EXPECT_THROW(run({}, "csv", target), Error);
   EXPECT_THROW(exportSamples(plugin, {file, {"A"}, "-", folder / "split", "f64"}), Error);
   EXPECT_EQ(list(plugin, {{file}, {}, true, "table"}), kFailure);
-  unsetenv("FAKE_PLUGIN_BREAKS");
   EXPECT_TRUE(std::filesystem::remove(folder / "split")); // an empty folder
   EXPECT_EQ(read(target), "earlier");
   // The data file is the other one.
@@ -266,15 +265,13 @@ TEST_F(HostTest, PlotDrawsAnyStream) {
   const long descriptors = openDescriptors();
   ASSERT_EQ(plot(plugin, {{file}, {}, target, {}}), kSuccess);
   EXPECT_EQ(openDescriptors(), descriptors);
-  const std::string path = getenv("PATH");
-  setenv("PATH", (folder.string() + ':' + path).c_str(), 1);
+  const Environment ours({"PATH=" + folder.string() + ':' + getenv("PATH")});
   // A gnuplot that draws nothing, and one while which the file changes.
   for (const std::string& then : {std::string("true"), "echo | tee -a " + file}) {
     std::filesystem::permissions(write("gnuplot", "#!/bin/sh\ncat >/dev/null\n" + then),
                                  std::filesystem::perms::owner_all);
     EXPECT_THROW(plot(plugin, {{file}, {}, target, {}}), Error) << then;
   }
-  setenv("PATH", path.c_str(), 1);
   EXPECT_TRUE(read(target).starts_with("<?xml"));
 }
 
