@@ -151,7 +151,7 @@ public:
       return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     action();
-    _exit(EXIT_FAILURE);
+    _exit(1);
   }
   ~Process() {
     kill(number_, SIGKILL);

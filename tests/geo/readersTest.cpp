@@ -128,16 +128,16 @@ TEST(MiniSeed, AddsToASectionAndMarksTheFile) {
 TEST(RecordStream, FileThatChangesIsReadToTheEndThatIsFound) {
   const TemporaryFolder folder;
   const auto recordSize = static_cast<std::uintmax_t>(miniSeed().size());
-  // The size in records before, and after the first was read; libmseed reads 2048 at once.
-  const std::pair<int, int> cases[] = {{3000, 2500}, {3000, 1}, {3000, 0}, {3000, 4000}};
-  for (const auto& [before, after] : cases) {
+  // The size in records, and that after the first was read; libmseed reads 2048 at once.
+  constexpr int kBefore = 3000;
+  for (const int after : {2500, 1, 0, 4000}) {
     const std::string name = folder / "a";
     miniSeedFile::repeat(name, miniSeed(), 4000);
-    std::filesystem::resize_file(name, static_cast<std::uintmax_t>(before) * recordSize);
+    std::filesystem::resize_file(name, static_cast<std::uintmax_t>(kBefore) * recordSize);
     cDataFile file(name);
     cRecordStream records(file, cRecordStream::Samples::skipped);
     ASSERT_TRUE(records.next());
-    if (after > before)
+    if (after > kBefore)
       miniSeedFile::repeat(name, miniSeed(), 4000);
     else
       std::filesystem::resize_file(name, static_cast<std::uintmax_t>(after) * recordSize);

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <regex>
 
 #include <signal.h>

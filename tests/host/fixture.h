@@ -8,7 +8,6 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "host/boundary/plugin.h"
 #include "testing/temporaryFolder.h"

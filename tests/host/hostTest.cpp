@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -15,7 +14,6 @@
 #include <nlohmann/json.hpp>
 #include <pty.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -191,7 +189,7 @@ TEST_F(Export, LeavesNothingHalfDone) {
   for (const int signal : {SIGTERM, SIGQUIT, SIGXCPU, SIGXFSZ}) {
     const auto endInTheMiddle = [&] {
       const Output output(target);
-      (void)std::raise(signal);
+      (void)raise(signal);
     };
     EXPECT_EXIT(endInTheMiddle(), testing::KilledBySignal(signal), "");
   }
@@ -265,7 +263,7 @@ TEST_F(HostTest, PlotDrawsAnyStream) {
   const long descriptors = openDescriptors();
   ASSERT_EQ(plot(plugin, {{file}, {}, target, {}}), kSuccess);
   EXPECT_EQ(openDescriptors(), descriptors);
-  const Environment ours({"PATH=" + folder.string() + ':' + getenv("PATH")});
+  const Environment ours({"PATH=" + folder.string() + ':' + std::getenv("PATH")});
   // A gnuplot that draws nothing, and one while which the file changes.
   for (const std::string& then : {std::string("true"), "echo | tee -a " + file}) {
     std::filesystem::permissions(write("gnuplot", "#!/bin/sh\ncat >/dev/null\n" + then),
