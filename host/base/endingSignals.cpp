@@ -2,7 +2,6 @@
 
 #include <array>
 #include <atomic>
-#include <csignal>
 
 #include <signal.h>
 

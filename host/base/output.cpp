@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -38,7 +37,7 @@ void removeTemporaryFile() {
 
 // main() ignores SIGPIPE, so that a message to a closed standard error does not end the process.
 [[noreturn]] void endByClosedPipe() {
-  (void)std::signal(SIGPIPE, SIG_DFL);
+  (void)signal(SIGPIPE, SIG_DFL);
   (void)raise(SIGPIPE);
   std::abort(); // not reached, unless the signal is blocked
 }

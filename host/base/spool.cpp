@@ -1,8 +1,6 @@
 #include "host/base/spool.h"
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 #include <fcntl.h>
 #include <stdio.h>
@@ -29,7 +27,7 @@ int openNameless() {
 } // namespace
 
 std::string temporaryFolder() {
-  const char* folder = std::getenv("TMPDIR");
+  const char* folder = getenv("TMPDIR");
   return folder && *folder != '\0' ? folder : "/tmp";
 }
 
@@ -40,7 +38,7 @@ Spool::Spool() : file_(fdopen(openNameless(), "w+b")) {
 
 uint64_t Spool::append(std::span<const double> samples) {
   const uint64_t position = size_;
-  if (std::fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
+  if (fwrite(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
     throw systemError(kWhat);
   size_ += samples.size();
   return position;
@@ -48,7 +46,7 @@ uint64_t Spool::append(std::span<const double> samples) {
 
 void Spool::read(uint64_t position, std::span<double> samples) const {
   if (fseeko(file_.get(), static_cast<off_t>(position * sizeof(double)), SEEK_SET) != 0 ||
-      std::fread(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
+      fread(samples.data(), sizeof(double), samples.size(), file_.get()) != samples.size())
     throw systemError(kWhat);
 }
 

@@ -6,7 +6,7 @@
 
 namespace host {
 
-// Valid UTF-8: a byte that belongs to no character becomes U+FFFD.
+// Valid UTF-8: what belongs to no character becomes U+FFFD.
 std::string validUtf8(std::string_view bytes);
 
 // The same, with control characters replaced too: a name must not send commands to a terminal.
@@ -15,7 +15,8 @@ std::string printable(std::string_view bytes);
 // The number of characters of valid UTF-8, each of which is taken to be one column wide.
 size_t width(std::string_view string) noexcept;
 
-// At most so many characters, printable; the last of them is … where something is left out.
+// At most so many characters (one at least), printable; the last of them is … where something is
+// left out.
 std::string shortened(std::string_view bytes, size_t most);
 
 // A field of a CSV row: valid UTF-8, in quotes where needed.

@@ -31,14 +31,14 @@ struct Stream {
   std::string xLabel;
   std::string yLabel;
   uint64_t sampleCount = 0; // as declared; a copy can find fewer
-  double start = 0;         // seconds; only the low 32 bits of the microseconds since 1970
+  double start = 0;         // seconds, since what the plug-in says
   double interval = 0;      // seconds; 0 when the sample rate is unknown
   double end = 0;           // seconds
   bool deliverable = false; // the samples can be copied
   Properties properties;
 
-  // The time of a sample, rounded once, as the end of the stream is. Nominal behind a gap: the time
-  // between records is not reported.
+  // The time of a sample, rounded once. Nominal behind a gap: the time between records is not
+  // reported.
   double timeOf(uint64_t sample) const noexcept;
   // Samples per second; 0 when unknown.
   double sampleRate() const noexcept { return interval == 0 ? 0 : 1 / interval; }

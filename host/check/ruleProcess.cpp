@@ -3,10 +3,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -15,6 +11,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
@@ -144,7 +141,7 @@ Outcome judge(const Rule& rule, const Subject& subject) {
 int waitForEnd(pid_t child, std::chrono::seconds timeLimit) {
   setpgid(child, child); // the child does so too: either may be the first to need the group
   runningChild = child;
-  (void)std::signal(SIGALRM, endChild);
+  (void)signal(SIGALRM, endChild);
   alarm(static_cast<unsigned>(timeLimit.count()));
   siginfo_t info{};
   waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
@@ -176,7 +173,7 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
   Report& report = emptyReport();
   const auto start = Clock::now();
 
-  (void)std::fflush(nullptr); // or the child would print it too
+  (void)fflush(nullptr); // or the child would print it too
   const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0)

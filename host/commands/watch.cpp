@@ -2,9 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstddef>
-#include <ctime>
 #include <ratio>
 #include <string>
 #include <vector>
@@ -12,6 +10,7 @@
 #include <fmt/chrono.h>
 #include <signal.h>
 #include <sys/ioctl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "host/base/error.h"
@@ -93,7 +92,7 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool o
   choice.apply(file);
   choice.expectMatches();
   std::vector<std::string> lines = tableLines(file, {});
-  const std::time_t now = std::time(nullptr);
+  const time_t now = time(nullptr);
   lines[0].insert(0, fmt::format("{:%Y-%m-%d %H:%M:%S}  ", fmt::localtime(now)));
   if (onTerminal) {
     showOnTerminal(plugin, file, lines, output);
@@ -109,8 +108,8 @@ ox_wp_file_handle show(const Plugin& plugin, const WatchRequest& request, bool o
 int watch(const Plugin& plugin, const WatchRequest& request) {
   // They end the process at once, whatever the plug-in is doing, even if it hangs. There is nothing
   // to clean up: no file of the watch has a name.
-  for (const int signal : {SIGINT, SIGTERM})
-    (void)std::signal(signal, endWatch);
+  for (const int number : {SIGINT, SIGTERM})
+    (void)signal(number, endWatch);
   expectToKeep({request.file}, kStandardOutput);
   Output output(kStandardOutput);
   const bool onTerminal = isatty(STDOUT_FILENO) == 1;

@@ -3,8 +3,6 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -75,7 +73,7 @@ Gnuplot::~Gnuplot() {
 }
 
 void Gnuplot::write(std::string_view script) const {
-  (void)std::fwrite(script.data(), 1, script.size(), script_.get());
+  (void)fwrite(script.data(), 1, script.size(), script_.get());
 }
 
 std::string Gnuplot::finish() {
@@ -87,8 +85,8 @@ std::string Gnuplot::finish() {
   std::string picture(static_cast<size_t>(lseek(fileno(picture_.get()), 0, SEEK_END)), '\0');
   if (picture.empty())
     throw Error("gnuplot has drawn nothing");
-  if (std::fseek(picture_.get(), 0, SEEK_SET) != 0 ||
-      std::fread(picture.data(), 1, picture.size(), picture_.get()) != picture.size())
+  if (fseek(picture_.get(), 0, SEEK_SET) != 0 ||
+      fread(picture.data(), 1, picture.size(), picture_.get()) != picture.size())
     throw systemError(kProgram);
   return picture;
 }
