@@ -1,9 +1,7 @@
 #include "host/boundary/plugin.h"
 
-#include <array>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include <dlfcn.h>
 
@@ -43,21 +41,11 @@ Plugin::Plugin(const Library& library) {
   if (library.entryPoint()(&functions_) != 0)
     throw Error("the plug-in refuses version " + std::to_string(OX_WP_PLUGIN_VERSION) +
                 " of the boundary");
-  for (const auto& [name, isMissing] : std::to_array<std::pair<const char*, bool>>({
-           {"get_plugin_property", !functions_.get_plugin_property},
-           {"release", !functions_.release},
-           {"get_error_message", !functions_.get_error_message},
-           {"parse_file", !functions_.parse_file},
-           {"release_file", !functions_.release_file},
-           {"release_all_files", !functions_.release_all_files},
-           {"get_file_property", !functions_.get_file_property},
-           {"get_section_handle", !functions_.get_section_handle},
-           {"get_section_property", !functions_.get_section_property},
-           {"get_variable_property", !functions_.get_variable_property},
-           {"copy_variable_data", !functions_.copy_variable_data},
-       }))
-    if (isMissing)
-      throw Error(std::string("the plug-in has no function ") + name);
+#define OX_EXPECT(slot, mayThrow)                                                                  \
+  if (!functions_.slot)                                                                            \
+    throw Error("the plug-in has no function " #slot);
+  OX_WP_HOST_FUNCTIONS(OX_EXPECT)
+#undef OX_EXPECT
 }
 
 Plugin::~Plugin() {

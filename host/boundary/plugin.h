@@ -6,6 +6,17 @@
 
 #include "plugin/ox_wp_plugin.h" // IWYU pragma: export
 
+// The functions that a plug-in must have: EACH(slot, the exception that may leave it).
+// clang-format off
+#define OX_WP_HOST_FUNCTIONS(EACH)                                                \
+  EACH(get_plugin_property, nothing)  EACH(release, nothing)                      \
+  EACH(get_error_message, nothing)    EACH(parse_file, badAlloc)                  \
+  EACH(release_file, nothing)         EACH(release_all_files, nothing)            \
+  EACH(get_file_property, nothing)    EACH(get_section_handle, nothing)           \
+  EACH(get_section_property, nothing) EACH(get_variable_property, nothing)        \
+  EACH(copy_variable_data, badAlloc)
+// clang-format on
+
 namespace host {
 
 // The shared library; the destructor unloads it. It must outlive every plug-in object made from it.

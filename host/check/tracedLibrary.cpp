@@ -41,26 +41,16 @@ Result call(const char* name, MayThrow mayThrow, Result (*function)(Arguments...
 // Gives the slot the function that notes its name and calls the plug-in's own.
 #define OX_TRACE(slot, mayThrow)                                                                   \
   if (table->slot)                                                                                 \
-  table->slot = [](auto... arguments) {                                                            \
-    return call(#slot, MayThrow::mayThrow, functions.slot, arguments...);                          \
-  }
+    table->slot = [](auto... arguments) {                                                          \
+      return call(#slot, MayThrow::mayThrow, functions.slot, arguments...);                        \
+    };
 
 int initializeTraced(_ox_wp_plugin_functions_type* table) {
   const int status = call(OX_WP_PLUGIN_ENTRY_POINT, MayThrow::badAlloc, initializeFunction, table);
   if (status != 0)
     return status;
   functions = *table;
-  OX_TRACE(get_plugin_property, nothing);
-  OX_TRACE(release, nothing);
-  OX_TRACE(get_error_message, nothing);
-  OX_TRACE(parse_file, badAlloc);
-  OX_TRACE(release_file, nothing);
-  OX_TRACE(release_all_files, nothing);
-  OX_TRACE(get_file_property, nothing);
-  OX_TRACE(get_section_handle, nothing);
-  OX_TRACE(get_section_property, nothing);
-  OX_TRACE(get_variable_property, nothing);
-  OX_TRACE(copy_variable_data, badAlloc);
+  OX_WP_HOST_FUNCTIONS(OX_TRACE)
   return status;
 }
 

@@ -2,10 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstddef>
 #include <ratio>
-#include <string>
-#include <vector>
 
 #include <fmt/chrono.h>
 #include <signal.h>
@@ -14,14 +11,10 @@
 #include <unistd.h>
 
 #include "host/base/error.h"
-#include "host/base/output.h"
 #include "host/base/strings.h"
 #include "host/boundary/path.h"
-#include "host/boundary/plugin.h"
 #include "host/boundary/selection.h"
-#include "host/boundary/walk.h"
 #include "host/commands/commands.h"
-#include "host/drawing/drawing.h"
 #include "host/listing/listing.h"
 
 namespace host {
