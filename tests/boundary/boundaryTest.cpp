@@ -9,11 +9,9 @@
 #include <limits>
 #include <map>
 #include <numeric>
-#include <string>
 #include <thread>
 #include <tuple>
 #include <utility>
-#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -118,16 +116,21 @@ Doubles padded(const Samples& samples, std::size_t size) {
 // The checker tests index, type and fields.
 TEST_F(Boundary, PropertiesSayWhatTheFileHolds) {
   const ox_wp_file_handle file = parseBytes(
-      pack({.location = "00", .sampleRate = 20, .startTime = (1LL << 32) - 1500096, .encoding = 3},
+      pack({.location = "00", .sampleRate = 3, .startTime = (1LL << 32) - 1500096, .encoding = 3},
            ramp(5)));
   const std::vector<Variable> streams = variables(file);
   ASSERT_EQ(streams.size(), 1U);
   const std::map<int, std::string> texts = {
       {48, "XX_TEST_00_BHZ"}, {49, "time stamp"}, {50, "count"}};
   EXPECT_EQ(streams[0].texts, texts);
-  // The start is the low 32 bits of the microseconds.
-  const std::map<int, double> numbers = {
-      {34, -1.5000959999999999}, {35, 0.05}, {36, -1.2500959999999999}, {51, 0}, {52, 10}, {53, 5}};
+  // The start is the low 32 bits of the microseconds, and a product, not a quotient. The end is
+  // rounded once, not twice.
+  const std::map<int, double> numbers = {{34, -1.5000959999999999},
+                                         {35, 1. / 3},
+                                         {36, 0.1665706666666667},
+                                         {51, 0},
+                                         {52, 10},
+                                         {53, 5}};
   EXPECT_EQ(streams[0].numbers, numbers);
 }
 
@@ -335,7 +338,7 @@ TEST_F(Boundary, RecordGivesTheSamplesThatItHolds) {
 
 TEST_F(Boundary, AnySampleRateIsTaken) {
   const double huge = std::numeric_limits<float>::max();
-  for (const double rate : {0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
+  for (const double rate : {0., -0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
                             -Doubles::value_type{INFINITY}, std::nan("")}) {
     std::string bytes;
     for (const std::int64_t start : {0LL, 1LL << 40, -(1LL << 40)})
@@ -343,9 +346,11 @@ TEST_F(Boundary, AnySampleRateIsTaken) {
           pack({.sampleRate = rate, .exactRate = true, .startTime = start, .encoding = 3}, ramp(3));
     const ox_wp_file_handle file = parseBytes(bytes);
     ASSERT_NE(file, nullptr) << rate;
-    const double step = variables(file).at(0).numbers.at(ox_wp_prop_x_step);
+    const Variable seen = variables(file).at(0);
+    const double step = seen.numbers.at(ox_wp_prop_x_step);
     const double expected = rate == 0 ? 0 : 1 / static_cast<double>(static_cast<float>(rate));
     EXPECT_TRUE(step == expected || (std::isnan(step) && std::isnan(expected))) << rate;
+    EXPECT_TRUE(rate != 0 || seen.numbers.at(ox_wp_prop_x_end) == 0) << rate;
     EXPECT_EQ(copy(file, 0, 9).first, 0) << rate;
   }
 }

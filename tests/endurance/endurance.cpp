@@ -11,15 +11,14 @@
 #include <fstream>
 #include <functional>
 #include <stdexcept>
-#include <string>
+#include <stop_token>
+#include <thread>
 #include <tuple>
-#include <vector>
 
 #include <fcntl.h>
 #include <malloc.h>
 #include <signal.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -140,43 +139,6 @@ void endureFiles(std::size_t megabytes) {
   }
 }
 
-// A process of its own, which is killed at the end.
-class Process {
-public:
-  template<class Action>
-  explicit Process(Action action) : number_(fork()) {
-    if (number_ < 0)
-      throw std::runtime_error("no process can be made");
-    if (number_ > 0)
-      return;
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    action();
-    _exit(1);
-  }
-  ~Process() {
-    kill(number_, SIGKILL);
-    waitpid(number_, nullptr, 0);
-  }
-  Process(const Process&) = delete;
-  Process& operator=(const Process&) = delete;
-
-  pid_t number() const { return number_; }
-
-  // Sends the signal; returns the exit status, or -1 without one. A process that does not end lets
-  // the alarm end this one.
-  int endBy(int signal) const {
-    kill(number_, signal);
-    alarm(kLongestCall);
-    siginfo_t end = {};
-    waitid(P_PID, static_cast<id_t>(number_), &end, WEXITED | WNOWAIT);
-    alarm(0);
-    return end.si_code == CLD_EXITED ? end.si_status : -1;
-  }
-
-private:
-  pid_t number_;
-};
-
 // Parses and copies a file that changes meanwhile.
 void endureChanges(const char* what, const std::string& path, int perSecond, double seconds) {
   LoadedPlugin plugin;
@@ -200,19 +162,29 @@ void endureChanges(const char* what, const std::string& path, int perSecond, dou
 
 // Lets the host for the shell watch it, which keeps no descriptor of what it has read.
 void endureWatching(const std::string& path, int signal, double seconds) {
-  const Process host([&] {
+  const pid_t host = fork();
+  if (host < 0)
+    throw std::runtime_error("no process can be made");
+  if (host == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
     dup2(STDOUT_FILENO, STDERR_FILENO);
     execl(HOST_PATH, HOST_PATH, "watch", "--interval", "0.01", path.c_str(), nullptr);
-  });
+    _exit(1);
+  }
   long open[2] = {};
   for (long& count : open) {
     usleep(static_cast<useconds_t>(seconds * 5e5));
-    count = openDescriptors(host.number());
+    count = openDescriptors(host);
   }
   constexpr long kAtStart = 8; // the first count can come before the plug-in is loaded
   expect(open[1] <= open[0] + kAtStart, "watch leaves descriptors open");
-  expect(host.endBy(signal) == 0, "watch does not end as it should");
+  kill(host, signal);
+  int status = -1;
+  alarm(kLongestCall);
+  waitpid(host, &status, 0);
+  alarm(0);
+  expect(status == 0, "watch does not end as it should");
 }
 
 void endureChangingFiles(double seconds) {
@@ -246,8 +218,8 @@ void endureChangingFiles(double seconds) {
   for (const auto& [what, change, perSecond, signal] : changes) {
     std::filesystem::remove(path);
     rewrite();
-    const Process writer([&act = change, rate = perSecond] {
-      for (;; usleep(static_cast<useconds_t>(1000000 / rate)))
+    const std::jthread writer([&act = change, rate = perSecond](const std::stop_token& end) {
+      for (; !end.stop_requested(); usleep(static_cast<useconds_t>(1000000 / rate)))
         act();
     });
     endureChanges(what, path, perSecond, seconds);

@@ -5,7 +5,6 @@
 #include <fstream>
 #include <ios>
 #include <iterator>
-#include <string>
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,7 @@
 #include <climits>
 #include <cstdint>
 #include <filesystem>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -126,26 +124,6 @@ TEST(PluginFile, ReportsAChangeOnce) {
   cGeoParserFile empty(plugin);
   empty.setFileName(name);
   EXPECT_TRUE(empty.checkFileChanged()) << "the time of an empty file counts at first";
-}
-
-TEST(Section, ComputesTheTimeAxisFromRateStartAndCount) {
-  cGeoParserPlugin plugin;
-  cGeoParserFile file(plugin);
-  cGeoParserSection section(file);
-  cGeoParserVariable& variable = section.variables.emplace_back();
-  const auto read = [&section](int index) {
-    _ox_wp_prop_type property = {};
-    EXPECT_EQ(section.getVariableProperty(0, index, &property), 0);
-    return property.double_value;
-  };
-  variable.sampleRate = 3;
-  variable.startTime = 1085515272;
-  variable.sampleCount = 2051;
-  EXPECT_EQ(read(ox_wp_index_x_start), 1085.5152719999999); // a product, not a quotient
-  EXPECT_EQ(read(ox_wp_index_x_step), 1. / 3);
-  EXPECT_EQ(read(ox_wp_index_x_end), 1769.1819386666664); // rounded once, not twice
-  variable.sampleRate = -0.0;
-  EXPECT_EQ(read(ox_wp_index_x_end), 1085.5152719999999);
 }
 
 TEST(EntryPoints, OutsideTheTable) {

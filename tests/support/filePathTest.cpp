@@ -1,10 +1,11 @@
-// Paths: what a written path becomes, and what it reports when it cannot be resolved.
-#include <string>
+// Paths: what a written path becomes, and what it reports when it cannot be resolved. Status codes.
 #include <tuple>
 
 #include <gtest/gtest.h>
 
 #include "support/cOxFilePath.h"
+#include "support/cOxLogger.h"
+#include "support/dateAndTime.h"
 #include "tests/support/fixture.h"
 
 using ox3::cOxFilePath;
@@ -86,4 +87,21 @@ TEST(FilePath, ReportsWhatItCannotResolve) {
     EXPECT_EQ(seen.all, messages) << text;
     EXPECT_EQ(path.name(), name);
   }
+}
+
+TEST(SpecialPath, DiffersFromThePathClass) {
+  ReceivedMessages seen;
+  ox3::cOxLogger logger(7);
+  logger.setLoggerCallBack(&seen);
+  const Environment home({"HOME=/h"});
+  EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), "/hx~");
+  EXPECT_EQ(ox3::evaluateSpecialPath("x~", logger), "x~");
+  const Environment none({"HOME"});
+  EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), "x~");
+  EXPECT_EQ(seen.all, Lines{"7:Could not resolve system variable \"HOME\" ."});
+}
+
+TEST(StatusCode, OtherNumbersHaveTheirOwnString) {
+  EXPECT_EQ(ox3::convert_return_code_to_string(static_cast<ox3::returnCode>(17)), "");
+  EXPECT_EQ(ox3::convert_ox_return_code_to_string(4), "-");
 }

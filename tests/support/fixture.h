@@ -1,9 +1,6 @@
 // What the tests of the support library share.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "support/cOxLogger.h"
 #include "testing/environment.h" // IWYU pragma: export
 

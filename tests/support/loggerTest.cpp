@@ -1,7 +1,6 @@
 // The logger: which messages reach the callback, when and in which form.
 #include <ios>
 #include <ostream>
-#include <string>
 #include <utility>
 
 #include <gtest/gtest.h>

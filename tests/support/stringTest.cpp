@@ -1,5 +1,4 @@
 // Strings: every byte of the results matters.
-#include <string>
 #include <utility>
 
 #include <gtest/gtest.h>
