@@ -1,4 +1,4 @@
-// The guarded way to libmseed: the records of a miniSEED file.
+// The way to libmseed: the records of a miniSEED file.
 #pragma once
 
 #include <cstdint>

@@ -84,7 +84,7 @@ protected:
           ASSERT_TRUE(happened || call > 0) << "no such call in step " << which;
           if (!happened)
             break;
-          RecordProperty("failed", ++failed);
+          RecordProperty("failedOfKind" + std::to_string(kind), ++failed);
         }
   }
 
