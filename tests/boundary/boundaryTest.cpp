@@ -470,6 +470,7 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
       patched(patched(good, 39, "\2"), 50, std::string("\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x1f\0", 14));
   const std::string contents[] = {"",
                                   twoLengths,
+                                  good + twoLengths,
                                   "x",
                                   std::string(20, '0'),
                                   std::string(4096, 'D'),

@@ -26,7 +26,8 @@ protected:
     std::iota(ramp.begin(), ramp.end(), 1);
     const std::string first = miniSeedFile::pack({.channel = "BHE"}, ramp);
     samples.assign(ramp.begin(), ramp.end());
-    path = folder.write("a", first + miniSeedFile::pack({}, ramp));
+    // With more behind the samples than libmseed reads at once.
+    path = folder.write("a", first + miniSeedFile::pack({}, ramp) + std::string(1 << 20, '#'));
   }
 
   ox_wp_file_handle parse() const { return host.parse_file(host.plugin, path.c_str()); }
@@ -39,7 +40,8 @@ protected:
         host.plugin, file, host.get_section_handle(host.plugin, file, 0), 1, ox_wp_type_double,
         buffer.data(), static_cast<int>(buffer.size() * sizeof(double)));
     planned.kind = none;
-    EXPECT_TRUE(status != 0 || buffer == samples);
+    const bool isUnreadable = failing == reading && planned.lasting && planned.happened;
+    EXPECT_TRUE(status != 0 || (buffer == samples && !isUnreadable));
     return status == 0;
   }
 
