@@ -1,6 +1,5 @@
 // ox-wp-host: a host for the shell.
 
-
 #include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
