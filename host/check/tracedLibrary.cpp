@@ -47,7 +47,7 @@ Result call(const char* name, MayThrow mayThrow, Result (*function)(Arguments...
 
 int initializeTraced(_ox_wp_plugin_functions_type* table) {
   const int status = call(OX_WP_PLUGIN_ENTRY_POINT, MayThrow::badAlloc, initializeFunction, table);
-  if (status != 0)
+  if (status != 0 || !table)
     return status;
   functions = *table;
   OX_WP_HOST_FUNCTIONS(OX_TRACE)

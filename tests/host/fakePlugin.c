@@ -154,6 +154,7 @@ static void* parseFile(void* handle, const char* path) {
     return plugin->files[plugin->count++] = file;
   free(file);
   (void)(breaks("PRINTS") && fprintf(stderr, "declined\n"));
+  (void)(breaks("PARSE") && plugin->count > 0 && (plugin->files[0]->count = 0));
   plugin->declined = ++plugin->messages > 0;
   return NULL;
 }
@@ -171,6 +172,7 @@ static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
   if (!owner && breaks("THROWS"))
     throwBadAlloc();
+  (void)(owner && breaks("LABELS") && strcpy(owner->sections->label, "file"));
   const property properties[] = {
       PROPERTY(file_kind, integer, 0),
       PROPERTY(section_count, integer, owner ? owner->count : 0),
@@ -189,7 +191,7 @@ static void* getSectionHandle(void* plugin, void* file, int index) {
 static int getSectionProperty(void* plugin, void* file, void* section, int index, property* out) {
   struct section* owner = section;
   if (!plugin || !file || !owner)
-    return deliver(NULL, 0, index, out);
+    return deliver(NULL, 0, index, out) && !breaks("NULL");
   const property properties[] = {
       PROPERTY(section_kind, integer, 0),
       PROPERTY(variable_count, integer, owner->count),
@@ -223,9 +225,10 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
                             ox_wp_data_type type, void* buffer, int size) {
   const struct section* parsed = section;
   if (!plugin || !file || !parsed || variable < 0 || variable >= parsed->count)
-    return 1;
+    return parsed || !breaks("NULL_SECTION");
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
     return buffer || !breaks("NULL_BUFFER");
+  (void)(size < 0 && breaks("NEGATIVE_SIZE") && memset(buffer, 0, 1));
   ((struct plugin*)plugin)->declined = 0;
   const struct file* owner = file;
   struct file now = *owner;
@@ -243,7 +246,7 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
 
 int ox_wp_plugin_initialize(_ox_wp_plugin_functions_type* table) {
   if (!table || table->version < 1)
-    return 1;
+    return !breaks("REFUSED_TABLE");
   *table = (_ox_wp_plugin_functions_type){.version = OX_WP_PLUGIN_VERSION,
                                           .plugin = calloc(1, sizeof(struct plugin)),
                                           .get_plugin_property = getPluginProperty,
