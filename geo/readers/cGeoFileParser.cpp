@@ -22,8 +22,8 @@ constexpr Attempt kSeg2 = parseWith<cGeoFileParserSeg2>;
 constexpr Attempt kGeopsySignal = parseWith<cGeoFileParserGeopsySignal>;
 constexpr Attempt kMiniSeed = parseWith<cGeoFileParserMiniSeed>;
 
-// The order of the attempts. A file named like SEG-2 is never read as miniSEED. The second miniSEED
-// attempt costs only what no reader takes. Kept as they are, since hosts rely on them.
+// The order of the attempts. A file named like SEG-2 is never read as miniSEED. One named like
+// miniSEED that no reader takes is read as such twice. Kept as it is, since hosts rely on it.
 constexpr Attempt kSeg2First[] = {kSeg2, kGeopsySignal};
 constexpr Attempt kMiniSeedFirst[] = {kMiniSeed, kGeopsySignal, kSeg2, kMiniSeed};
 constexpr Attempt kGeopsySignalFirst[] = {kGeopsySignal, kSeg2, kMiniSeed};

@@ -143,10 +143,14 @@ TEST(EntryPoints, OutsideTheTable) {
   cGeoParserSection& section = *file->getSectionHandle(0);
 
   // Each way to a copy, into a buffer for two of the three samples.
-  double c[3][3] = {};
+  double c[7][3] = {};
   ox_wp_plugin_geo_copy_variable_data_double(&section, 0, c[0], 2);
   EXPECT_EQ(section.copyVariableDataDouble(0, c[1], 2), 0);
   EXPECT_EQ(section.copyVariableData(0, ox_wp_type_double, c[2], 23), 0);
+  EXPECT_EQ(file->copyVariableDataDouble(section, 0, c[3], 2), 0);
+  EXPECT_EQ(file->copyVariableData(section, 0, ox_wp_type_double, c[4], 23), 0);
+  EXPECT_EQ(plugin.copyVariableDataDouble(*file, section, 0, c[5], 2), 0);
+  EXPECT_EQ(plugin.copyVariableData(*file, section, 0, ox_wp_type_double, c[6], 23), 0);
   for (const auto& copy : c)
     EXPECT_EQ(std::vector(copy, copy + 3), (std::vector<double>{1, 2, 0}));
 
