@@ -1,22 +1,19 @@
 #include "host/base/output.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <random>
 
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include "host/base/endingSignals.h"
-#include "host/base/error.h"
+#include "host/base/messages.h"
 
 namespace host {
 
@@ -24,7 +21,18 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t kBufferSize = size_t{1} << 16;
+// Those that a user, a closed terminal or a limit sends; not those of a crash.
+constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGXFSZ};
+
+std::atomic<void (*)()> cleanUpFunction = nullptr;
+
+extern "C" void cleanUpAndEnd(int signal) {
+  cleanUpFunction.load()();
+  // SA_RESETHAND has restored the default action, so this ends the process.
+  (void)raise(signal);
+}
+
+constexpr std::size_t kBufferSize = std::size_t{1} << 16;
 
 // The file that a signal handler removes; empty when there is none. An array, since a handler may
 // not call into std::string.
@@ -43,6 +51,19 @@ void removeTemporaryFile() {
 }
 
 } // namespace
+
+void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept {
+  cleanUpFunction = cleanUp;
+  struct sigaction action{};
+  action.sa_handler = cleanUpAndEnd;
+  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
+  for (const int signal : kEndingSignals) {
+    struct sigaction before{};
+    sigaction(signal, nullptr, &before);
+    if (before.sa_handler != SIG_IGN) // as nohup sets it
+      sigaction(signal, &action, nullptr);
+  }
+}
 
 Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
   struct stat named{};
@@ -77,46 +98,43 @@ void Output::openTemporaryFile(const struct stat* replaced) {
   while (fs::is_symlink(target))
     target = target.parent_path() / fs::read_symlink(target);
   path_ = target.string();
-  const fs::path folder = target.parent_path();
-  std::random_device random;
-  const std::string name =
-      (folder / fmt::format(".ox-wp-host-{:08x}{:08x}", random(), random())).string();
+  const std::string name = target.parent_path() / ".ox-wp-host-XXXXXX";
   if (name.size() >= removeOnSignal.size())
     throw systemError(path_, ENAMETOOLONG);
-  // The name is stored first, so that a signal finds it as soon as the file exists.
-  std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
   cleanUpOnEndingSignals(removeTemporaryFile);
-  descriptor_ = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
-                     replaced ? S_IRUSR | S_IWUSR : 0666);
+  // The name is made in the array, so that a signal finds it as soon as the file exists.
+  std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
+  descriptor_ = mkostemp(removeOnSignal.data(), O_CLOEXEC);
   if (descriptor_ < 0) {
     const int code = errno;
     removeOnSignal[0] = '\0';
-    throw systemError(code == ENOENT ? folder.string() : path_, code);
+    throw systemError(code == ENOENT ? target.parent_path().string() : path_, code);
   }
-  temporary_ = name;
-  if (replaced)
-    (void)fchmod(descriptor_, replaced->st_mode);
+  temporary_ = removeOnSignal.data();
+  const mode_t mask = umask(0);
+  umask(mask);
+  (void)fchmod(descriptor_, replaced ? replaced->st_mode : 0666 & ~mask);
 }
 
 void Output::write(std::string_view bytes) {
   if (buffer_.size() + bytes.size() > kBufferSize)
     flush();
   if (bytes.size() > kBufferSize)
-    pass(bytes); // not through the buffer: these can be gigabytes
+    writeAll(bytes); // not through the buffer: these can be gigabytes
   else
     buffer_ += bytes;
 }
 
 void Output::flush() {
-  pass(buffer_);
+  writeAll(buffer_);
   buffer_.clear();
 }
 
-void Output::pass(std::string_view rest) const {
+void Output::writeAll(std::string_view rest) const {
   while (!rest.empty()) {
     const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
     if (written >= 0)
-      rest.remove_prefix(static_cast<size_t>(written));
+      rest.remove_prefix(static_cast<std::size_t>(written));
     else if (errno == EPIPE)
       endByClosedPipe();
     else if (errno != EINTR)
@@ -124,24 +142,14 @@ void Output::pass(std::string_view rest) const {
   }
 }
 
-void Output::commit(OnDisk onDisk) {
+void Output::commit() {
   flush();
   if (temporary_.empty())
     return;
-  if ((onDisk == OnDisk::now && fsync(descriptor_) != 0) ||
-      rename(temporary_.c_str(), path_.c_str()) != 0)
+  if (rename(temporary_.c_str(), path_.c_str()) != 0)
     throw systemError(path_);
   removeOnSignal[0] = '\0';
   temporary_.clear();
-}
-
-void putOnDisk(const std::string& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_CLOEXEC);
-  const bool isDone = descriptor >= 0 && syncfs(descriptor) == 0;
-  const int code = errno;
-  close(descriptor);
-  if (!isDone)
-    throw systemError(folder, code);
 }
 
 } // namespace host

@@ -1,5 +1,5 @@
 // The destination of a result: standard output, or a file that appears under its name only when it
-// is complete.
+// is complete; and what is done before a signal ends the process: temporary files are removed.
 #pragma once
 
 #include <string>
@@ -31,16 +31,13 @@ public:
   void write(std::string_view bytes);
   // Passes on what is buffered.
   void flush();
-
-  // Whether commit() waits for the disk. Where there are many files, putOnDisk() once is faster.
-  enum class OnDisk { now, later };
   // The last step. On return the file has its final name.
-  void commit(OnDisk onDisk = OnDisk::now);
+  void commit();
 
 private:
   // The file that is replaced, if there is one, passes on its permissions.
   void openTemporaryFile(const struct stat* replaced);
-  void pass(std::string_view rest) const;
+  void writeAll(std::string_view rest) const;
 
   std::string path_;      // the final name; kStandardOutput for whatever names that
   std::string temporary_; // empty when there is none
@@ -48,7 +45,8 @@ private:
   int descriptor_;
 };
 
-// On return all that was written into the folder is on disk.
-void putOnDisk(const std::string& folder);
+// Calls cleanUp() before a signal that ends the process, such as Ctrl-C, does so, from now on. It
+// may only call what a signal handler may call. A later function takes the place of an earlier one.
+void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept;
 
 } // namespace host

@@ -14,20 +14,20 @@ enum class PropertyLevel { plugin, file, section, variable };
 inline constexpr int kNoFixedIndex = -1;
 
 struct PropertyDefinition {
-  int32_t identifier;
+  std::int32_t identifier;
   const char* name; // as in the boundary's header, without prefix
   PropertyLevel level;
   int index;
-  int32_t type; // of the value
+  std::int32_t type; // of the value
 };
 
 // Each level stands together, in the order of its indexes. Properties of the plug-in stand in the
 // order in which a walk must report their kinds.
 inline constexpr std::array kPropertyTable = [] {
   using enum PropertyLevel;
-  constexpr int32_t kString = ox_wp_type_string;
-  constexpr int32_t kInteger = ox_wp_type_integer;
-  constexpr int32_t kDouble = ox_wp_type_double;
+  constexpr std::int32_t kString = ox_wp_type_string;
+  constexpr std::int32_t kInteger = ox_wp_type_integer;
+  constexpr std::int32_t kDouble = ox_wp_type_double;
   return std::to_array<PropertyDefinition>({
       {ox_wp_prop_file_extension, "file_extension", plugin, kNoFixedIndex, kString},
       {ox_wp_prop_exporter, "exporter", plugin, kNoFixedIndex, kString},
@@ -60,12 +60,12 @@ inline constexpr std::array kPropertyTable = [] {
 }();
 
 // Whether the value has a string; that of a message has a number too.
-constexpr bool hasString(int32_t type) noexcept {
+constexpr bool hasString(std::int32_t type) noexcept {
   return type == ox_wp_type_string || type == ox_wp_type_message;
 }
 
 // The definition of an identifier; null for one that the boundary does not define.
-constexpr const PropertyDefinition* findProperty(int32_t identifier) noexcept {
+constexpr const PropertyDefinition* findProperty(std::int32_t identifier) noexcept {
   for (const PropertyDefinition& property : kPropertyTable)
     if (property.identifier == identifier)
       return &property;
@@ -73,7 +73,7 @@ constexpr const PropertyDefinition* findProperty(int32_t identifier) noexcept {
 }
 
 // The name of an identifier; "unknown" for one that the boundary does not define.
-constexpr const char* propertyName(int32_t identifier) noexcept {
+constexpr const char* propertyName(std::int32_t identifier) noexcept {
   const PropertyDefinition* property = findProperty(identifier);
   return property ? property->name : "unknown";
 }

@@ -2,23 +2,23 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <vector>
 
+#include "host/boundary/file.h"
 #include "host/boundary/propertyTable.h"
-#include "host/boundary/walk.h"
 #include "host/check/rules.h"
 
 namespace host {
 
 namespace {
 
-// Calls visit(owner) for the file and all that it holds.
+// Calls visit(source) for the file and all that it holds.
 template<class Visit>
-void forEachOwner(const Loaded& loaded, Visit visit) {
-  visit(Owner{loaded, PropertyLevel::file});
-  loaded.forEachSection(
-      [&](ox_wp_section_handle section) { visit(Owner{loaded, PropertyLevel::section, section}); });
+void forEachSource(const Loaded& loaded, Visit visit) {
+  visit(PropertySource{loaded, PropertyLevel::file});
+  loaded.forEachSection([&](ox_wp_section_handle section) {
+    visit(PropertySource{loaded, PropertyLevel::section, section});
+  });
   loaded.forEachVariable(visit);
 }
 
@@ -37,26 +37,23 @@ void expectOthersUnchanged(const Reading& reading, const std::string& where) {
     if (record.type == ox_wp_type_double)
       allowed.double_value = record.double_value;
   }
-  const auto seen = bytesOf(record);
-  const auto expected = bytesOf(allowed);
-  const auto* const difference = std::mismatch(seen.begin(), seen.end(), expected.begin()).first;
-  expect(difference == seen.end(), "{}: byte {} of the record was written to; seen {}", where,
-         difference - seen.begin(), reading.describe());
+  expect(bytesOf(record) == bytesOf(allowed), "{}: another field was written to; seen {}", where,
+         reading.describe());
 }
 
-void expectRefused(const Owner& owner, int index) {
-  const Reading reading = owner.read(index);
+void expectRefused(const PropertySource& source, int index) {
+  const Reading reading = source.read(index);
   expect(reading.status == 1 && reading.record.identifier == ox_wp_prop_none,
-         "{}, index {}: expected status 1, identifier 0; seen {}", owner.name(), index,
+         "{}, index {}: expected status 1, identifier 0; seen {}", source.name(), index,
          reading.describe());
-  expectOthersUnchanged(reading, fmt::format("{}, index {}", owner.name(), index));
+  expectOthersUnchanged(reading, fmt::format("{}, index {}", source.name(), index));
 }
 
 // Calls visit(index, reading) for index 0, 1, 2, ... until no property comes back.
 template<class Visit>
-void walkReadings(const Owner& owner, Visit visit) {
+void walkReadings(const PropertySource& source, Visit visit) {
   for (int index = 0; index < kLongestWalk; ++index) {
-    const Reading reading = owner.read(index);
+    const Reading reading = source.read(index);
     if (reading.record.identifier == ox_wp_prop_none)
       return;
     visit(index, reading);
@@ -65,9 +62,8 @@ void walkReadings(const Owner& owner, Visit visit) {
 }
 
 // The place of a property's kind in the order of a walk: that of its row in the table.
-void keepsPluginOrder(const Subject& subject) {
-  const Loaded loaded(subject);
-  loaded.declineFiles(subject);
+void keepsPluginOrder(Loaded& loaded) {
+  loaded.declineFiles();
   const PropertyDefinition* last = kPropertyTable.data();
   walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
     expect(!hasString(reading.record.type) || reading.record.string_value,
@@ -81,7 +77,8 @@ void keepsPluginOrder(const Subject& subject) {
     last = definition;
   });
   for (const int index : kNegatives) {
-    const int32_t identifier = Owner{loaded, PropertyLevel::plugin}.read(index).record.identifier;
+    const std::int32_t identifier =
+        PropertySource{loaded, PropertyLevel::plugin}.read(index).record.identifier;
     expect(identifier == ox_wp_prop_none, "index {} gives identifier {}", index, identifier);
   }
 }
@@ -93,26 +90,25 @@ std::string contentOf(const Reading& reading) {
 }
 
 // Only an index past the end clears the queue: until then a walk can begin again.
-void deliversMessagesOnce(const Subject& subject) {
-  const Loaded loaded(subject);
-  loaded.declineFiles(subject);
-  const Owner owner{loaded, PropertyLevel::plugin};
-  size_t messages = 0;
-  size_t others = 0;
-  walkReadings(owner, [&](int index, const Reading& first) {
+void deliversMessagesOnce(Loaded& loaded) {
+  loaded.declineFiles();
+  const PropertySource source{loaded, PropertyLevel::plugin};
+  std::size_t messages = 0;
+  std::size_t others = 0;
+  walkReadings(source, [&](int index, const Reading& first) {
     const std::string before = contentOf(first);
-    owner.read(0);
-    const std::string again = contentOf(owner.read(index));
+    source.read(0);
+    const std::string again = contentOf(source.read(index));
     expect(again == before, "index {} gives \"{}\", and \"{}\" in a second walk", index, before,
            again);
     ++(first.record.identifier == ox_wp_prop_error_message ? messages : others);
   });
-  const size_t later = walkPlugin(loaded.plugin).size();
+  const std::size_t later = walkPlugin(loaded.plugin).size();
   expect(later == others, "first {} properties and {} messages, in the next walk {} of both",
          others, messages, later);
 }
 
-bool isAllowed(int32_t identifier, int64_t value) {
+bool isAllowed(std::int32_t identifier, std::int64_t value) {
   switch (identifier) {
   case ox_wp_prop_variable_data_type:
     return value == ox_wp_type_none || value == ox_wp_type_double;
@@ -128,52 +124,49 @@ bool isAllowed(int32_t identifier, int64_t value) {
   }
 }
 
-void hasTheProperties(const Subject& subject) {
-  const Loaded loaded(subject);
-  forEachOwner(loaded, [](const Owner& owner) {
+void hasTheProperties(Loaded& loaded) {
+  forEachSource(loaded, [](const PropertySource& source) {
     for (const PropertyDefinition& definition : kPropertyTable) {
-      if (definition.level != owner.level)
+      if (definition.level != source.level)
         continue;
-      const Reading reading = owner.read(definition.index);
+      const Reading reading = source.read(definition.index);
       const _ox_wp_prop_type& record = reading.record;
       expect(reading.status == 0 && record.identifier == definition.identifier &&
                  record.type == definition.type,
-             "{}, index {}: expected status 0, identifier {} ({}), type {}; seen {}", owner.name(),
+             "{}, index {}: expected status 0, identifier {} ({}), type {}; seen {}", source.name(),
              definition.index, definition.identifier, definition.name, definition.type,
              reading.describe());
       expect(record.type != ox_wp_type_string || record.string_value, "{}: {} is a null string",
-             owner.name(), definition.name);
+             source.name(), definition.name);
       expect(record.type != ox_wp_type_integer ||
                  isAllowed(definition.identifier, record.integer_value),
-             "{}: {} is {}", owner.name(), definition.name, record.integer_value);
+             "{}: {} is {}", source.name(), definition.name, record.integer_value);
     }
   });
 }
 
 // A plug-in may have more properties than the boundary defines.
-void refusesOtherIndexes(const Subject& subject) {
-  const Loaded loaded(subject);
-  forEachOwner(loaded, [](const Owner& owner) {
+void refusesOtherIndexes(Loaded& loaded) {
+  forEachSource(loaded, [](const PropertySource& source) {
     int end = 0;
-    walkReadings(owner, [&](int index, const Reading&) { end = index + 1; });
-    for (const int index : {end, INT32_MAX, -1, -2, INT32_MIN})
-      expectRefused(owner, index);
+    walkReadings(source, [&](int index, const Reading&) { end = index + 1; });
+    for (const int index : outside(end))
+      expectRefused(source, index);
   });
   loaded.forEachSection([&](ox_wp_section_handle section) {
-    for (const int variable : {loaded.variableCount(section), INT32_MAX, -1, -2, INT32_MIN})
+    for (const int variable : outside(loaded.variableCount(section)))
       expectRefused({loaded, PropertyLevel::variable, section, variable}, 0);
   });
 }
 
-void expectRecordNeeded(const Owner& owner) {
-  const int status = owner.get(0, nullptr);
-  expect(status == 1, "{}, a null record: expected status 1, seen {}", owner.name(), status);
+void expectRecordNeeded(const PropertySource& source) {
+  const int status = source.get(0, nullptr);
+  expect(status == 1, "{}, a null record: expected status 1, seen {}", source.name(), status);
 }
 
-void refusesNullObjects(const Subject& subject) {
-  Loaded loaded(subject);
+void refusesNullObjects(Loaded& loaded) {
   if (loaded.file)
-    forEachOwner(loaded, expectRecordNeeded);
+    forEachSource(loaded, expectRecordNeeded);
   loaded.file = nullptr;
   for (const PropertyLevel level :
        {PropertyLevel::file, PropertyLevel::section, PropertyLevel::variable}) {
@@ -182,77 +175,74 @@ void refusesNullObjects(const Subject& subject) {
   }
 }
 
-void leavesOtherFields(const Subject& subject) {
-  const Loaded loaded(subject);
-  const auto expectInWalk = [](const Owner& owner) {
-    walkReadings(owner, [&](int index, const Reading& reading) {
-      expectOthersUnchanged(reading, fmt::format("{}, index {}", owner.name(), index));
+void leavesOtherFields(Loaded& loaded) {
+  const auto expectInWalk = [](const PropertySource& source) {
+    walkReadings(source, [&](int index, const Reading& reading) {
+      expectOthersUnchanged(reading, fmt::format("{}, index {}", source.name(), index));
     });
   };
-  const Owner plugin{loaded, PropertyLevel::plugin};
+  const PropertySource plugin{loaded, PropertyLevel::plugin};
   plugin.get(0, nullptr);
   for (const int index : kNegatives)
     expectOthersUnchanged(plugin.read(index), "plug-in, a negative index");
   expectInWalk(plugin);
   if (loaded.file)
-    forEachOwner(loaded, expectInWalk);
+    forEachSource(loaded, expectInWalk);
 }
 
 // The product and the sum may each be rounded, or both at once.
-void computesTheEnd(const Subject& subject) {
-  const Loaded loaded(subject);
-  loaded.forEachVariable([](const Owner& owner) {
-    const auto count = static_cast<double>(owner.value(ox_wp_prop_sample_count).integer_value);
-    const double interval = owner.value(ox_wp_prop_x_step).double_value;
-    const double start = owner.value(ox_wp_prop_x_start).double_value;
+void computesTheEnd(Loaded& loaded) {
+  loaded.forEachVariable([](const PropertySource& source) {
+    const auto count = static_cast<double>(source.value(ox_wp_prop_sample_count).integer_value);
+    const double interval = source.value(ox_wp_prop_x_step).double_value;
+    const double start = source.value(ox_wp_prop_x_start).double_value;
     const double expected = std::fma(count, interval, start);
     const double largest =
         std::max({std::abs(start), std::abs(count * interval), std::abs(expected)});
-    const double seen = owner.value(ox_wp_prop_x_end).double_value;
+    const double seen = source.value(ox_wp_prop_x_end).double_value;
     expect(seen == expected || (std::isnan(seen) && std::isnan(expected)) ||
                std::abs(seen - expected) <= std::nextafter(largest, HUGE_VAL) - largest,
-           "{}: expected {}, seen {}", owner.name(), expected, seen);
+           "{}: expected {}, seen {}", source.name(), expected, seen);
   });
 }
 
-// A string as the plug-in delivered it, and a copy of it from then. Making the copy throws where
-// the string is null, which a rule of its own reports.
-struct KeptString {
-  void expectUnchanged() const {
-    expect(delivered == copy, "\"{}\" became \"{}\"", copy, delivered);
-  }
+// The string as the plug-in delivers it. That it is null is reported by a rule of its own.
+const char* stringOf(const PropertySource& source, std::int32_t identifier) {
+  const char* const string = source.value(identifier).string_value;
+  return string ? string : throw Skipped("a string is null");
+}
 
-  const char* delivered;
-  std::string copy = delivered;
-};
+void expectUnchanged(const char* delivered, const std::string& before) {
+  expect(delivered == before, "\"{}\" became \"{}\"", before, delivered);
+}
 
-void keepsNames(const Subject& subject) {
-  const Loaded loaded(subject);
-  std::vector<KeptString> names;
-  loaded.forEachVariable([&](const Owner& owner) {
-    names.push_back({owner.value(ox_wp_prop_variable_name).string_value});
+void keepsNames(Loaded& loaded) {
+  std::vector<std::pair<const char*, std::string>> names;
+  loaded.forEachVariable([&](const PropertySource& source) {
+    const char* const name = stringOf(source, ox_wp_prop_variable_name);
+    names.emplace_back(name, name);
   });
-  forEachOwner(loaded, [](const Owner& owner) { owner.read(0); });
+  forEachSource(loaded, [](const PropertySource& source) { source.read(0); });
   loaded.parse(kMissingFile);
-  openFile(loaded.plugin, subject.file);
-  for (const KeptString& name : names)
-    name.expectUnchanged();
+  openFile(loaded.plugin, loaded.subject.file);
+  for (const auto& [delivered, before] : names)
+    expectUnchanged(delivered, before);
 }
 
 // The labels of a section may share one string, but calls for other objects leave it alone.
-void keepsLabels(const Subject& subject) {
-  const Loaded loaded(subject);
-  forEachOwner(loaded, [&](const Owner& owner) {
-    for (const int32_t identifier :
+void keepsLabels(Loaded& loaded) {
+  forEachSource(loaded, [&](const PropertySource& source) {
+    for (const std::int32_t identifier :
          {ox_wp_prop_section_x_label, ox_wp_prop_variable_x_label, ox_wp_prop_variable_y_label}) {
-      if (findProperty(identifier)->level != owner.level)
+      if (findProperty(identifier)->level != source.level)
         continue;
-      const KeptString label{owner.value(identifier).string_value};
+      const char* const label = stringOf(source, identifier);
+      const std::string before = label;
       for (const PropertyLevel level : {PropertyLevel::plugin, PropertyLevel::file})
-        Owner{loaded, level}.read(ox_wp_index_section_count);
+        PropertySource{loaded, level}.read(ox_wp_index_section_count);
       loaded.section(0);
       loaded.parse(kMissingFile);
-      label.expectUnchanged();
+      expectUnchanged(label, before);
     }
   });
 }

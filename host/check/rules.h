@@ -18,8 +18,8 @@
 
 #include <fmt/core.h>
 
+#include "host/boundary/plugin.h"        // IWYU pragma: export
 #include "host/boundary/propertyTable.h" // IWYU pragma: export
-#include "host/check/tracedLibrary.h"    // IWYU pragma: export
 
 namespace host {
 
@@ -42,19 +42,22 @@ struct Subject {
   std::chrono::steady_clock::time_point lastCopy;
 };
 
-// With none, a rule is tried without a file. With any, it is tried so and on each file too. From
-// file on, it is skipped without one.
-enum class Needs { none, any, file, copy };
+struct Loaded;
+
+// With none, a rule is tried without a file. With any, it is tried so and on each file too. Rules
+// that need a file or a copy are skipped when no file is named, and where it is declined; one that
+// needs a path is tried on a declined file too.
+enum class Needs { none, any, path, file, copy };
 
 struct Rule {
   std::string_view name;
-  void (*run)(const Subject& subject);
+  void (*run)(Loaded& loaded);
   Needs needs = Needs::none;
-  bool isFirst = false; // where it is broken, no other rule can be tried
 };
 
-extern const std::span<const Rule> kEntryRules;    // the entry point, the table, the plug-in object
-extern const std::span<const Rule> kFileRules;     // parsing, handles, releasing
+// The first rule is the one without which no other can be tried. The second uses everything: what
+// crashes there is no fault of another rule.
+extern const std::span<const Rule> kObjectRules;   // the library, the plug-in object, its files
 extern const std::span<const Rule> kPropertyRules; // the properties of all levels
 extern const std::span<const Rule> kSampleRules;   // copies
 
@@ -65,14 +68,17 @@ void expect(bool kept, fmt::format_string<Arguments...> seen, Arguments&&... arg
     throw Broken(fmt::format(seen, std::forward<Arguments>(arguments)...));
 }
 
-// Indexes below the valid ones.
+// Indexes below the valid ones, and all that are tried around `count` valid ones.
 inline constexpr std::array kNegatives = {-1, -2, INT32_MIN};
+constexpr std::array<int, 5> outside(int count) noexcept {
+  return {count, INT32_MAX, kNegatives[0], kNegatives[1], kNegatives[2]};
+}
 
 // A path at which there is no file and none can be made.
 inline constexpr const char* kMissingFile = "/proc/self/missing";
 
 // Every copy may read the whole file, so only the first streams of a file are copied.
-inline constexpr size_t kStreamsTried = 8;
+inline constexpr std::size_t kStreamsTried = 8;
 
 // A record or table with every byte set, to see afterwards which ones were written.
 template<class Record>
@@ -95,18 +101,16 @@ struct Reading {
   _ox_wp_prop_type record = patterned<_ox_wp_prop_type>();
 };
 
-struct Loaded;
-
 // What has properties: the plug-in, its file, a section or a variable.
-struct Owner {
+struct PropertySource {
   std::string name() const; // for messages
   int get(int index, _ox_wp_prop_type* record) const;
   Reading read(int index) const;
   // The property of this identifier, at its fixed index.
-  _ox_wp_prop_type value(int32_t identifier) const;
+  _ox_wp_prop_type value(std::int32_t identifier) const;
   // The same, as a number of objects. Throws Skipped where it is none: a rule of its own reports
   // it.
-  int count(int32_t identifier) const;
+  int count(std::int32_t identifier) const;
 
   const Loaded& loaded;
   PropertyLevel level;
@@ -114,33 +118,28 @@ struct Owner {
   int variable = 0;
 };
 
-// A plug-in object with the subject's file parsed, if there is one.
-//
-// What one rule reports, such as a declined file or a section without a handle, is Skipped here:
-// the other rules take it for granted.
+// A plug-in object with the subject's file parsed, if there is one and it is not declined.
 struct Loaded {
   explicit Loaded(const Subject& subject);
 
   // Parses another file or null; the result is null where that is declined.
-  ox_wp_file_handle parse(const char* path) const {
-    return plugin->parse_file(plugin.handle(), path);
-  }
+  ox_wp_file_handle parse(const char* path) const { return plugin.call(&Table::parse_file, path); }
   // Parses files about which a plug-in may queue messages.
-  void declineFiles(const Subject& subject) const {
-    parse(kMissingFile);
-    parse(subject.plugin.c_str());
-  }
+  void declineFiles() const;
+  // Parses, walks every level, and copies the first streams.
+  void useEverything() const;
+  // Throws Skipped when it is too late for another copy.
+  void expectTimeForCopy() const;
 
   int sectionCount() const {
-    return Owner{*this, PropertyLevel::file}.count(ox_wp_prop_section_count);
+    return PropertySource{*this, PropertyLevel::file}.count(ox_wp_prop_section_count);
   }
   int variableCount(ox_wp_section_handle section) const {
-    return Owner{*this, PropertyLevel::section, section}.count(ox_wp_prop_variable_count);
+    return PropertySource{*this, PropertyLevel::section, section}.count(ox_wp_prop_variable_count);
   }
-
   // Of all sections; 0 where there is none to be found. Shows whether a file is still what it was.
   int streamCount() const;
-
+  // Throws Skipped where it has no handle: a rule of its own reports it.
   ox_wp_section_handle section(int index) const;
 
   template<class Visit>
@@ -149,23 +148,18 @@ struct Loaded {
       visit(section(index));
   }
   template<class Visit>
-  void forEachVariable(Visit visit) const { // visit(owner)
+  void forEachVariable(Visit visit) const { // visit(source)
     forEachSection([&](ox_wp_section_handle handle) {
       for (int variable = 0; variable < variableCount(handle); ++variable)
-        visit(Owner{*this, PropertyLevel::variable, handle, variable});
+        visit(PropertySource{*this, PropertyLevel::variable, handle, variable});
     });
   }
 
-  TracedLibrary library;
+  const Subject& subject;
+  Library library;
   Plugin plugin;
   ox_wp_file_handle file = nullptr;
 };
-
-// Parses, walks every level, and copies the first streams.
-void useEverything(const Loaded& loaded, const Subject& subject);
-
-// Throws Skipped when it is too late for another copy.
-void expectTimeForCopy(const Subject& subject);
 
 // The first line that the rule's process printed; "\n" for an empty one, "" for nothing at all.
 std::string firstLine(int printed);

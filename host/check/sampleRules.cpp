@@ -2,21 +2,20 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstdint>
 #include <filesystem>
 #include <vector>
 
-#include "host/boundary/samples.h"
+#include "host/boundary/file.h"
 #include "host/check/rules.h"
 
 namespace host {
 
 namespace {
 
-// Slots behind what a copy may write to, to see that it does not.
-constexpr size_t kGuard = 4;
+// Slots after what a copy may write to, to see that it does not.
+constexpr std::size_t kGuard = 4;
 
-int sizeOf(size_t samples) noexcept {
+int sizeOf(std::size_t samples) noexcept {
   return static_cast<int>(samples * sizeof(double));
 }
 
@@ -25,102 +24,85 @@ struct Copy {
   std::vector<double> buffer; // guard included; the mark where nothing was written
 };
 
-class CopiedStream {
-public:
-  CopiedStream(const Subject& subject, const Owner& owner) : subject_(subject), owner_(owner) {}
+int copyInto(const PropertySource& variable, ox_wp_data_type type, void* buffer, int size) {
+  const Loaded& loaded = variable.loaded;
+  loaded.expectTimeForCopy();
+  return loaded.plugin.call(&Table::copy_variable_data, loaded.file, variable.section,
+                            variable.variable, type, buffer, size);
+}
 
-  // Finds the samples, by a copy with room for `declared` ones. What it writes behind that is left
-  // to the rules.
-  void findSamples(size_t declared) {
-    declared_ = declared;
-    std::vector<double> found = copy(sizeOf(declared)).buffer;
-    found.resize(declared);
-    dropUnwritten(found);
-    samples_ = std::move(found);
-  }
-  const std::vector<double>& samples() const noexcept { return samples_; }
+Copy copy(const PropertySource& variable, int size, ox_wp_data_type type = ox_wp_type_double) {
+  const std::size_t room = size < 0 ? 0 : static_cast<std::size_t>(size) / sizeof(double);
+  Copy result{0, std::vector<double>(room + kGuard, kUnwritten)};
+  result.status = copyInto(variable, type, result.buffer.data(), size);
+  return result;
+}
 
-  Copy copy(int size, ox_wp_data_type type = ox_wp_type_double) const {
-    return copyOf(number(), size, type);
-  }
-  Copy copyOf(int variable, int size, ox_wp_data_type type = ox_wp_type_double) const {
-    const size_t room = size < 0 ? 0 : static_cast<size_t>(size) / sizeof(double);
-    Copy result{0, std::vector<double>(room + kGuard, unwrittenMark())};
-    result.status = copyInto(variable, type, result.buffer.data(), size);
-    return result;
-  }
-  int copyInto(int variable, ox_wp_data_type type, void* buffer, int size) const {
-    expectTimeForCopy(subject_);
-    const Loaded& loaded = owner_.loaded;
-    return loaded.plugin->copy_variable_data(loaded.plugin.handle(), loaded.file, owner_.section,
-                                             variable, type, buffer, size);
+// A variable and the samples that a copy with room for all declared ones finds. What that copy
+// writes after them is left to the rules.
+struct CopiedStream {
+  CopiedStream(const PropertySource& source, std::size_t sampleCount)
+      : variable(source), declared(sampleCount), samples(copy(source, sizeOf(sampleCount)).buffer) {
+    samples.resize(declared);
+    dropUnwritten(samples);
   }
 
   // The first `count` slots hold the stream's first samples, and the others stay unwritten.
-  void expectSamples(const Copy& copy, size_t count, int size) const {
-    for (size_t i = 0; i < copy.buffer.size(); ++i) {
-      const double seen = copy.buffer[i];
+  void expectSamples(const Copy& seen, std::size_t count, int size) const {
+    for (std::size_t i = 0; i < seen.buffer.size(); ++i) {
+      const double value = seen.buffer[i];
       if (i >= count)
-        expect(isUnwritten(seen), "variable {}, {} bytes: {} was written behind the {} samples",
-               number(), size, seen, count);
+        expect(isUnwritten(value), "{}, {} bytes: {} was written after the {} samples",
+               variable.name(), size, value, count);
       else
-        expect(std::bit_cast<uint64_t>(seen) == std::bit_cast<uint64_t>(samples_[i]),
-               "variable {}, {} bytes: sample {} is {}, but {} in a copy of everything", number(),
-               size, i, seen, samples_[i]);
+        expect(std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(samples[i]),
+               "{}, {} bytes: sample {} is {}, but {} in a copy of everything", variable.name(),
+               size, i, value, samples[i]);
     }
   }
 
   // A copy of samples that are there fails only where the file cannot be read to its end. Then no
   // copy can be expected to succeed, not even one of a single sample. But the file is undamaged, as
   // far as can be seen, where a copy finds all that it declares.
-  void expectFilled(size_t count, int rest) const {
+  void expectFilled(std::size_t count, int rest) const {
     const int size = sizeOf(count) + rest; // is rounded down
-    const Copy filled = copy(size);
-    if (filled.status != 0 && samples_.size() < declared_ && copy(sizeOf(1)).status != 0)
+    const Copy filled = copy(variable, size);
+    if (filled.status != 0 && samples.size() < declared && copy(variable, sizeOf(1)).status != 0)
       throw Skipped("the plug-in reports no copy of this file as complete");
-    expect(filled.status == 0,
-           "variable {}, {} bytes: {} of {} samples give status {} instead of 0", number(), size,
-           count, samples_.size(), filled.status);
+    expect(filled.status == 0, "{}, {} bytes: {} of {} samples give status {} instead of 0",
+           variable.name(), size, count, samples.size(), filled.status);
     expectSamples(filled, count, size);
   }
 
-  const std::string& path() const noexcept { return subject_.file; }
-  int number() const noexcept { return owner_.variable; }
-  int variablesOfSection() const { return owner_.loaded.variableCount(owner_.section); }
-
-private:
-  const Subject& subject_;
-  Owner owner_;
-  size_t declared_ = 0;
-  std::vector<double> samples_;
+  PropertySource variable;
+  std::size_t declared;
+  std::vector<double> samples;
 };
 
 // What the variable declares; 0 when it is not deliverable or one copy does not hold it.
-size_t declaredSamples(const Owner& variable) {
-  const int64_t declared = variable.value(ox_wp_prop_sample_count).integer_value;
+std::size_t declaredSamples(const PropertySource& variable) {
+  const std::int64_t declared = variable.value(ox_wp_prop_sample_count).integer_value;
   if (variable.value(ox_wp_prop_variable_data_type).integer_value != ox_wp_type_double ||
-      declared < 1 || declared > static_cast<int64_t>(kMostSamplesOfACopy - kGuard))
+      declared < 1 || declared > static_cast<std::int64_t>(kMostSamplesOfACopy - kGuard))
     return 0;
-  return static_cast<size_t>(declared);
+  return static_cast<std::size_t>(declared);
 }
 
 // Tries a rule on the first deliverable streams. One that it skips does not count, unless it skips
 // all of them.
 template<void (*rule)(const CopiedStream& stream)>
-void onStreams(const Subject& subject) {
-  const Loaded loaded(subject);
+void onStreams(Loaded& loaded) {
   Skipped reason("none of the first streams has samples that can be copied");
-  size_t tried = 0;
+  std::size_t tried = 0;
   bool anyKept = false;
-  loaded.forEachVariable([&](const Owner& owner) {
-    const size_t declared = declaredSamples(owner);
+  loaded.forEachVariable([&](const PropertySource& variable) {
+    const std::size_t declared = declaredSamples(variable);
     if (declared == 0 || tried == kStreamsTried)
       return;
     ++tried;
     try {
-      CopiedStream stream(subject, owner);
-      stream.findSamples(declared);
-      if (stream.samples().empty())
+      const CopiedStream stream(variable, declared);
+      if (stream.samples.empty())
         return;
       rule(stream);
       anyKept = true;
@@ -132,69 +114,67 @@ void onStreams(const Subject& subject) {
     throw Skipped(reason);
 }
 
-void expectNothingCopied(const CopiedStream& stream, const Copy& copy, const std::string& what) {
-  expect(copy.status == 1, "variable {}: {}: expected status 1, seen {}", stream.number(), what,
-         copy.status);
-  expect(std::all_of(copy.buffer.begin(), copy.buffer.end(), isUnwritten),
-         "variable {}: {}: the buffer was written to", stream.number(), what);
+void expectNothingCopied(const PropertySource& variable, const std::string& what, std::size_t count,
+                         ox_wp_data_type type = ox_wp_type_double) {
+  const Copy refused = copy(variable, sizeOf(count), type);
+  expect(refused.status == 1, "{}: expected status 1, seen {}", what, refused.status);
+  expect(std::all_of(refused.buffer.begin(), refused.buffer.end(), isUnwritten),
+         "{}: the buffer was written to", what);
 }
 
 void fillsBuffers(const CopiedStream& stream) {
-  const size_t all = stream.samples().size();
+  const std::size_t all = stream.samples.size();
   stream.expectFilled(all, 0);
   stream.expectFilled((all + 1) / 2, 1);
   stream.expectFilled(1, 7);
 }
 
 void reportsLongCopies(const CopiedStream& stream) {
-  const size_t all = stream.samples().size();
-  const Copy copy = stream.copy(sizeOf(all + 1));
-  expect(copy.status == 1, "variable {}: one sample too many: expected status 1, seen {}",
-         stream.number(), copy.status);
-  stream.expectSamples(copy, all, sizeOf(all + 1));
+  const std::size_t all = stream.samples.size();
+  const Copy longer = copy(stream.variable, sizeOf(all + 1));
+  expect(longer.status == 1, "{}: one sample too many: expected status 1, seen {}",
+         stream.variable.name(), longer.status);
+  stream.expectSamples(longer, all, sizeOf(all + 1));
 }
 
 void storesNothingInSmallSizes(const CopiedStream& stream) {
   for (const int size : {7, 1, 0, -1, -8, INT32_MIN}) {
-    stream.expectSamples(stream.copy(size), 0, size);
-    stream.copyInto(stream.number(), ox_wp_type_double, nullptr, size);
+    stream.expectSamples(copy(stream.variable, size), 0, size);
+    copyInto(stream.variable, ox_wp_type_double, nullptr, size);
   }
 }
 
 void refusesOtherTypes(const CopiedStream& stream) {
-  for (const int type : {-1, 0, 2, 8, 9, 11, 13, INT32_MAX}) {
-    const Copy copy =
-        stream.copy(sizeOf(stream.samples().size()), static_cast<ox_wp_data_type>(type));
-    expectNothingCopied(stream, copy, fmt::format("type {}", type));
-  }
+  for (const int type : {-1, 0, 2, 8, 9, 11, 13, INT32_MAX})
+    expectNothingCopied(stream.variable, fmt::format("{}: type {}", stream.variable.name(), type),
+                        stream.samples.size(), static_cast<ox_wp_data_type>(type));
 }
 
 void refusesOtherVariables(const CopiedStream& stream) {
-  const int size = sizeOf(stream.samples().size());
-  for (const int variable : {stream.variablesOfSection(), INT32_MAX, -1, INT32_MIN})
-    expectNothingCopied(stream, stream.copyOf(variable, size),
-                        fmt::format("number {} instead", variable));
+  PropertySource other = stream.variable;
+  for (const int number : outside(other.loaded.variableCount(other.section))) {
+    other.variable = number;
+    expectNothingCopied(other, other.name(), stream.samples.size());
+  }
 }
 
 void refusesNullBuffers(const CopiedStream& stream) {
-  for (const size_t count : {size_t{1}, stream.samples().size()}) {
-    const int status = stream.copyInto(stream.number(), ox_wp_type_double, nullptr, sizeOf(count));
-    expect(status == 1, "variable {}: null for {} samples: expected status 1, seen {}",
-           stream.number(), count, status);
+  for (const std::size_t count : {std::size_t{1}, stream.samples.size()}) {
+    const int status = copyInto(stream.variable, ox_wp_type_double, nullptr, sizeOf(count));
+    expect(status == 1, "{}: null for {} samples: expected status 1, seen {}",
+           stream.variable.name(), count, status);
   }
 }
 
 // Neither samples in memory nor a descriptor that was kept may serve a copy. Once the file has
 // vanished, no further stream has samples to try this with.
 void readsTheFileAsItIs(const CopiedStream& stream) {
-  std::filesystem::remove(stream.path());
-  expectNothingCopied(stream, stream.copy(sizeOf(1)), "after the file has vanished");
+  std::filesystem::remove(stream.variable.loaded.subject.file);
+  expectNothingCopied(stream.variable, "after the file has vanished", 1);
 }
 
-void refusesNullSections(const Subject& subject) {
-  const Loaded loaded(subject);
-  const CopiedStream stream(subject, {loaded, PropertyLevel::variable});
-  expectNothingCopied(stream, stream.copy(sizeOf(2)), "a null section");
+void refusesNullSections(Loaded& loaded) {
+  expectNothingCopied({loaded, PropertyLevel::variable}, "a null section", 2);
 }
 
 constexpr std::array kRules = std::to_array<Rule>({

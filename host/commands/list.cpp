@@ -1,10 +1,8 @@
 // `list`: the streams that files hold.
 
-#include "host/base/error.h"
-#include "host/base/progress.h"
-#include "host/boundary/path.h"
-#include "host/boundary/samples.h"
-#include "host/boundary/selection.h"
+#include "host/base/messages.h"
+#include "host/boundary/file.h"
+#include "host/boundary/names.h"
 #include "host/commands/commands.h"
 #include "host/listing/listing.h"
 
@@ -12,72 +10,67 @@ namespace host {
 
 namespace {
 
-std::unique_ptr<Listing> makeListing(const ListRequest& request, Output& output) {
-  if (request.format == "json")
-    return jsonListing(output);
-  return request.format == "csv" ? csvListing(output, request.samples) : tableListing(output);
-}
-
 // Copies every stream in turn. One stream's samples are in memory at a time. A copy that fails is
 // reported, sets `status` and leaves its row without samples, unless the file has changed: then all
 // fail with it.
 SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& status) {
-  Progress progress("Reading streams", file.streams.size());
   SampleSummaries summaries;
-  std::vector<std::string> failures;
   for (const Stream& stream : file.streams) {
-    progress.show(summaries.size());
-    Samples samples{{}, stream.sampleCount};
+    SampleSummary& summary = summaries.emplace_back();
+    Samples samples{{}, stream.sampleCount()};
     try {
       samples = copySamples(plugin, file, stream);
     } catch (const Error& error) {
-      failures.emplace_back(error.what());
+      status = kFailure;
+      reportError(error.what());
     }
-    summaries.push_back({samples.values.size(), {}, {}, samples.shortfall()});
-    if (!samples.values.empty()) {
-      summaries.back().first = samples.values.front();
-      summaries.back().last = samples.values.back();
-    }
+    summary.found = samples.values.size();
+    summary.shortfall = samples.shortfall();
+    if (samples.values.empty())
+      continue;
+    summary.first = samples.values.front();
+    summary.last = samples.values.back();
   }
-  expectUnchanged(plugin, file);
-  for (const std::string& failure : failures) {
-    status = kFailure;
-    reportError(failure);
-  }
+  throwIfChanged(plugin, file);
   return summaries;
 }
 
 } // namespace
 
-int list(const Plugin& plugin, const ListRequest& request) {
-  expectToKeep(request.files, kStandardOutput);
+int list(const Plugin& plugin, const Request& request) {
+  refuseToOverwrite(request.files, kStandardOutput);
   Output output(kStandardOutput);
-  NameChoice choice(request.streams);
-  const std::unique_ptr<Listing> listing = makeListing(request, output);
+  const Format& format = kFormats.at(request.format);
+  NameChoice choice(request.patterns);
   int status = kSuccess;
-  listing->begin(walkPlugin(plugin));
-  for (const std::string& path : request.files) {
-    std::optional<File> file;
+  output.write(format.opening(walkPlugin(plugin), request.samples));
+  std::string separator;
+  for (const std::string& name : request.files) {
+    File file;
     SampleSummaries samples;
+    std::string failure;
     try {
-      file = openFile(plugin, path);
-      choice.apply(*file);
+      file = openFile(plugin, name);
+      choice.apply(file);
       if (request.samples)
-        samples = summarizeSamples(plugin, *file, status);
+        samples = summarizeSamples(plugin, file, status);
     } catch (const Error& error) {
-      file.reset();
+      file = {};
+      file.name = name;
+      failure = error.what();
       status = kFailure;
-      reportError(error.what());
-      listing->failure(path, error.what());
+      reportError(failure);
     }
-    if (file)
-      listing->file(*file, samples);
+    if (const std::string shown = format.file(file, samples, failure); !shown.empty()) {
+      output.write(separator + shown);
+      separator = format.separator;
+    }
     output.flush(); // before an error message of the next file
-    plugin->release_all_files(plugin.handle());
+    plugin.call(&Table::release_all_files);
   }
-  listing->end();
+  output.write(format.closing);
   output.commit();
-  choice.expectMatches();
+  choice.throwIfUnmatched();
   return status;
 }
 

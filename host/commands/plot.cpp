@@ -1,39 +1,54 @@
 // `plot`: waveforms as a viewer shows them.
 
-#include <sys/ioctl.h>
+#include <filesystem>
+#include <iterator>
 
-#include "host/base/error.h"
-#include "host/boundary/path.h"
-#include "host/boundary/selection.h"
+#include "host/base/messages.h"
+#include "host/boundary/names.h"
 #include "host/commands/commands.h"
-#include "host/drawing/drawing.h"
 
 namespace host {
 
-int plot(const Plugin& plugin, const PlotRequest& request) {
-  expectToKeep(request.files, request.output);
+int plot(const Plugin& plugin, const Request& request) {
+  refuseToOverwrite(request.files, request.output);
   Output output(request.output);
-  NameChoice choice(request.streams);
-  std::vector<File> files;
-  files.reserve(request.files.size());
-  for (const std::string& path : request.files)
-    files.push_back(openChosen(plugin, path, choice));
-  choice.expectMatches();
-  std::erase_if(files, [](const File& file) { return file.streams.empty(); });
-  if (files.empty())
-    throw Error("no stream that can be delivered");
-  if (request.output == kStandardOutput) {
-    constexpr int kFewestRows = 12; // of a panel
-    winsize room = terminalSize();
-    --room.ws_row; // for the prompt
-    drawCharacters(plugin, files, request.window, room, kFewestRows, output);
-  } else {
-    drawPicture(plugin, files, request.window, request.output, output);
+  const bool isPicture = request.output != kStandardOutput;
+  winsize room = terminalSize();
+  NameChoice choice(request.patterns);
+  std::vector<Panel> panels;
+  int status = kSuccess;
+  for (const std::string& name : request.files) {
+    try {
+      const File file = openChosen(plugin, name, choice);
+      if (isPicture && panels.size() + file.streams.size() > kMostPanels)
+        throw Error(name + ": too many streams for a picture; choose some with --stream");
+      std::vector<Panel> added =
+          makePanels(plugin, file, request.window, isPicture ? kPictureColumns : room.ws_col);
+      throwIfChanged(plugin, file);
+      if (added.size() < file.streams.size())
+        status = kFailure;
+      for (Panel& panel : added)
+        if (request.files.size() > 1)
+          panel.title.insert(0, std::filesystem::path(name).filename().string() + ", ");
+      std::move(added.begin(), added.end(), std::back_inserter(panels));
+    } catch (const Error& error) {
+      reportError(error.what());
+      status = kFailure;
+    }
+    plugin.call(&Table::release_all_files);
   }
-  for (const File& file : files)
-    expectUnchanged(plugin, file);
+  choice.throwIfUnmatched();
+  if (panels.empty())
+    throw Error("no stream that can be drawn");
+  const std::string head = request.files.size() == 1
+                               ? std::filesystem::path(request.files[0]).filename().string()
+                               : std::to_string(request.files.size()) + " files";
+  if (room.ws_row > 0)
+    --room.ws_row; // for the prompt
+  output.write(isPicture ? drawPicture(panels, head, request.output)
+                         : drawCharacters(std::move(panels), room));
   output.commit();
-  return kSuccess;
+  return status;
 }
 
 } // namespace host

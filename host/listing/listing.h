@@ -1,20 +1,19 @@
-// The streams of a file in the three formats that `list` offers.
+// The streams of files in the formats that `list` offers.
 #pragma once
 
 #include <cstdint>
-#include <memory>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "host/base/output.h"   // IWYU pragma: export
-#include "host/boundary/walk.h" // IWYU pragma: export
+#include "host/boundary/file.h" // IWYU pragma: export
 
 namespace host {
 
 // What is shown of a stream's samples.
 struct SampleSummary {
-  uint64_t found = 0;
+  std::uint64_t found = 0;
   std::optional<double> first; // none when no sample was found
   std::optional<double> last;
   std::string shortfall; // see Samples
@@ -23,25 +22,19 @@ struct SampleSummary {
 // One for each stream of a file, or none at all when samples are not asked for.
 using SampleSummaries = std::vector<SampleSummary>;
 
-// One format. The calls come in the order: begin, then a file or a failure each, then end. Each
-// call writes at once, so that an interrupted listing has the files that were done.
-class Listing {
-public:
-  virtual ~Listing() = default;
-  virtual void begin(const Properties& /*plugin*/) {}
-  virtual void file(const File& file, const SampleSummaries& samples) = 0;
-  virtual void failure(const std::string& /*path*/, const std::string& /*reason*/) {}
-  virtual void end() {}
+// A format: the opening, what it has of each file with a separator between two, and the closing.
+struct Format {
+  std::string (*opening)(const Properties& plugin, bool hasSamples);
+  // The error is empty unless the file could not be read; then it has a name only.
+  std::string (*file)(const File& file, const SampleSummaries& samples, const std::string& error);
+  std::string separator;
+  std::string closing;
 };
 
-// Aligned columns for people, below a line that names the file.
-std::vector<std::string> tableLines(const File& file, const SampleSummaries& samples);
-// The same, with an empty line between two files.
-std::unique_ptr<Listing> tableListing(Output& output);
-// One row for each stream. Every number but the rate reads back as the same double, and times as
-// the same nanosecond.
-std::unique_ptr<Listing> csvListing(Output& output, bool hasSamples);
-// Every property of every level. Numbers that JSON lacks are strings, such as "nan" and "inf".
-std::unique_ptr<Listing> jsonListing(Output& output);
+// table: aligned columns for people, below a line that names the file.
+// json:  every property of every level. Numbers that JSON lacks are strings, such as "nan".
+// csv:   a row for each stream. Every number but the rate reads back as the same double, and times
+//        as the same nanosecond.
+extern const std::map<std::string, Format> kFormats;
 
 } // namespace host

@@ -50,7 +50,7 @@ int breaks(const char* rule) {
   return broken && strcmp(broken, rule) == 0;
 }
 
-// Numbers that are hard to write as text, then ordinary ones.
+// Numbers that are hard to write as strings, then ordinary ones.
 static double sample(long long index) {
   static const double edges[] = {-0.0, 5e-324, 1.7976931348623157e308, 1.0 / 3, 1e-310, INFINITY};
   return index < 6 ? edges[index] : (double)index / 7;
@@ -129,7 +129,8 @@ static int readFile(const char* path, struct file* file) {
     else if (fscanf(input, "%lld %lld %lld %lf %lf", &s.type, &s.declared, &s.found, &s.start,
                     &s.interval) == 5)
       section->streams[section->count++] = s;
-  (void)(breaks("DESCRIPTOR") || fclose(input));
+  if (!breaks("DESCRIPTOR"))
+    fclose(input);
   file->count = (int)(section - file->sections) + 1;
   return file->sections->count > 0;
 }
@@ -143,9 +144,12 @@ static void* parseFile(void* handle, const char* path) {
   struct plugin* plugin = handle;
   if (!plugin || !path || plugin->count == mostFiles)
     return NULL;
-  (void)(breaks("HANG") && strstr(path, ".fake") && pause());
-  (void)(breaks("FORKS") && !fork() && execlp("sleep", "sleep", "5", NULL));
-  (void)(breaks("THREAD") && pthread_create(&(pthread_t){0}, NULL, idle, NULL));
+  if (breaks("HANG") && strstr(path, ".fake"))
+    pause();
+  if (breaks("FORKS") && !fork())
+    execlp("sleep", "sleep", "5", NULL);
+  if (breaks("THREAD"))
+    pthread_create(&(pthread_t){0}, NULL, idle, NULL);
   if (breaks("NAMES") && plugin->count > 0)
     plugin->files[0]->sections->streams->name[0] = '?';
   plugin->declined = plugin->declined && breaks("OLD_ERROR");
@@ -153,8 +157,10 @@ static void* parseFile(void* handle, const char* path) {
   if (readFile(path, file))
     return plugin->files[plugin->count++] = file;
   free(file);
-  (void)(breaks("PRINTS") && fprintf(stderr, "declined\n"));
-  (void)(breaks("PARSE") && plugin->count > 0 && (plugin->files[0]->count = 0));
+  if (breaks("PRINTS"))
+    fprintf(stderr, "declined\n");
+  if (breaks("PARSE") && plugin->count > 0)
+    plugin->files[0]->count = 0;
   plugin->declined = ++plugin->messages > 0;
   return NULL;
 }
@@ -172,7 +178,8 @@ static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
   if (!owner && breaks("THROWS"))
     throwBadAlloc();
-  (void)(owner && breaks("LABELS") && strcpy(owner->sections->label, "file"));
+  if (owner && breaks("LABELS"))
+    strcpy(owner->sections->label, "file");
   const property properties[] = {
       PROPERTY(file_kind, integer, 0),
       PROPERTY(section_count, integer, owner ? owner->count : 0),
@@ -228,7 +235,10 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
     return parsed || !breaks("NULL_SECTION");
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
     return buffer || !breaks("NULL_BUFFER");
-  (void)(size < 0 && breaks("NEGATIVE_SIZE") && memset(buffer, 0, 1));
+  if (size < 0 && breaks("NEGATIVE_SIZE"))
+    memset(buffer, 0, 1);
+  if (size > 0 && breaks("CRASH"))
+    abort();
   ((struct plugin*)plugin)->declined = 0;
   const struct file* owner = file;
   struct file now = *owner;
@@ -240,7 +250,8 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
     ((double*)buffer)[i] = sample(3 * variable + i); // no two streams alike
   if (asked == found && breaks("OVERRUN"))
     ((double*)buffer)[asked] = 0;
-  (void)(breaks("GROWS") && truncate(owner->path, now.seen.st_size + 1));
+  if (breaks("GROWS") && truncate(owner->path, now.seen.st_size + 1))
+    return 1;
   return (asked > found && !breaks("LONG_COPY")) || breaks("NEVER_0");
 }
 

@@ -1,4 +1,5 @@
-// What the host's tests share: a folder of their own and the plug-in that keeps the rules.
+// What the host's tests share: a folder of their own, runs of the command line, and the plug-in
+// that keeps the rules.
 #pragma once
 
 #include <filesystem>
@@ -9,10 +10,17 @@
 #include <gtest/gtest.h>
 
 #include "host/boundary/plugin.h"
+#include "host/commandLine.h"
 #include "testing/temporaryFolder.h"
 
+using Strings = std::vector<std::string>;
+
+// The tests run in the folder.
 class HostTest : public testing::Test {
 protected:
+  HostTest() { std::filesystem::current_path(folder); }
+  ~HostTest() override { std::filesystem::current_path("/"); } // the folder goes
+
   std::string write(const std::string& name, const std::string& content) const {
     return temporary.write(name, content);
   }
@@ -21,8 +29,21 @@ protected:
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
+  // Returns the exit status; what was printed is in out and err.
+  int run(Strings arguments, const std::string& pluginPath = FAKE_PLUGIN) {
+    setenv("OX_WP_PLUGIN", pluginPath.c_str(), 1);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    const int status = host::runCommandLine(std::move(arguments));
+    out = testing::internal::GetCapturedStdout();
+    err = testing::internal::GetCapturedStderr();
+    return status;
+  }
+
   TemporaryFolder temporary;
   std::filesystem::path folder = temporary / "";
   host::Library library{FAKE_PLUGIN};
   host::Plugin plugin{library};
+  std::string out;
+  std::string err;
 };

@@ -6,7 +6,7 @@ echo "A 10 9 8 0 1" >file # one sample is missing, which export reports
 for stream in "2>/dev/full" "2>&-"; do
   eval "'$1' export file --plugin '$2' -o out $stream" || exit 1
   [ "$(wc -l <out)" -eq 9 ] || exit 1
-  eval "'$1' missing --plugin '$2' $stream" && exit 1
+  eval "'$1' list missing --plugin '$2' $stream" && exit 1
   [ $? -eq 1 ] || exit 1
 done
 ! "$1" --help >/dev/full 2>&1 # lost help is an error

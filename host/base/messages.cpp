@@ -1,0 +1,90 @@
+#include "host/base/messages.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+#include <stdio.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace host {
+
+namespace {
+
+bool isStartOfCharacter(char c) noexcept {
+  return (c & 0xC0) != 0x80;
+}
+
+// What belongs to no character becomes U+FFFD.
+std::string validUtf8(std::string_view bytes) {
+  // JSON is UTF-8, so its library can replace what is not.
+  using Json = nlohmann::json;
+  return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+} // namespace
+
+Error systemError(const std::string& what, int code) {
+  return Error(what + ": " + std::generic_category().message(code));
+}
+
+// What cannot be written is dropped: there is no place left to report it.
+void reportError(std::string_view message) {
+  (void)fputs(("ox-wp-host: " + printable(message) + '\n').c_str(), stderr);
+}
+
+StatusLine::StatusLine(std::string_view line) {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1)
+    (void)fputs(shortened(line, size.ws_col - 1U).c_str(), stderr);
+}
+
+StatusLine::~StatusLine() {
+  if (isatty(STDERR_FILENO) == 1)
+    (void)fputs("\r\x1b[K", stderr);
+}
+
+std::string printable(std::string_view bytes) {
+  const std::string valid = validUtf8(bytes);
+  std::string clean;
+  for (std::size_t i = 0; i < valid.size(); ++i) {
+    const auto byte = static_cast<std::uint8_t>(valid[i]);
+    const bool isLong =
+        byte == 0xC2 && static_cast<std::uint8_t>(valid[i + 1]) < 0xA0; // U+0080 to 009F
+    if (isLong || byte < 0x20 || byte == 0x7F)
+      clean += "\uFFFD";
+    else
+      clean += valid[i];
+    i += isLong ? 1 : 0;
+  }
+  return clean;
+}
+
+std::size_t width(std::string_view string) noexcept {
+  return static_cast<std::size_t>(std::count_if(string.begin(), string.end(), isStartOfCharacter));
+}
+
+std::string shortened(std::string_view bytes, std::size_t most) {
+  std::string string = printable(bytes);
+  if (width(string) <= most)
+    return string;
+  std::size_t length = 0;
+  for (std::size_t left = most; length < string.size(); ++length)
+    if (isStartOfCharacter(string[length]) && left-- == 1)
+      break;
+  return string.substr(0, length) + "…";
+}
+
+std::string csvField(std::string_view bytes) {
+  std::string valid = validUtf8(bytes);
+  if (valid.find_first_of(",\"\r\n") == std::string::npos)
+    return valid;
+  std::string quoted = "\"";
+  for (const char c : valid)
+    quoted.append(c == '"' ? 2 : 1, c);
+  return quoted + '"';
+}
+
+} // namespace host

@@ -1,0 +1,161 @@
+#include "host/boundary/file.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <sys/stat.h>
+
+#include "host/base/messages.h"
+#include "host/boundary/names.h"
+#include "host/boundary/propertyTable.h"
+
+namespace host {
+
+namespace {
+
+constexpr std::uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 1.75
+constexpr std::uint64_t kSmallestRoom = std::uint64_t{1} << 20;
+
+// Reads index 0, 1, 2 and so on, but for one that is left out, until no property is delivered. The
+// identifier decides, not the status: at the level of the plug-in the status means nothing.
+template<int kLeftOut = -1, class Slot, class... Owner>
+Properties walk(const Plugin& plugin, Slot slot, Owner... owner) {
+  Properties properties;
+  for (int index = 0; index < kLongestWalk; ++index) {
+    if (index == kLeftOut)
+      continue;
+    _ox_wp_prop_type record{};
+    plugin.call(slot, owner..., index, &record);
+    if (record.identifier == ox_wp_prop_none)
+      break;
+    const bool isString = hasString(record.type) && record.string_value;
+    properties.push_back({record.identifier, record.type, isString ? record.string_value : "",
+                          record.double_value, record.integer_value});
+  }
+  return properties;
+}
+
+// Appends the section and its streams to the file's.
+void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section) {
+  const int sectionIndex = static_cast<int>(file.sections.size());
+  file.sections.push_back(walk(plugin, &Table::get_section_property, file.handle, section));
+  const std::int64_t count = find(file.sections.back(), ox_wp_prop_variable_count).integer;
+  for (int variable = 0; variable < std::min<std::int64_t>(count, INT_MAX); ++variable)
+    file.streams.push_back(
+        {sectionIndex, section, variable,
+         walk(plugin, &Table::get_variable_property, file.handle, section, variable)});
+}
+
+// What the system knows of the reason is the plainest.
+Error declined(const Plugin& plugin, const File& file) {
+  std::string reason = whyUnreadable(file.name);
+  if (reason.empty())
+    reason = file.name + (file.size == 0 ? ": an empty file" : ": declined by the plug-in");
+  return Error(reason + pluginMessages(plugin));
+}
+
+} // namespace
+
+const Property& find(const Properties& properties, std::int32_t identifier) noexcept {
+  static const Property none;
+  const auto found = std::find_if(properties.begin(), properties.end(),
+                                  [&](const Property& p) { return p.identifier == identifier; });
+  return found == properties.end() ? none : *found;
+}
+
+double toNanosecond(double seconds) noexcept {
+  constexpr double kNanoseconds = 1e9;             // of a second
+  constexpr double kExact = 0x1p53 / kNanoseconds; // beyond it a double is coarser than that
+  return std::abs(seconds) < kExact ? std::round(seconds * kNanoseconds) / kNanoseconds : seconds;
+}
+
+Properties walkPlugin(const Plugin& plugin) {
+  return walk(plugin, &Table::get_plugin_property);
+}
+
+std::string pluginMessages(const Plugin& plugin) {
+  std::vector<std::string> messages;
+  if (const char* error = plugin.call(&Table::get_error_message); error && *error != '\0')
+    messages.emplace_back(error);
+  for (const Property& property : walkPlugin(plugin))
+    if (property.identifier == ox_wp_prop_error_message)
+      messages.push_back(fmt::format("{} ({})", property.string, property.integer));
+  return messages.empty() ? "" : fmt::format("; the plug-in says: {}", fmt::join(messages, "; "));
+}
+
+File openFile(const Plugin& plugin, const std::string& name) {
+  File file;
+  file.name = name;
+  file.path = pathForPlugin(name);
+  if (struct stat status{}; stat(name.c_str(), &status) == 0)
+    file.size = static_cast<std::uint64_t>(status.st_size);
+  file.handle = plugin.call(&Table::parse_file, file.path.c_str());
+  if (!file.handle)
+    throw declined(plugin, file);
+  file.properties = walk<ox_wp_index_file_changed>(plugin, &Table::get_file_property, file.handle);
+  const std::int64_t count = find(file.properties, ox_wp_prop_section_count).integer;
+  for (int index = 0; index < std::min<std::int64_t>(count, INT_MAX); ++index) {
+    ox_wp_section_handle section = plugin.call(&Table::get_section_handle, file.handle, index);
+    if (!section)
+      throw Error(name + ": the plug-in returns no handle for section " + std::to_string(index));
+    walkSection(plugin, file, section);
+  }
+  return file;
+}
+
+bool isUnwritten(double value) noexcept {
+  return std::bit_cast<std::uint64_t>(value) == std::bit_cast<std::uint64_t>(kUnwritten);
+}
+
+void dropUnwritten(std::vector<double>& values) noexcept {
+  while (!values.empty() && isUnwritten(values.back()))
+    values.pop_back();
+}
+
+std::string Samples::shortfall() const {
+  if (values.size() == declared)
+    return {};
+  if (values.size() == kMostSamplesOfACopy)
+    return fmt::format("the first {} of {} samples: one copy holds no more", values.size(),
+                       declared);
+  return fmt::format("{} of {} samples found; those after a lost record come too early",
+                     values.size(), declared);
+}
+
+Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream) {
+  Samples samples;
+  if (!stream.isDeliverable())
+    return samples;
+  samples.declared = stream.sampleCount();
+  const StatusLine line(fmt::format("Reading stream {} of {}: {}",
+                                    &stream - file.streams.data() + 1, file.streams.size(),
+                                    stream.name()));
+  const std::uint64_t most = std::min(samples.declared, kMostSamplesOfACopy);
+  // A damaged file can declare far more samples than it holds. Where the first buffer is too small
+  // after all, a larger one follows.
+  for (std::uint64_t room = std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.size));;
+       room = std::min(most, 4 * room)) {
+    samples.values.assign(room, kUnwritten);
+    plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
+                ox_wp_type_double, samples.values.data(), static_cast<int>(room * sizeof(double)));
+    dropUnwritten(samples.values);
+    if (room == most || samples.values.size() < room)
+      break;
+  }
+  // A status of 1 says no more: samples that are missing have left their marks.
+  if (samples.values.empty() && most > 0)
+    throw Error(fmt::format("{}: {}: none of {} samples can be read{}", file.name, stream.name(),
+                            samples.declared, pluginMessages(plugin)));
+  return samples;
+}
+
+void throwIfChanged(const Plugin& plugin, const File& file) {
+  _ox_wp_prop_type record{};
+  plugin.call(&Table::get_file_property, file.handle, ox_wp_index_file_changed, &record);
+  if (record.identifier == ox_wp_prop_file_changed && record.integer_value != 0)
+    throw Error(file.name + ": changed while it was read");
+}
+
+} // namespace host

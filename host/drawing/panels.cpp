@@ -1,0 +1,199 @@
+#include "host/drawing/panels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <iterator>
+
+#include <fmt/format.h>
+
+#include "host/base/messages.h"
+
+namespace host {
+
+namespace {
+
+constexpr double kRepetition = 4294.967296; // of start times, in seconds
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+constexpr double kHour = 3600;     // seconds
+constexpr double kTouching = 1e-6; // seconds; starts are in microseconds
+
+// False where the interval is unknown, damaged, or too small to tell two samples apart.
+bool hasTimes(const Stream& stream) {
+  return stream.start() + stream.interval() > stream.start() && std::isfinite(stream.end());
+}
+
+bool fits32Bits(const Stream& stream) {
+  return stream.start() >= -kRepetition / 2 && stream.start() < kRepetition / 2;
+}
+
+bool coverOneRange(std::vector<Range> ranges) {
+  std::sort(ranges.begin(), ranges.end(),
+            [](const Range& a, const Range& b) { return a.low < b.low; });
+  double reached = ranges.empty() ? 0 : ranges[0].low;
+  for (const Range& range : ranges) {
+    if (range.low > reached + kTouching)
+      return false;
+    reached = std::max(reached, range.high);
+  }
+  return true;
+}
+
+void appendColumn(std::vector<Point>& points, std::span<const double> samples, double middle) {
+  const auto isFinite = [](double value) { return std::isfinite(value); };
+  const auto first = std::find_if(samples.begin(), samples.end(), isFinite);
+  if (first == samples.end()) {
+    points.push_back({middle, std::numeric_limits<double>::quiet_NaN()});
+    return;
+  }
+  double smallest = *first;
+  double largest = *first;
+  double last = *first;
+  for (const double value : samples) {
+    if (!std::isfinite(value))
+      continue;
+    smallest = std::min(smallest, value);
+    largest = std::max(largest, value);
+    last = value;
+  }
+  for (const double value : {*first, smallest, largest, last})
+    points.push_back({middle, value});
+}
+
+// The finite samples of the window, as rows. A run of one point is a dot: a line would not show it.
+void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const Samples& samples,
+               std::uint64_t columns) {
+  const auto size = static_cast<double>(samples.values.size());
+  std::size_t first = 0;
+  std::size_t end = samples.values.size();
+  if (axis.hasTimes) {
+    const auto sampleAt = [&](double time) { return (time - axis.offset) / axis.interval; };
+    first = static_cast<std::size_t>(std::clamp(std::ceil(sampleAt(window.from)), 0.0, size));
+    end = static_cast<std::size_t>(std::clamp(std::floor(sampleAt(window.to)) + 1, 0.0, size));
+  }
+  std::string run;
+  std::size_t length = 0;
+  const auto endRun = [&] {
+    (length == 1 ? panel.dots : panel.line) += run + '\n';
+    run.clear();
+    length = 0;
+  };
+  const std::span<const double> all = samples.values;
+  const auto chosen = all.subspan(first, std::max(first, end) - first);
+  panel.note = chosen.empty() ? "no samples" : "no finite samples";
+  for (const Point& point : decimate(chosen, columns)) {
+    if (!std::isfinite(point.value)) {
+      endRun();
+      continue;
+    }
+    fmt::format_to(std::back_inserter(run), "{} {}\n",
+                   axis.at(static_cast<double>(first) + point.sample), point.value);
+    ++length;
+    panel.y.low = std::min(panel.y.low, point.value);
+    panel.y.high = std::max(panel.y.high, point.value);
+  }
+  endRun();
+}
+
+Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window,
+                const Samples& samples, std::uint64_t columns) {
+  Panel panel;
+  panel.title = stream.name();
+  panel.hasTimes = axis.hasTimes;
+  panel.y = {kInfinity, -kInfinity};
+  panel.xLabel = axis.hasTimes ? stream.get(ox_wp_prop_variable_x_label).string : "sample number";
+  panel.yLabel = stream.get(ox_wp_prop_variable_y_label).string;
+  const auto count = static_cast<double>(samples.values.size());
+  // A single sample is drawn in the middle.
+  panel.x = {axis.at(count > 1 ? 0 : -1), axis.at(std::max(1.0, count))};
+  if (axis.hasTimes)
+    panel.x = {std::max(panel.x.low, window.from), std::min(panel.x.high, window.to)};
+  if (const std::string shortfall = samples.shortfall(); !shortfall.empty())
+    panel.title += " (" + shortfall + ")";
+  addPoints(panel, axis, window, samples, columns);
+  if (panel.y.low > panel.y.high)
+    panel.y = {-1, 1};
+  return panel;
+}
+
+// Says what the time axis counts, and from where.
+void labelTimes(Panel& panel, const TimeAxes& axes) {
+  panel.xUnit = panel.x.high - panel.x.low > 3 * kHour ? kHour : 1;
+  panel.xLabel += fmt::format(" ({} after the first sample of {}{})", panel.xUnit == 1 ? "s" : "h",
+                              axes.areShared ? "the file" : "each stream",
+                              axes.areFolded ? "; starts repeat every 71.6 min" : "");
+}
+
+} // namespace
+
+TimeAxes timeAxes(const std::vector<Stream>& streams) {
+  const bool isFolding = std::all_of(streams.begin(), streams.end(), fits32Bits);
+  TimeAxes axes;
+  std::vector<Range> ranges;
+  double earliest = kInfinity;
+  const Stream* reference = nullptr;
+  for (const Stream& stream : streams) {
+    TimeAxis& axis = axes.streams.emplace_back(TimeAxis{hasTimes(stream), 0, stream.interval()});
+    if (!axis.hasTimes)
+      continue;
+    reference = reference ? reference : &stream;
+    const double difference = stream.start() - reference->start();
+    axis.offset = isFolding ? std::remainder(difference, kRepetition) : difference;
+    axes.areFolded |= axis.offset != difference;
+    earliest = std::min(earliest, axis.offset);
+    ranges.push_back({axis.offset, axis.at(static_cast<double>(stream.sampleCount()))});
+  }
+  axes.areShared = coverOneRange(ranges);
+  axes.areFolded &= axes.areShared;
+  for (TimeAxis& axis : axes.streams)
+    axis.offset = axes.areShared && axis.hasTimes ? axis.offset - earliest : 0;
+  return axes;
+}
+
+std::vector<Point> decimate(std::span<const double> samples, std::uint64_t columns) {
+  std::vector<Point> points;
+  if (samples.size() <= 2 * columns) {
+    for (std::size_t i = 0; i < samples.size(); ++i)
+      points.push_back({static_cast<double>(i), samples[i]});
+    return points;
+  }
+  for (std::uint64_t column = 0; column < columns; ++column) {
+    const std::size_t first = samples.size() * column / columns;
+    const std::size_t end = samples.size() * (column + 1) / columns;
+    appendColumn(points, samples.subspan(first, end - first),
+                 static_cast<double>(first + end - 1) / 2);
+  }
+  return points;
+}
+
+std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
+                              std::uint64_t columns) {
+  const TimeAxes axes = timeAxes(file.streams);
+  std::vector<Panel> panels;
+  Range shared = {kInfinity, -kInfinity};
+  for (std::size_t i = 0; i < file.streams.size(); ++i) {
+    const TimeAxis& axis = axes.streams[i];
+    try {
+      const Samples samples = copySamples(plugin, file, file.streams[i]);
+      panels.push_back(makePanel(file.streams[i], axis, window, samples, columns));
+    } catch (const Error& error) {
+      reportError(error.what());
+      continue;
+    }
+    const Range& x = panels.back().x;
+    if (axis.hasTimes)
+      shared = {std::min(shared.low, x.low), std::max(shared.high, x.high)};
+  }
+  for (Panel& panel : panels) {
+    if (!panel.hasTimes)
+      continue;
+    if (axes.areShared)
+      panel.x = shared;
+    if (panel.x.low >= panel.x.high) // nothing of it is within the window
+      panel.x = {std::isfinite(window.from) ? window.from : window.to - 1,
+                 std::isfinite(window.to) ? window.to : window.from + 1};
+    labelTimes(panel, axes);
+  }
+  return panels;
+}
+
+} // namespace host

@@ -1,0 +1,79 @@
+// What is drawn of a file: a panel for each stream, on time axes, with fewer points than samples.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/boundary/file.h" // IWYU pragma: export
+
+namespace host {
+
+struct Range {
+  double low;
+  double high;
+};
+
+// Where a stream lies on its axis.
+struct TimeAxis {
+  bool hasTimes;   // else the axis counts samples: there is no usable interval
+  double offset;   // of the first sample, in seconds
+  double interval; // between samples, in seconds
+
+  double at(double sample) const noexcept { return hasTimes ? offset + sample * interval : sample; }
+};
+
+struct TimeAxes {
+  std::vector<TimeAxis> streams; // of each one
+  bool areShared = false;        // by all streams that have times; else each starts at 0
+  bool areFolded = false;        // folding changed the distance between two streams
+};
+
+// The streams of a file share an axis, which starts at the earliest first sample, if together they
+// cover one range of time without a break. Otherwise it is not known how far they are apart: where
+// every start time fits 32 bits of microseconds, it may be what is left of a longer one. There the
+// smallest difference between two starts counts.
+TimeAxes timeAxes(const std::vector<Stream>& streams);
+
+struct Point {
+  double sample; // its number; between two samples for the middle of a column
+  double value;
+};
+
+// Returns the points of a line through the samples, a stroke for each of `columns` equal parts of
+// them: all points of a part stand in its middle, the first finite sample, the smallest, the
+// largest and the last, so that strokes of neighbours are connected and a spike of one sample
+// stays. A part without a finite sample gives one point that is NaN. No more than two samples for
+// each column are returned as they are.
+std::vector<Point> decimate(std::span<const double> samples, std::uint64_t columns);
+
+// The part of the time axis that is drawn, in seconds from its first sample; infinite where there
+// is no limit.
+struct Window {
+  double from = -std::numeric_limits<double>::infinity();
+  double to = std::numeric_limits<double>::infinity();
+};
+
+// One stream, ready to be drawn.
+struct Panel {
+  std::string title;
+  bool hasTimes = false; // else the axis counts samples
+  std::string xLabel;
+  std::string yLabel;
+  Range x{};        // in seconds, or numbers of samples
+  Range y{};        // of the values that are drawn
+  double xUnit = 1; // the axis counts multiples of it
+  std::string line; // rows of x and y; an empty row breaks the line
+  std::string dots; // the points that no line reaches
+  std::string note; // where there is nothing to draw
+};
+
+// Copies the streams of a file, one after the other, and returns a panel for each, with points for
+// so many columns. A stream of which nothing can be read is reported and has none.
+// REQUIRES: all streams are deliverable.
+std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
+                              std::uint64_t columns);
+
+} // namespace host
