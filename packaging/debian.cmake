@@ -11,7 +11,7 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
 set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-# Not a recommendation: only plot and watch draw, and gnuplot brings 140 packages.
+# Not a recommendation: only plot draws, and gnuplot brings 140 packages.
 set(CPACK_DEBIAN_PACKAGE_SUGGESTS "gnuplot-nox | gnuplot")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "reader plug-in for waveform viewers, and a host for the shell")
@@ -20,8 +20,8 @@ set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 format miniSEED 2: it parses a file, lists its streams and copies their
 samples as doubles.
 .
-ox-wp-host lists, exports, plots and watches recordings through the plug-in,
-and checks any plug-in against the rules of the boundary; plotting needs
+ox-wp-host lists, exports and plots recordings through the plug-in, and
+checks any plug-in against the rules of the boundary; plotting needs
 gnuplot. For authors of viewers there are the header, a guide and examples.")
 
 configure_file(debian-files.cmake.in debian-files.cmake @ONLY)
