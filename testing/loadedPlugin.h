@@ -49,20 +49,6 @@ public:
       throw std::runtime_error("the plug-in declines " + path);
   }
 
-  // Reads every property of every variable; returns how many there were.
-  int walk() {
-    int found = 0;
-    _ox_wp_prop_type property = {};
-    for (int variable = 0, before = -1; found > before; ++variable) {
-      before = found;
-      for (int i = 0; table_.get_variable_property(table_.plugin, file_, section_, variable, i,
-                                                   &property) == 0;
-           ++i)
-        ++found;
-    }
-    return found;
-  }
-
   // Of the first stream, or as many as one copy takes.
   std::size_t sampleCount() const {
     _ox_wp_prop_type property = {};

@@ -3,12 +3,8 @@
 
 #include <filesystem>
 #include <iterator>
-#include <string>
 
-#include <unistd.h>
-
-// Of this process, or of another.
-inline long openDescriptors(pid_t process = getpid()) {
-  const std::filesystem::directory_iterator all("/proc/" + std::to_string(process) + "/fd");
+inline long openDescriptors() {
+  const std::filesystem::directory_iterator all("/proc/self/fd");
   return std::distance(begin(all), end(all));
 }
