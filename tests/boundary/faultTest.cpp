@@ -72,7 +72,6 @@ protected:
   }
 
   void everyCall(KindOfCall kind, Step first) {
-    int failed = 0;
     visit(copying, none, 0, false); // what a process sets up once
     for (const Step which : {initializing, parsing, copying})
       for (const bool lasting : {false, true})
@@ -86,7 +85,6 @@ protected:
           ASSERT_TRUE(happened || call > 0) << "no such call in step " << which;
           if (!happened)
             break;
-          RecordProperty("failedOfKind" + std::to_string(kind), ++failed);
         }
   }
 

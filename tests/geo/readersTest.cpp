@@ -84,9 +84,10 @@ TEST(MiniSeed, HeaderTestTakesTwentyBytesOfText) {
   const std::pair<std::string, int> cases[] = {
       {cutRecord(), 16}, // a record's header, but no whole record
       {patched(cutRecord(), 8, "\r\n\t ~"), 16},
-      {"\x7f" + miniSeed().substr(1), 3}, // not text
-      {"\x1f" + miniSeed().substr(1), 3},
-      {miniSeed().substr(0, 19) + "\x80" + miniSeed().substr(20), 3}, // the twentieth byte
+      {patched(cutRecord(), 8, "\x7f"), 3}, // not text
+      {patched(cutRecord(), 8, "\x1f"), 3},
+      {patched(cutRecord(), 19, "\x80"), 3}, // the twentieth byte
+      {patched(cutRecord(), 20, "\x80"), 16},
   };
   for (const auto& [bytes, code] : cases)
     EXPECT_EQ(codeOf<cGeoFileParserMiniSeed>(folder.write("a", bytes)), code)
@@ -165,13 +166,32 @@ TEST(Dispatcher, ReadersHaveTheirOrder) {
     cGeoParserFile file(plugin);
     cGeoFileParser parser;
     EXPECT_EQ(parser.parse(file, " " + name + "/. ", c.type), c.code) << name;
-    EXPECT_EQ(parser.message(), c.code == 0 ? "The file \"" + name + "\" was parsed succesfully."
-                                            : "Failed to parse the file \"" + name + "\".");
     EXPECT_EQ(file.fileName(), name);
     EXPECT_EQ(file.sections().size(), c.code == 0 ? 1U : 0U) << name;
 
     EXPECT_EQ(parser.parse(file, " /nowhere/./x.mseed", c.type), 4); // leaves the record alone
     EXPECT_EQ(parser.message(), "The file \" /nowhere/./x.mseed\" does not exist.");
     EXPECT_EQ(file.fileName(), name);
+  }
+}
+
+TEST(Dispatcher, OutcomesHaveTheirMessages) {
+  const struct {
+    ox3::returnCode code, after;
+    bool ends;
+    const char* message;
+  } cases[] = {
+      {ox3::rcOk, ox3::rcOk, true, "The file \"a\" was parsed succesfully."},
+      {ox3::rcPartlyParsed, ox3::rcPartlyParsed, true,
+       "The file \"a\" was parsed only partially ."},
+      {ox3::rcFileFormatRecognized, ox3::rcFailed, true, "Failed to parse the file \"a\"."},
+      {ox3::rcFailed, ox3::rcFailed, false, ""},
+  };
+  for (const auto& c : cases) {
+    cGeoFileParser parser;
+    ox3::returnCode code = c.code;
+    EXPECT_EQ(parser.printErrorMessageAndQuit("a", code), c.ends) << c.code;
+    EXPECT_EQ(code, c.after) << c.code;
+    EXPECT_EQ(parser.message(), c.message) << c.code;
   }
 }

@@ -101,7 +101,11 @@ TEST(SpecialPath, DiffersFromThePathClass) {
   EXPECT_EQ(seen.all, Lines{"7:Could not resolve system variable \"HOME\" ."});
 }
 
-TEST(StatusCode, OtherNumbersHaveTheirOwnString) {
-  EXPECT_EQ(ox3::convert_return_code_to_string(static_cast<ox3::returnCode>(17)), "");
+TEST(StatusCode, KeepsItsString) {
+  const auto ofReader = [](int code) {
+    return ox3::convert_return_code_to_string(static_cast<ox3::returnCode>(code));
+  };
+  EXPECT_EQ(ofReader(22), "encodeing failed"); // programs compare it
+  EXPECT_EQ(ofReader(17), "");                 // no status
   EXPECT_EQ(ox3::convert_ox_return_code_to_string(4), "-");
 }
