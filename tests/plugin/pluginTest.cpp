@@ -1,5 +1,4 @@
 // The templates of a plug-in and its files: what the host of this plug-in cannot reach.
-#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <filesystem>
@@ -97,30 +96,22 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
     EXPECT_EQ(read(outside), R"((1, 0, "?", "?", -7))");
 }
 
-TEST(PluginFile, ReportsAChangeOnce) {
+TEST(PluginFile, ComparesWhatItsNameLeadsTo) {
   const TemporaryFolder folder;
   const std::string name = folder / "link";
   std::filesystem::create_symlink(folder.write("f", "12345"), name);
   cGeoParserPlugin plugin;
   cGeoParserFile file(plugin);
   file.setFileName(name);
-  EXPECT_FALSE(file.checkFileChanged());
-
-  const auto changedOnce = [&file](const char* what) {
-    EXPECT_TRUE(file.checkFileChanged()) << what;
-    EXPECT_FALSE(file.checkFileChanged()) << what;
-  };
   folder.write("f", "123456");
   file.setFileName(name); // the name that it has: nothing is looked up
-  changedOnce("another size");
-  const auto now = std::filesystem::last_write_time(name);
-  std::filesystem::last_write_time(name, now + std::chrono::seconds(2));
-  changedOnce("another second");
-  std::filesystem::remove(folder / "f");
-  changedOnce("removed");
+  EXPECT_TRUE(file.checkFileChanged());
   folder.write("f", "");
+  EXPECT_TRUE(file.checkFileChanged());
+  std::filesystem::remove(folder / "f");
   EXPECT_FALSE(file.checkFileChanged()) << "an empty file is like none";
 
+  folder.write("f", "");
   cGeoParserFile empty(plugin);
   empty.setFileName(name);
   EXPECT_TRUE(empty.checkFileChanged()) << "the time of an empty file counts at first";
@@ -136,10 +127,8 @@ TEST(EntryPoints, OutsideTheTable) {
   cGeoParserFile* const file =
       plugin.parseFile(folder.write("a", miniSeedFile::pack({.encoding = 3}, samples)).c_str());
   ASSERT_NE(file, nullptr);
-  for (const std::string& bad : {folder / "missing", folder.write("junk", "junk")})
-    EXPECT_EQ(plugin.parseFile(bad.c_str()), nullptr) << bad;
-  ASSERT_EQ(plugin.files().size(), 1U);
-  EXPECT_EQ(&plugin.files().back(), file);
+  EXPECT_EQ(plugin.parseFile(folder.write("junk", "junk").c_str()), nullptr);
+  EXPECT_EQ(plugin.files().size(), 1U);
   cGeoParserSection& section = *file->getSectionHandle(0);
 
   // Each way to a copy, into a buffer for two of the three samples.
