@@ -19,7 +19,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "plugin/ox_wp_plugin.h"
@@ -379,29 +379,19 @@ TEST_F(Boundary, ThreadWithItsOwnDescriptorsReadsItsFile) {
 
 TEST_F(Boundary, RecordingIsReadWhenItsLeaseIsGivenUp) {
   const std::string path = writeRamp("a.mseed");
-  int ready[2];
-  ASSERT_EQ(pipe2(ready, O_CLOEXEC), 0);
-  const pid_t holder = fork();
-  ASSERT_GE(holder, 0);
-  if (holder == 0) { // gives its lease up by its end, when it is asked to
-    alarm(20);
-    sigset_t asked;
-    sigemptyset(&asked);
-    sigaddset(&asked, SIGIO);
-    sigprocmask(SIG_BLOCK, &asked, nullptr);
-    const int held = open(path.c_str(), O_RDWR | O_CLOEXEC);
-    const bool isHeld = fcntl(held, F_SETLEASE, F_WRLCK) == 0 && write(ready[1], "", 1) == 1;
-    int signal = 0;
-    _exit(isHeld && sigwait(&asked, &signal) == 0 ? 0 : 1);
-  }
-  close(ready[1]);
-  char byte = 0;
-  EXPECT_EQ(read(ready[0], &byte, 1), 1); // 0 if the holder has died
-  close(ready[0]);
+  sigset_t asked;
+  sigemptyset(&asked);
+  sigaddset(&asked, SIGIO);
+  pthread_sigmask(SIG_BLOCK, &asked, nullptr);
+  const int held = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(fcntl(held, F_SETLEASE, F_WRLCK), 0);
+  std::thread holder([&] { // gives its lease up when it is asked to
+    const timespec most = {10, 0};
+    EXPECT_EQ(sigtimedwait(&asked, nullptr, &most), SIGIO);
+    close(held);
+  });
   expectRead(path);
-  int status = -1;
-  waitpid(holder, &status, 0);
-  EXPECT_EQ(status, 0);
+  holder.join();
 }
 
 TEST_F(Boundary, HostMayUseLibmseedMeanwhile) {

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
-# The plug-in exports its entry point and nothing else.
+# The plug-in exports its entry point and nothing else, and stays loaded, since libmseed keeps pointers
+# into it.
 set -euo pipefail
 "$NM" -D --defined-only "$1" | awk '{ print $3 }' | diff <(echo ox_wp_plugin_initialize) -
+"$READELF" -d "$1" | grep NODELETE >/dev/null
