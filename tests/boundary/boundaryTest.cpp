@@ -16,7 +16,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libmseed.h>
-#include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <time.h>
@@ -245,14 +244,11 @@ TEST_F(Boundary, CopiesStopWhereTheBufferEnds) {
 
 TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
   // Quality, rate, encoding and start of later records make no other stream and change nothing.
-  const auto record = [](const char* channel, char quality, int rate, int encoding,
-                         std::int32_t first) {
-    return pack({.channel = channel,
-                 .quality = quality,
-                 .sampleRate = static_cast<double>(rate),
-                 .startTime = first * 1000000LL,
-                 .encoding = encoding},
-                ramp(3, first));
+  const auto record = [](const char* channel, char quality, double rate, int encoding, int first) {
+    miniSeedFile::Stream stream{.channel = channel, .quality = quality, .encoding = encoding};
+    stream.sampleRate = rate;
+    stream.startTime = first * 1000000LL;
+    return pack(stream, ramp(3, first));
   };
   const std::string blank = pack({.network = "", .station = "", .channel = ""}, ramp(3, 300));
   const ox_wp_file_handle file =
@@ -260,24 +256,21 @@ TEST_F(Boundary, StreamsAreInTheOrderOfTheirFirstRecord) {
                  record("BHZ", 'Q', 99, 11, 4) + record("BHN", 'M', 40, 1, 200) +
                  record("BHE", 'R', 20, 3, 103) + record("BHZ", 'D', 5, 3, 7));
   const std::vector<Variable> streams = variables(file);
-  const struct {
-    const char* name;
-    std::int32_t first;
-    std::size_t count;
-    double step;
-    double start = first;
-  } expected[] = {{"XX_TEST__BHZ", 1, 9, 0.1},
-                  {"XX_TEST__BHE", 100, 6, 0.05},
-                  {"___", 300, 3, 0.01, 0},
-                  {"XX_TEST__BHN", 200, 3, 0.025}};
+  const std::tuple<const char*, std::int32_t, std::size_t, double, double> expected[] = {
+      {"XX_TEST__BHZ", 1, 9, 0.1, 1},
+      {"XX_TEST__BHE", 100, 6, 0.05, 100},
+      {"___", 300, 3, 0.01, 0},
+      {"XX_TEST__BHN", 200, 3, 0.025, 200}};
   ASSERT_EQ(streams.size(), std::size(expected));
-  for (int i = 0; i < 4; ++i) {
+  int i = 0;
+  for (const auto& [name, first, count, step, start] : expected) {
     const Variable& seen = streams[static_cast<std::size_t>(i)];
-    EXPECT_EQ(seen.name(), expected[i].name);
-    EXPECT_EQ(seen.numbers.at(ox_wp_prop_x_start), expected[i].start);
-    EXPECT_EQ(seen.numbers.at(ox_wp_prop_x_step), expected[i].step);
-    EXPECT_EQ(copy(file, i, static_cast<int>(seen.count())).second,
-              padded(ramp(expected[i].count, expected[i].first), expected[i].count + 2));
+    EXPECT_EQ(seen.name(), name);
+    EXPECT_EQ(seen.numbers.at(ox_wp_prop_x_start), start) << name;
+    EXPECT_EQ(seen.numbers.at(ox_wp_prop_x_step), step) << name;
+    EXPECT_EQ(copy(file, i++, static_cast<int>(seen.count())).second,
+              padded(ramp(count, first), count + 2))
+        << name;
   }
 }
 
@@ -335,21 +328,19 @@ TEST_F(Boundary, RecordGivesTheSamplesThatItHolds) {
 }
 
 TEST_F(Boundary, AnySampleRateIsTaken) {
-  const double huge = std::numeric_limits<float>::max();
-  for (const double rate : {0., -0., -1., 1e-30, huge, -huge, Doubles::value_type{INFINITY},
-                            -Doubles::value_type{INFINITY}, std::nan("")}) {
+  for (const float rate : {0.F, -0.F, -1.F, 1e-30F, 3e38F, -3e38F, INFINITY, -INFINITY, NAN}) {
+    SCOPED_TRACE(rate);
     std::string bytes;
     for (const std::int64_t start : {0LL, 1LL << 40, -(1LL << 40)})
       bytes +=
           pack({.sampleRate = rate, .exactRate = true, .startTime = start, .encoding = 3}, ramp(3));
     const ox_wp_file_handle file = parseBytes(bytes);
-    ASSERT_NE(file, nullptr) << rate;
-    const Variable seen = variables(file).at(0);
-    const double step = seen.numbers.at(ox_wp_prop_x_step);
-    const double expected = rate == 0 ? 0 : 1 / static_cast<double>(static_cast<float>(rate));
-    EXPECT_TRUE(step == expected || (std::isnan(step) && std::isnan(expected))) << rate;
-    EXPECT_TRUE(rate != 0 || seen.numbers.at(ox_wp_prop_x_end) == 0) << rate;
-    EXPECT_EQ(copy(file, 0, 9).first, 0) << rate;
+    const double expected = rate == 0 ? 0 : 1 / static_cast<double>(rate);
+    std::map<int, double> numbers = variables(file).at(0).numbers;
+    const double step = numbers[ox_wp_prop_x_step];
+    EXPECT_TRUE(std::isnan(rate) ? std::isnan(step) : step == expected) << step;
+    EXPECT_TRUE(rate != 0 || numbers[ox_wp_prop_x_end] == 0);
+    EXPECT_EQ(copy(file, 0, 9).first, 0);
   }
 }
 
@@ -362,19 +353,6 @@ TEST_F(Boundary, RecordingIsReadUnderAnyName) {
   std::filesystem::create_directories(folder / deep);
   for (const std::size_t length : {511U, 512U, 600U}) // libmseed keeps 511 bytes of a name
     expectRead(writeRamp(deep + std::string(length - (folder / deep).size(), 'f')));
-}
-
-// One of its descriptors has the number of another thread's.
-TEST_F(Boundary, ThreadWithItsOwnDescriptorsReadsItsFile) {
-  const std::string path = writeRamp("a.mseed");
-  const std::string other = folder.write("b.mseed", pack({.encoding = 3}, ramp(3, 7)));
-  const int held = open(other.c_str(), O_RDONLY | O_CLOEXEC);
-  std::thread([&] {
-    EXPECT_EQ(unshare(CLONE_FILES), 0);
-    close(held);
-    expectRead(path);
-  }).join();
-  close(held);
 }
 
 TEST_F(Boundary, RecordingIsReadWhenItsLeaseIsGivenUp) {
@@ -428,13 +406,9 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
   const std::string gone = folder.write("gone", good);
   const ox_wp_file_handle vanished = parse(gone);
   std::filesystem::remove(gone);
-  const std::string unreadable = folder.write("unreadable.mseed", good);
-  std::filesystem::permissions(unreadable, std::filesystem::perms::none);
-  if (geteuid() == 0) // root may read every file
-    std::filesystem::remove(unreadable);
   std::filesystem::create_directory(folder / "folder.mseed");
 
-  std::vector<std::string> paths = {"", "/", "/dev/zero", gone, gone + "/x", unreadable,
+  std::vector<std::string> paths = {"", "/", "/dev/zero", gone, gone + "/x",
                                     folder / "folder.mseed", "${OX_UNSET}",
                                     std::string(100000, 'x'), "/proc/self/mem",
                                     // its size is 4096, but it ends before
@@ -494,9 +468,6 @@ TEST_F(Boundary, KeepsWhatOnlyThisPluginPromises) {
   EXPECT_STREQ(x.string_value, "count");
   EXPECT_EQ(host.release_file(host.plugin, file), 1);
 
-  const std::string record = pack({.encoding = 3}, ramp(3));
-  EXPECT_EQ(variables(parseBytes(record + record)).at(0).count(), 6);
-  EXPECT_EQ(variables(file).at(0).count(), 3);
-  EXPECT_EQ(copy(file, 0, 6).first, 0); // a copy reads the file as it is now
+  EXPECT_EQ(variables(file).at(0).count(), 3); // and it is still there
   EXPECT_STREQ(host.get_error_message(host.plugin), "");
 }

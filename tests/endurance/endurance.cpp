@@ -1,4 +1,4 @@
-// ox-wp-endure [MEGABYTES [SECONDS]]: parses and copies large files, then files that change
+// ox-wp-endure MEGABYTES SECONDS: parses and copies large files, then files that change
 // meanwhile, each for so many seconds. Fails when a large file takes much memory, and when a call
 // does not return.
 #include <algorithm>
@@ -8,11 +8,9 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <stop_token>
 #include <thread>
-#include <tuple>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -74,23 +72,12 @@ void endureChangingFiles(double seconds) {
         break;
     close(file);
   };
-  const auto rewrite = [&] { append(O_TRUNC, bytes.size()); };
-  const auto grow = [&] { append(O_APPEND, 512); };
-  const auto exchange = [&] {
-    renameat2(AT_FDCWD, pipe.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE);
-  };
-  const std::tuple<const char*, std::function<void()>, int> changes[] = {
-      {"rewritten in place", rewrite, 5},
-      {"rewritten in place", rewrite, 500},
-      {"grown", grow, 500},
-      {"exchanged for a pipe", exchange, 500},
-      {"exchanged for a pipe", exchange, 100000}};
-  for (const auto& [what, change, perSecond] : changes) {
+  const auto endure = [&](const char* what, int perSecond, const auto& change) {
     std::filesystem::remove(path);
-    rewrite();
-    const std::jthread writer([&act = change, rate = perSecond](const std::stop_token& end) {
-      for (; !end.stop_requested(); usleep(static_cast<useconds_t>(1000000 / rate)))
-        act();
+    append(0, bytes.size());
+    const std::jthread writer([&](const std::stop_token& end) {
+      for (; !end.stop_requested(); usleep(static_cast<useconds_t>(1000000 / perSecond)))
+        change();
     });
     LoadedPlugin plugin;
     std::vector<double> samples(300);
@@ -109,21 +96,28 @@ void endureChangingFiles(double seconds) {
     std::printf("%s %d times a second: %ld parses, %ld accepted\n", what, perSecond, parses,
                 accepted);
     expect(accepted > 0, "a file that changes is never accepted");
-  }
+  };
+  const auto rewrite = [&] { append(O_TRUNC, bytes.size()); };
+  const auto exchange = [&] {
+    renameat2(AT_FDCWD, pipe.c_str(), AT_FDCWD, path.c_str(), RENAME_EXCHANGE);
+  };
+  endure("rewritten in place", 5, rewrite);
+  endure("rewritten in place", 500, rewrite);
+  endure("grown", 500, [&] { append(O_APPEND, 512); });
+  endure("exchanged for a pipe", 500, exchange);
+  endure("exchanged for a pipe", 100000, exchange);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-  const long megabytes = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 1024;
-  const double seconds = argc > 2 ? std::strtod(argv[2], nullptr) : 60;
-  if (argc > 3 || megabytes < 1 || seconds <= 0) {
-    std::fprintf(stderr, "usage: ox-wp-endure [MEGABYTES [SECONDS]]\n");
+  if (argc != 3) {
+    std::fprintf(stderr, "usage: ox-wp-endure MEGABYTES SECONDS\n");
     return 2;
   }
   try {
-    endureLargeFiles(static_cast<std::size_t>(megabytes));
-    endureChangingFiles(seconds);
+    endureLargeFiles(std::strtoul(argv[1], nullptr, 10));
+    endureChangingFiles(std::strtod(argv[2], nullptr));
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "endure: %s\n", failure.what());
     return 1;
