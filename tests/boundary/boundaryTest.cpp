@@ -413,12 +413,10 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
                                     std::string(100000, 'x'), "/proc/self/mem",
                                     // its size is 4096, but it ends before
                                     "/sys/devices/system/cpu/online"};
-  for (const char* extension : {"", ".x", ".seg2", ".mseed"}) { // would make the host wait
+  for (const char* extension : {"", ".mseed", ".seg2", ".x"}) { // would make the host wait
     paths.push_back(folder / "pipe" + extension);
     ASSERT_EQ(mkfifo(paths.back().c_str(), 0600), 0);
   }
-  const int filled = open(paths.back().c_str(), O_RDWR | O_CLOEXEC);
-  EXPECT_EQ(write(filled, good.data(), good.size()), std::ssize(good));
   // A second blockette 1000 whose record length is 2 to the 31st: libmseed would go on forever.
   const std::string twoLengths =
       patched(patched(good, 39, "\2"), 50, std::string("\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x1f\0", 14));
@@ -452,7 +450,6 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
   EXPECT_EQ(copy(vanished, 0, 3).first, 1);
   EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(openDescriptors(), descriptors);
-  close(filled);
 }
 
 // Other plug-ins need not do this, so the checker does not look for it.

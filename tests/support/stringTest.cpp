@@ -10,8 +10,8 @@ using ox3::cOxString;
 
 TEST(String, TrimsTheTwoEndsDifferently) {
   const std::pair<std::string, std::string> cases[] = {
-      {"  \tabc \r\n", "abc"},    {"   ", ""},        {" \0abc"s, ""}, {"abc \0\t\0"s, "abc"},
-      {"\r\n\fabc\v", "\fabc\v"}, {"a\0b"s, "a\0b"s},
+      {"  \tabc \r\n", "abc"},        {"   ", ""},        {" \0abc"s, ""}, {"abc \0\t\0"s, "abc"},
+      {"\r\n\v\fabc\v", "\v\fabc\v"}, {"a\0b"s, "a\0b"s},
   };
   for (const auto& [text, expected] : cases) {
     cOxString s(text);
