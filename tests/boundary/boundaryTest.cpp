@@ -408,6 +408,9 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
   std::filesystem::remove(gone);
   std::filesystem::create_directory(folder / "folder.mseed");
 
+  const long descriptors = openDescriptors();
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
   std::vector<std::string> paths = {"", "/", "/dev/zero", gone, gone + "/x",
                                     folder / "folder.mseed", "${OX_UNSET}",
                                     std::string(100000, 'x'), "/proc/self/mem",
@@ -437,9 +440,6 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
   for (const auto& [what, content] : contents)
     for (const char* extension : {".mseed", ".msd", ".seg2", ".dat", ".sg", ""})
       paths.push_back(folder.write(std::string(what) + extension, content));
-  const long descriptors = openDescriptors();
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
   for (const std::string& path : paths)
     EXPECT_EQ(parse(path), nullptr) << path;
   EXPECT_EQ(host.parse_file(host.plugin, nullptr), nullptr);
