@@ -10,6 +10,7 @@
 #include "geo/readers/cGeoFileParser.h"
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 #include "geo/readers/cGeoFileParserMiniSeed.h"
+#include "support/dateAndTime.h"
 #include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
