@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <string_view>
 
@@ -13,6 +14,15 @@
 #include "geo/readers/cDataFile.h"
 
 namespace {
+
+// How far past the file a damaged record leads libmseed. Samples of two bytes, some of which it
+// does not take, begin within 64 KiB and are at most 64 Ki; those of more bytes it takes whatever
+// they are. Headers lead it a few bytes.
+constexpr std::size_t kZerosForSamples = 192 << 10;
+constexpr std::size_t kZerosForHeaders = MINRECLEN;
+
+// In a damaged record libmseed can read up to MAXRECLEN bytes past its buffer.
+constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
 
 // Odd and negative, so that libmseed takes it for no length of a record.
 constexpr off_t kUnknownSize = -1;
@@ -63,14 +73,22 @@ cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_c
   state_ = static_cast<MSFileParam*>(std::calloc(1, sizeof(MSFileParam)));
   if (!state_)
     return;
-  // Of a damaged record libmseed reads up to as many bytes again behind the buffer.
-  state_->rawrec = static_cast<char*>(std::malloc(std::size_t{2} * MAXRECLEN));
+  state_->rawrec = static_cast<char*>(std::malloc(kBufferSize));
   if (!state_->rawrec)
     return;
-  state_->readlen = static_cast<int>(start.copy(state_->rawrec, start.size()));
-  state_->filesize = kUnknownSize;
   state_->fp = file.takeRest();
-  if (state_->fp)
+  if (!state_->fp)
+    return;
+  // Filled as libmseed would fill it, but with zeros behind: by what it finds there, it accepts or
+  // skips a damaged record.
+  char* const rest = state_->rawrec + start.copy(state_->rawrec, start.size());
+  const std::size_t room = MAXRECLEN - start.size();
+  const std::size_t found = std::fread(rest, 1, room, state_->fp);
+  zerosEnd_ = rest + found;
+  addZeros(wanted == Samples::decoded ? kZerosForSamples : kZerosForHeaders);
+  state_->readlen = static_cast<int>(start.size() + found);
+  state_->filesize = kUnknownSize;
+  if (found == room || std::feof(state_->fp))
     result_ = MS_NOERROR;
 }
 
@@ -100,7 +118,23 @@ MSRecord* cRecordStream::next() {
   // end.
   if (result_ == MS_NOERROR && record_->reclen < 0)
     result_ = MS_OUTOFRANGE;
-  return result_ == MS_NOERROR ? record_ : nullptr;
+  if (result_ != MS_NOERROR)
+    return nullptr;
+  // Compressed samples can lead libmseed on to the end of the record that its header states. Where
+  // that lies beyond the zeros, there are more of them now, and the record is decoded again.
+  if (record_->datasamples && record_->record + record_->reclen > zerosEnd_) {
+    addZeros(static_cast<std::size_t>(state_->rawrec + kBufferSize - zerosEnd_));
+    state_->readoffset -= record_->reclen;
+    state_->filepos -= record_->reclen;
+    --state_->recordcount;
+    return next();
+  }
+  return record_;
+}
+
+void cRecordStream::addZeros(std::size_t count) noexcept {
+  std::memset(zerosEnd_, 0, count);
+  zerosEnd_ += count;
 }
 
 std::int64_t cRecordStream::samplesHeld() const noexcept {

@@ -1,6 +1,7 @@
 // The way to libmseed: the records of a miniSEED file.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include <libmseed.h> // IWYU pragma: export, the one place
@@ -30,8 +31,11 @@ public:
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
+  void addZeros(std::size_t count) noexcept;
+
   flag wanted_;
   MSFileParam* state_ = nullptr;
   MSRecord* record_ = nullptr;
+  char* zerosEnd_ = nullptr; // of those behind what libmseed's buffer holds of the file
   int result_ = MS_GENERROR;
 };
