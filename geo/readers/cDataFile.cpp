@@ -14,13 +14,21 @@
 
 namespace {
 
-// Does not wait for the writer of a pipe. Waits for a regular file on which another process has a
-// lease: the system asks that process to give it up.
+bool isRegularFile(const char* name) noexcept {
+  struct stat status = {};
+  return stat(name, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+// Opening a pipe releases the writer that waits for a reader, and opening a device can make it act:
+// only a regular file is opened.
 int openFile(const char* name) noexcept {
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+  if (!isRegularFile(name))
+    return -1;
+  // Does not wait if the name is that of a pipe by now.
   const int descriptor = open(name, kFlags | O_NONBLOCK);
-  struct stat status = {};
-  if (descriptor < 0 && errno == EWOULDBLOCK && stat(name, &status) == 0 && S_ISREG(status.st_mode))
+  // Another process has a lease on the file. The system asks that process to give it up meanwhile.
+  if (descriptor < 0 && errno == EWOULDBLOCK && isRegularFile(name))
     return open(name, kFlags);
   return descriptor;
 }

@@ -9,11 +9,11 @@
 #include <string_view>
 
 // It stays the same file until the object ends, whatever happens to its name. It is read forward
-// only, since some file systems offer no more. Only regular files are read: anything else may block
-// the host.
+// only, since some file systems offer no more. Only regular files are opened and read: a pipe or a
+// device may block the host, and would notice.
 class cDataFile {
 public:
-  // Opens whatever has this name, and reads nothing.
+  // Opens the regular file of this name, if there is one, and reads nothing.
   explicit cDataFile(const std::string& name);
   ~cDataFile();
   cDataFile(const cDataFile&) = delete;
