@@ -17,6 +17,7 @@
 #include <gtest/gtest.h>
 #include <libmseed.h>
 #include <signal.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -310,17 +311,27 @@ TEST_F(Boundary, RecordGivesTheSamplesThatItHolds) {
     }
 
   // Records whose end is missing: one that is cut, where libmseed takes what is left for the
-  // record, and one of 200 samples that only fit into the length that a second blockette 1000
-  // states.
+  // record; one of 200 samples that only fit into the length that a second blockette 1000 states;
+  // and two that libmseed accepts or skips by what an earlier file has left in memory.
   const std::string twoLengths =
       patched(patched(patched(record, 39, "\2"), miniSeedFile::kSampleCountOffset, {0, '\xc8'}), 44,
               std::string("\0\x40\0\x30\3\xe8\0\x38\3\1\x9\0\3\xe8\0\0\3\1\xa\0", 20));
   const auto cut = [](int encoding) {
     return pack({.encoding = encoding, .recordLength = 4096}, ramp(900)).substr(0, 2048);
   };
-  const std::tuple<std::string, int, std::ptrdiff_t> missing[] = {
-      {cut(3), 900, 498}, {cut(11), 900, 0}, {twoLengths, 200, 112}};
+  const std::string sro = patched(patched(pack({.encoding = 3, .recordLength = 256}, ramp(3)),
+                                          miniSeedFile::kEncodingOffset, "\x1e"),
+                                  miniSeedFile::kSampleCountOffset, std::string("\2\0", 2));
+  const std::string steim = patched(twoLengths, 60, "\xa\1\x14") + record;
+  const std::tuple<std::string, int, std::ptrdiff_t> missing[] = {{cut(3), 900, 498},
+                                                                  {cut(11), 900, 0},
+                                                                  {twoLengths, 200, 112},
+                                                                  {sro, 512, 100},
+                                                                  {steim, 200, 3}};
+  const std::string earlier =
+      folder.write("earlier.mseed", "000001D " + std::string(2 << 20, '\xff'));
   for (const auto& [bytes, declared, held] : missing) {
+    parse(earlier);
     const auto [status, samples] = copy(parseBytes(record + bytes), 0, 3 + declared);
     EXPECT_EQ(status, 1) << declared;
     EXPECT_EQ(std::count(samples.begin(), samples.end(), kMark), 2 + declared - held) << held;
@@ -416,9 +427,12 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
                                     std::string(100000, 'x'), "/proc/self/mem",
                                     // its size is 4096, but it ends before
                                     "/sys/devices/system/cpu/online"};
-  for (const char* extension : {"", ".mseed", ".seg2", ".x"}) { // would make the host wait
+  // Pipes make a reader wait. A writer that waits at one goes on when it is opened.
+  const int opened = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  for (const char* extension : {"", ".mseed", ".seg2", ".x"}) {
     paths.push_back(folder / "pipe" + extension);
     ASSERT_EQ(mkfifo(paths.back().c_str(), 0600), 0);
+    ASSERT_GE(inotify_add_watch(opened, paths.back().c_str(), IN_OPEN), 0);
   }
   // A second blockette 1000 whose record length is 2 to the 31st: libmseed would go on forever.
   const std::string twoLengths =
@@ -449,7 +463,10 @@ TEST_F(Boundary, BadInputLeavesNoTrace) {
   std::filesystem::rename(folder / "pipe", gone);
   EXPECT_EQ(copy(vanished, 0, 3).first, 1);
   EXPECT_EQ(testing::internal::GetCapturedStdout() + testing::internal::GetCapturedStderr(), "");
-  EXPECT_EQ(openDescriptors(), descriptors);
+  EXPECT_EQ(openDescriptors(), descriptors + 1);
+  inotify_event first = {};
+  EXPECT_EQ(read(opened, &first, sizeof first), -1) << "pipe " << first.wd << " was opened";
+  close(opened);
 }
 
 // Other plug-ins need not do this, so the checker does not look for it.
