@@ -1,10 +1,12 @@
 // Any bytes as a file, through the whole boundary: initialize, parse, walk, copy, change the file,
 // copy and parse again, release. The streams and samples are those of a plain loop of libmseed's
-// calls. The last three bytes of an input choose the file's extension, and how it changes.
+// calls, whatever memory held before. The last three bytes of an input choose the file's extension,
+// how it changes, and what memory holds.
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <map>
@@ -26,10 +28,31 @@
 
 using fuzz::require;
 
-extern "C" void
-__sanitizer_set_report_fd(void* descriptor); // NOLINT(bugprone-reserved-identifier,cert-*)
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-*): the sanitizer's names
+extern "C" void __sanitizer_set_report_fd(void* descriptor);
+
+// What the plug-in's buffer for libmseed holds before it is used.
+static std::uint8_t fill = 0;
+static constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
+
+// The address sanitizer, which hands out fresh memory, calls this for each block. To fill all of it
+// would take longer than all the rest.
+extern "C" void __sanitizer_malloc_hook(const volatile void* block, std::size_t size) {
+  if (size == kBufferSize)
+    std::memset(const_cast<void*>(block), fill, size / 8);
+}
+// NOLINTEND
 
 namespace {
+
+// The C library hands this block out again.
+void fillMemory(std::uint8_t byte) {
+  fill = byte;
+  void* const block = std::malloc(kBufferSize);
+  std::memset(block, byte, kBufferSize);
+  __asm__ volatile("" : : "r"(block) : "memory"); // or the compiler leaves the filling out
+  std::free(block);
+}
 
 constexpr const char* kExtensions[] = {"", ".mseed", ".MSD", ".dat", ".seg2", ".sg"};
 enum class Change { append, cut, empty, vanish };
@@ -129,7 +152,7 @@ struct Header {
   bool operator==(const Header&) const = default;
 };
 
-// What a plain loop of libmseed's calls by name finds in a file.
+// What a plain loop of libmseed's calls by name finds in a file, in memory that holds zeros.
 struct Plain {
   std::vector<Header> headers;
   std::vector<Bits> samples; // of each stream; without those that lie behind their record
@@ -175,10 +198,13 @@ std::optional<Plain> plainLoop(const std::string& path) {
   const auto size = static_cast<std::int64_t>(std::filesystem::file_size(path));
   for (const flag withSamples : {flag{0}, flag{1}}) {
     MSRecord* record = nullptr;
+    auto* state = static_cast<MSFileParam*>(std::calloc(1, sizeof(MSFileParam)));
+    state->rawrec = static_cast<char*>(std::calloc(3, MAXRECLEN));
     int result = MS_NOERROR;
     off_t position = 0;
     for (std::int64_t records = 0; records <= size; ++records) {
-      result = ms_readmsr(&record, path.c_str(), -1, &position, nullptr, 1, withSamples, 0);
+      result =
+          ms_readmsr_r(&state, &record, path.c_str(), -1, &position, nullptr, 1, withSamples, 0);
       if (result != MS_NOERROR)
         break;
       char name[50];
@@ -195,7 +221,7 @@ std::optional<Plain> plainLoop(const std::string& path) {
       else if (stream != indexes.end() && record->datasamples) // not found in what was skipped
         appendSamples(*record, samplesHeld(*record, position, size), found.samples[stream->second]);
     }
-    ms_readmsr(&record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
+    ms_readmsr_r(&state, &record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
     found.isRead = result == MS_ENDOFFILE;
     if (!withSamples && !found.isRead)
       return std::nullopt;
@@ -293,16 +319,11 @@ void makeChange(const std::string& path, Change kind, std::size_t share, const s
   }
 }
 
-// Parses the file and copies its first and its last stream, which are as a plain loop has them.
-// Returns null when the plug-in declines the file.
-ox_wp_section_handle readAsPlainLoop(Host& plugin, const std::string& path, bool isOffered) {
-  ox_wp_section_handle section = plugin.parse(path);
-  if (!section && !isOffered)
-    return section;
-  const std::optional<Plain> plain = plainLoop(path);
+// Copies the first and the last stream, which are as a plain loop has them.
+void compare(Host& plugin, ox_wp_section_handle section, const std::optional<Plain>& plain) {
   require(!section == (!plain || plain->headers.empty()), "a plain loop reads the same files");
   if (!section)
-    return section;
+    return;
   require(plugin.walkAll(section) == plain->headers, "a plain loop finds the same streams");
   for (const std::size_t stream : {std::size_t{0}, plain->headers.size() - 1}) {
     const Bits& all = plain->samples[stream];
@@ -317,15 +338,30 @@ ox_wp_section_handle readAsPlainLoop(Host& plugin, const std::string& path, bool
       require(samples == expected, "a plain loop finds the same samples");
     }
   }
+}
+
+// Reads the file twice, with something else in memory before. Returns null when the plug-in
+// declines it.
+ox_wp_section_handle readAsPlainLoop(Host& plugin, const std::string& path, bool isOffered,
+                                     std::uint8_t noise) {
+  ox_wp_section_handle section = plugin.parse(path);
+  if (!section && !isOffered)
+    return nullptr;
+  const std::optional<Plain> plain = plainLoop(path);
+  for (const int byte : {0, 0xFF}) {
+    fillMemory(static_cast<std::uint8_t>(noise ^ byte));
+    section = plugin.parse(path);
+    compare(plugin, section, plain);
+  }
   return section;
 }
 
-void run(const std::string& path, bool isSeg2, Change change, std::size_t share,
+void run(const std::string& path, bool isSeg2, Change change, std::uint8_t share,
          const std::uint8_t* data, std::size_t size) {
   write(path, data, size);
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   Host plugin;
-  ox_wp_section_handle section = readAsPlainLoop(plugin, path, !isSeg2 && isOffered(bytes));
+  ox_wp_section_handle section = readAsPlainLoop(plugin, path, !isSeg2 && isOffered(bytes), share);
   if (!section)
     return;
   plugin.changed(); // may be true: a second may have begun meanwhile
@@ -337,7 +373,8 @@ void run(const std::string& path, bool isSeg2, Change change, std::size_t share,
   require(plugin.walkAll(section) == before, "a change on disk leaves a parsed file alone");
   plugin.copy(section, 0, std::min(before[0].count, kMostSamples));
   if (change == Change::append || change == Change::cut)
-    require(readAsPlainLoop(plugin, path, false) != section, "each parse has its own handles");
+    require(readAsPlainLoop(plugin, path, false, share) != section,
+            "each parse has its own handles");
 }
 
 } // namespace

@@ -47,6 +47,10 @@ std::vector<std::string> damaged() {
   const std::string count = patched(good, miniSeedFile::kSampleCountOffset, "\xff\xff");
   const std::string twoLengths =
       patched(patched(good, 39, "\2"), 50, "\0\x38\3\1\x9\0\3\xe8\0\0\3\1\x14\0"s);
+  // By what lies behind them, libmseed accepts or skips these.
+  const std::string sro = patched(count, miniSeedFile::kEncodingOffset, "\x1e");
+  const std::string steim =
+      patched(patched(twoLengths, 60, "\xa"), miniSeedFile::kSampleCountOffset, "\xff\xff") + good;
   const std::string opaque = // a blockette 2000 behind the first one
       patched(patched(patched(good, 39, "\2"), miniSeedFile::kDataOffsetOffset, "\0\x80"s), 50,
               "\0\x38\3\1\x9\0\7\xd0\0\0\0\x18\0\0\0\0\0\1\0\0\0\0abcd"s);
@@ -55,6 +59,8 @@ std::vector<std::string> damaged() {
                                      count + good,
                                      twoLengths,
                                      twoLengths + good,
+                                     sro,
+                                     steim,
                                      opaque + good,
                                      withoutLength + good + withoutLength,
                                      written({-1, {}, {1, 2}, true}, false),
