@@ -54,8 +54,8 @@ public:
   // nothing when `property` is null.
   void getPluginProperty(int index, _ox_wp_prop_type* property);
 
-  void queueErrorMessage(int code, const std::string& text) {
-    errorQueue_.emplace_back(code, text);
+  void queueErrorMessage(int code, const std::string& message) {
+    errorQueue_.emplace_back(code, message);
   }
 
 private:

@@ -62,17 +62,17 @@ public:
   void popSection();
 
   void setErrorMessage(const std::string& message) { plugin_->setErrorMessage(message); }
-  void queueErrorMessage(int code, const std::string& text) {
-    plugin_->queueErrorMessage(code, text);
+  void queueErrorMessage(int code, const std::string& message) {
+    plugin_->queueErrorMessage(code, message);
   }
 
 private:
-  // Size and time of one look at the disk, so that they belong together.
-  struct cLook {
+  // Size and time from one stat call, so that they belong together.
+  struct cFileState {
     std::uint64_t size = 0; // bytes
     std::int64_t time = 0;  // seconds since 1970-01-01 UTC
   };
-  static cLook lookAt(const std::string& name);
+  static cFileState stateOf(const std::string& name);
 
   // For the list and for the const list.
   template<class Sections>
@@ -90,8 +90,8 @@ private:
 };
 
 template<class Plugin, class Section>
-typename cOxWpPluginFile<Plugin, Section>::cLook
-cOxWpPluginFile<Plugin, Section>::lookAt(const std::string& name) {
+typename cOxWpPluginFile<Plugin, Section>::cFileState
+cOxWpPluginFile<Plugin, Section>::stateOf(const std::string& name) {
   struct stat status = {};
   if (name.empty() || stat(name.c_str(), &status) != 0)
     return {};
@@ -100,12 +100,12 @@ cOxWpPluginFile<Plugin, Section>::lookAt(const std::string& name) {
 
 template<class Plugin, class Section>
 unsigned long cOxWpPluginFile<Plugin, Section>::getFileSize(const std::string& name) const {
-  return lookAt(name).size;
+  return stateOf(name).size;
 }
 
 template<class Plugin, class Section>
 long cOxWpPluginFile<Plugin, Section>::getLastWriteTime(const std::string& name) const {
-  return lookAt(name).time;
+  return stateOf(name).time;
 }
 
 template<class Plugin, class Section>
@@ -113,14 +113,14 @@ void cOxWpPluginFile<Plugin, Section>::setFileName(const std::string& name) {
   if (name == fileName_)
     return;
   fileName_ = name;
-  const cLook now = lookAt(name);
+  const cFileState now = stateOf(name);
   fileSize_ = now.size;
   lastWriteTime_ = now.time;
 }
 
 template<class Plugin, class Section>
 bool cOxWpPluginFile<Plugin, Section>::checkFileChanged() {
-  cLook now = lookAt(fileName_);
+  cFileState now = stateOf(fileName_);
   if (now.size == 0)
     now.time = 0;
   if (now.size == fileSize_ && now.time == lastWriteTime_)

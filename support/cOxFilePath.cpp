@@ -16,9 +16,8 @@ namespace {
 
 constexpr const char* kSeparators = "/\\";
 
-// A variable whose value contains its own name would be expanded without an end, and the path would
-// grow each time. No real path comes near these limits: of its length, and of the bytes that all
-// expansions together write, which is the time that they take.
+// A variable that contains its own name never stops expanding. These limit the path's length and
+// the bytes that all expansions write; no real path comes near them.
 constexpr std::size_t kLongestPath = 16 << 20;
 constexpr std::size_t kMostWritten = 128 << 20;
 
@@ -30,25 +29,25 @@ struct cVariableReference {
 
 // Returns the reference whose "$" is at `start`. A name without braces ends before a separator: at
 // the very end of a path it is not a reference.
-cVariableReference referenceAt(const std::string& text, std::size_t start) {
-  if (text.compare(start, 2, "${") == 0) {
-    const std::size_t brace = text.find('}', start);
+cVariableReference referenceAt(const std::string& path, std::size_t start) {
+  if (path.compare(start, 2, "${") == 0) {
+    const std::size_t brace = path.find('}', start);
     if (brace == std::string::npos)
       return {};
-    return {text.substr(start, brace + 1 - start), text.substr(start + 2, brace - start - 2)};
+    return {path.substr(start, brace + 1 - start), path.substr(start + 2, brace - start - 2)};
   }
-  const std::size_t separator = std::min(text.find('/', start), text.find('\\', start));
+  const std::size_t separator = std::min(path.find('/', start), path.find('\\', start));
   if (separator == std::string::npos)
     return {};
-  return {text.substr(start, separator - start), text.substr(start + 1, separator - start - 1)};
+  return {path.substr(start, separator - start), path.substr(start + 1, separator - start - 1)};
 }
 
-// The size of `text` with every `token` replaced by `value`.
-std::size_t sizeAfterReplacing(const std::string& text, const std::string& token,
+// The size of `path` with every `token` replaced by `value`.
+std::size_t sizeAfterReplacing(const std::string& path, const std::string& token,
                                const std::string& value) {
-  std::size_t result = text.size();
-  for (std::size_t p = text.find(token); p != std::string::npos;
-       p = text.find(token, p + token.size()))
+  std::size_t result = path.size();
+  for (std::size_t p = path.find(token); p != std::string::npos;
+       p = path.find(token, p + token.size()))
     result = result - token.size() + value.size();
   return result;
 }
@@ -64,31 +63,31 @@ void reportException(cOxLogger& logger, const std::exception& failure) {
 
 } // namespace
 
-void cOxFilePath::setPath(const std::string& text) {
+void cOxFilePath::setPath(const std::string& path) {
   try {
-    cOxString path(text);
-    path.trim();
+    cOxString expanded(path);
+    expanded.trim();
     components_.clear();
     name_.clear();
     absolute_ = false;
 
-    evaluateSystemVariables(path);
-    if (path.empty())
+    evaluateSystemVariables(expanded);
+    if (expanded.empty())
       return;
-    absolute_ = path.starts_with('/');
-    splitPath(path);
+    absolute_ = expanded.starts_with('/');
+    splitPath(expanded);
   } catch (const std::exception& failure) {
     reportException(*this, failure);
   }
 }
 
-void cOxFilePath::splitPath(const cOxString& text) {
+void cOxFilePath::splitPath(const cOxString& path) {
   components_.clear();
   name_.clear();
   std::size_t start = 0;
-  while (start < text.size()) {
-    const std::size_t end = std::min(text.find_first_of(kSeparators, start), text.size());
-    pushToPath(text.substr(start, end - start));
+  while (start < path.size()) {
+    const std::size_t end = std::min(path.find_first_of(kSeparators, start), path.size());
+    pushToPath(path.substr(start, end - start));
     start = end + 1;
   }
 }
@@ -103,16 +102,16 @@ void cOxFilePath::pushToPath(const std::string& component) {
   name_.clear(); // at the end, because `component` may refer to it
 }
 
-void cOxFilePath::evaluateSystemVariables(cOxString& text) {
-  if (text.starts_with('~')) {
+void cOxFilePath::evaluateSystemVariables(cOxString& path) {
+  if (path.starts_with('~')) {
     const std::string home = getHomeFolder();
     if (!home.empty())
-      text.replaceFirst("~", home + "/");
+      path.replaceFirst("~", home + "/");
   }
 
   std::size_t written = 0;
-  for (std::size_t p = text.find('$'); p != std::string::npos; p = text.find('$', p + 1)) {
-    const auto [token, variable] = referenceAt(text, p);
+  for (std::size_t p = path.find('$'); p != std::string::npos; p = path.find('$', p + 1)) {
+    const auto [token, variable] = referenceAt(path, p);
     if (token.empty())
       continue;
     const std::string value = evaluateEnvironmentVariable(variable, this);
@@ -120,14 +119,14 @@ void cOxFilePath::evaluateSystemVariables(cOxString& text) {
       errorMsg("Could not resolve system variable \"" + token + "\" in file path.");
       continue;
     }
-    const std::size_t size = sizeAfterReplacing(text, token, value);
+    const std::size_t size = sizeAfterReplacing(path, token, value);
     written += size;
     if (size > kLongestPath || written > kMostWritten)
       throw std::length_error("a system variable makes the path too long");
-    text.replaceAll(token, value);
+    path.replaceAll(token, value);
   }
 
-  text.replaceAll("^", "/");
+  path.replaceAll("^", "/");
 }
 
 std::string cOxFilePath::getHomeFolder() const {

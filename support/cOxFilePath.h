@@ -19,11 +19,11 @@ public:
   // Replaces the whole path. White space around it is removed; "/", "\" and "^" separate
   // components. Does not throw a std::exception: after an error the path keeps what was built
   // before it.
-  void setPath(const std::string& text);
+  void setPath(const std::string& path);
 
-  // Replaces the components by those of `text`. Expands nothing, and leaves the path absolute or
+  // Replaces the components by those of `path`. Expands nothing, and leaves the path absolute or
   // relative as it was.
-  void splitPath(const cOxString& text);
+  void splitPath(const cOxString& path);
 
   // Appends one component. An empty one and "." are ignored. ".." removes the last component; where
   // there is none, or it is itself "..", it is appended, at the root too.
@@ -32,7 +32,7 @@ public:
   // Replaces, in place: a leading "~" by $HOME and "/"; ${NAME}, and $NAME before "/" or "\", by
   // the variable's value; then every "^" by "/". A variable that is unset or empty stays as it is
   // written. Throws std::length_error for an expansion without an end.
-  void evaluateSystemVariables(cOxString& text);
+  void evaluateSystemVariables(cOxString& path);
 
   // Returns $HOME; an empty string if it is not set.
   std::string getHomeFolder() const;

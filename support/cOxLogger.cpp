@@ -8,8 +8,8 @@ namespace ox3 {
 
 namespace {
 
-cOxString cleaned(const std::string& text) {
-  cOxString result(text);
+cOxString cleaned(const std::string& message) {
+  cOxString result(message);
   result.trim();
   result.replaceNewlineBySpace();
   return result;
@@ -17,16 +17,16 @@ cOxString cleaned(const std::string& text) {
 
 } // namespace
 
-void cOxLogger::sendMsg(unsigned long code, const std::string& text) const {
+void cOxLogger::sendMsg(unsigned long code, const std::string& message) const {
   if (level_ >= code && callBack_)
-    callBack_->message(code, cleaned(text));
+    callBack_->message(code, cleaned(message));
 }
 
-void cOxLogger::sendMsg(unsigned long code, const std::string& text) {
+void cOxLogger::sendMsg(unsigned long code, const std::string& message) {
   if (callBack_ || !bufferEnabled_)
-    std::as_const(*this).sendMsg(code, text);
+    std::as_const(*this).sendMsg(code, message);
   else if (level_ >= code)
-    bufferedMessages_.push_back({cleaned(text), code});
+    bufferedMessages_.push_back({cleaned(message), code});
 }
 
 void cOxLogger::enableBuffer() {
@@ -63,9 +63,9 @@ bool cOxLogger::checkActionIsInterrupted() const {
   return callBack_ && callBack_->checkInterrupted();
 }
 
-cOxLogger& cOxLogger::operator<<(const std::string& text) {
+cOxLogger& cOxLogger::operator<<(const std::string& bytes) {
   if (callBack_)
-    callBack_->rawText(text);
+    callBack_->rawText(bytes);
   return *this;
 }
 

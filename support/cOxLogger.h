@@ -15,10 +15,10 @@ class cOxLoggerCallBack {
 public:
   // Receives a message that the logger's level lets through, as one line without white space around
   // it. `code` is an oxLogger::MessageCode, or another number that sendMsg was called with.
-  virtual void message(unsigned long code, const std::string& text) = 0;
+  virtual void message(unsigned long code, const std::string& message) = 0;
 
   // Receives what operator<< writes, unchanged.
-  virtual void rawText(const std::string& text) = 0;
+  virtual void rawText(const std::string& bytes) = 0;
 
   virtual void setInterrupted(bool interrupted) = 0;
   virtual bool checkInterrupted() = 0;
@@ -56,22 +56,24 @@ public:
 
   // Without a callback, a non-const logger buffers the message if buffering is enabled; a const
   // logger drops it.
-  void infoMsg(const std::string& text) const { sendMsg(oxLogger::infoCode, text); }
-  void infoMsg(const std::string& text) { sendMsg(oxLogger::infoCode, text); }
-  void fatalErrorMsg(const std::string& text) const { sendMsg(oxLogger::fatalErrorCode, text); }
-  void fatalErrorMsg(const std::string& text) { sendMsg(oxLogger::fatalErrorCode, text); }
-  void errorMsg(const std::string& text) const { sendMsg(oxLogger::errorCode, text); }
-  void errorMsg(const std::string& text) { sendMsg(oxLogger::errorCode, text); }
-  void highWarnMsg(const std::string& text) const { sendMsg(oxLogger::highWarnCode, text); }
-  void highWarnMsg(const std::string& text) { sendMsg(oxLogger::highWarnCode, text); }
-  void warnMsg(const std::string& text) const { sendMsg(oxLogger::warnCode, text); }
-  void warnMsg(const std::string& text) { sendMsg(oxLogger::warnCode, text); }
-  void debugMsg(const std::string& text) const { sendMsg(oxLogger::debugCode, text); }
-  void debugMsg(const std::string& text) { sendMsg(oxLogger::debugCode, text); }
-  void noclMsg(const std::string& text) const { sendMsg(oxLogger::noclCode, text); }
-  void noclMsg(const std::string& text) { sendMsg(oxLogger::noclCode, text); }
-  void sendMsg(unsigned long code, const std::string& text) const;
-  void sendMsg(unsigned long code, const std::string& text);
+  void infoMsg(const std::string& message) const { sendMsg(oxLogger::infoCode, message); }
+  void infoMsg(const std::string& message) { sendMsg(oxLogger::infoCode, message); }
+  void fatalErrorMsg(const std::string& message) const {
+    sendMsg(oxLogger::fatalErrorCode, message);
+  }
+  void fatalErrorMsg(const std::string& message) { sendMsg(oxLogger::fatalErrorCode, message); }
+  void errorMsg(const std::string& message) const { sendMsg(oxLogger::errorCode, message); }
+  void errorMsg(const std::string& message) { sendMsg(oxLogger::errorCode, message); }
+  void highWarnMsg(const std::string& message) const { sendMsg(oxLogger::highWarnCode, message); }
+  void highWarnMsg(const std::string& message) { sendMsg(oxLogger::highWarnCode, message); }
+  void warnMsg(const std::string& message) const { sendMsg(oxLogger::warnCode, message); }
+  void warnMsg(const std::string& message) { sendMsg(oxLogger::warnCode, message); }
+  void debugMsg(const std::string& message) const { sendMsg(oxLogger::debugCode, message); }
+  void debugMsg(const std::string& message) { sendMsg(oxLogger::debugCode, message); }
+  void noclMsg(const std::string& message) const { sendMsg(oxLogger::noclCode, message); }
+  void noclMsg(const std::string& message) { sendMsg(oxLogger::noclCode, message); }
+  void sendMsg(unsigned long code, const std::string& message) const;
+  void sendMsg(unsigned long code, const std::string& message);
 
   // Both empty the buffer and do not deliver what it holds.
   void enableBuffer();
@@ -90,7 +92,7 @@ public:
   bool checkActionIsInterrupted() const;
 
   // Sends to rawText of the callback: not filtered by level, not cleaned and not buffered.
-  cOxLogger& operator<<(const std::string& text);
+  cOxLogger& operator<<(const std::string& bytes);
   // Send a line feed whatever the manipulator is: std::endl and its like, std::hex and its like.
   cOxLogger& operator<<(std::ostream& (*)(std::ostream&)) { return sendLineFeed(); }
   cOxLogger& operator<<(std::ios& (*)(std::ios&)) { return sendLineFeed(); }
@@ -99,9 +101,9 @@ public:
   // The value is formatted as a standard stream does it by default.
   template<class Value>
   cOxLogger& operator<<(const Value& value) {
-    std::ostringstream text;
-    text << value;
-    return *this << text.str();
+    std::ostringstream stream;
+    stream << value;
+    return *this << stream.str();
   }
 
 private:

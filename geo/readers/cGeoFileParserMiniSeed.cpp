@@ -43,10 +43,10 @@ struct cCodes {
 struct cSourceName {
   explicit cSourceName(MSRecord& record) noexcept {
     constexpr flag kWithoutQuality = 0;
-    text[0] = '\0';
-    msr_srcname(&record, text, kWithoutQuality);
+    name[0] = '\0';
+    msr_srcname(&record, name, kWithoutQuality);
   }
-  char text[kCodesSize]; // long enough: each code is shorter than its array
+  char name[kCodesSize]; // long enough: each code is shorter than its array
 };
 
 std::int32_t lowBits(std::int64_t value) noexcept {
@@ -110,7 +110,7 @@ void addRecord(cGeoParserVariable& variable, const MSRecord& record) noexcept {
 
 template<class Sample>
 double* convert(const void* samples, std::int64_t count, double* __restrict target) {
-#pragma GCC unroll 4 // spares a third of the instructions
+#pragma GCC unroll 4 // saves a third of the instructions
   for (std::int64_t i = 0; i < count; ++i)
     target[i] = static_cast<double>(static_cast<const Sample*>(samples)[i]);
   return target + count;
@@ -168,8 +168,8 @@ bool cGeoFileParserMiniSeed::parseHeader(cDataFile& data, cGeoParserSection& sec
   const std::size_t before = variables.size(); // these stay as they are
   std::map<std::string, unsigned long> streamByName;
 
-  // A record is mostly of the same stream as the last one, or of the next. To know that by its
-  // codes spares it a name, which costs more than all else that is done with it here.
+  // A record is mostly of the same stream as the last one, or of the next. Comparing the codes
+  // avoids making a name, the most expensive step of a record.
   std::vector<cCodes> known; // of each stream
   std::size_t stream = 0;
 
@@ -179,7 +179,7 @@ bool cGeoFileParserMiniSeed::parseHeader(cDataFile& data, cGeoParserSection& sec
     if (!isThisStream())
       stream = stream + 1 < known.size() ? stream + 1 : 0;
     if (!isThisStream()) {
-      const auto [entry, isNew] = streamByName.try_emplace(cSourceName(*record).text, known.size());
+      const auto [entry, isNew] = streamByName.try_emplace(cSourceName(*record).name, known.size());
       if (isNew) {
         variables.push_back(variableFor(entry->first, *record));
         known.emplace_back(*record);
@@ -205,7 +205,7 @@ bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, 
   cDataFile data(fileName_);
   cRecordStream records(data, cRecordStream::Samples::decoded);
   while (MSRecord* record = records.next()) {
-    if (name != cSourceName(*record).text || !record->datasamples)
+    if (name != cSourceName(*record).name || !record->datasamples)
       continue;
     // With a negative count this is negative and nothing is stored.
     const std::int64_t n = std::min(records.samplesHeld(), count - copied);

@@ -104,9 +104,9 @@ MSRecord* cRecordStream::next() {
     return nullptr;
   bool isAtEnd = false;
   do {
-    // libmseed would wait forever for bytes that are missing from the size it is told, and needs
-    // the size only at the end of the file: it is told then. Before, what it takes for the end can
-    // be the end of its buffer.
+    // libmseed waits forever if the file is shorter than `filesize`. So the size stays unknown
+    // until the end of the file. Until then, an end that libmseed reports can be that of its
+    // buffer, and the call is made again.
     isAtEnd = feof_unlocked(state_->fp) != 0;
     if (isAtEnd)
       state_->filesize = state_->filepos + state_->readlen - state_->readoffset;
