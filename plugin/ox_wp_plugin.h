@@ -67,8 +67,7 @@ enum ox_wp_data_type : int32_t
 enum ox_wp_data_type
 #endif
 {
-  ox_wp_type_none = 0,     /* of samples: the plug-in does not promise that it can convert them; a
-                              copy fails or converts them all the same */
+  ox_wp_type_none = 0,     /* of samples: conversion is not promised; a copy may fail or succeed */
   ox_wp_type_string = 2,   /* a string, in string_value */
   ox_wp_type_message = 8,  /* a numbered message: code in integer_value, string in string_value */
   ox_wp_type_double = 10,  /* an IEEE double, in double_value; of samples: an array of doubles */
@@ -114,14 +113,14 @@ enum ox_wp_prop_identifier {
                                          declares; a copy can find fewer, see copy_variable_data */
   ox_wp_prop_variable_x_label = 49,   /* string: label of the x axis */
   ox_wp_prop_variable_y_label = 50,   /* string: label of the y axis */
-  ox_wp_prop_x_start = 34,            /* double: time of the first sample, in seconds; each
-                                         plug-in chooses which time is 0 */
+  ox_wp_prop_x_start = 34,            /* double: time of the first sample in the file, in seconds;
+                                         each plug-in chooses which time is 0 */
   ox_wp_prop_x_step = 35,             /* double: sample interval in seconds; 0 when the sample rate
                                          is unknown; negative, infinite or NaN where a damaged
                                          file's sample rate makes it so */
   ox_wp_prop_x_end = 36,              /* double: start + sample count * interval, where product and
-                                         sum may each be rounded. This is the time just after the
-                                         last sample only if the variable has no gaps. */
+                                         sum may each be rounded; copy_variable_data says when this
+                                         is the time just after the last sample */
 };
 
 /*
@@ -158,8 +157,7 @@ enum ox_wp_variable_index {
  *
  * A host walks a level by index: 0, 1, 2, ... until identifier comes back 0. For files, sections
  * and variables the function then also returns 1. A plug-in can have more properties than those
- * above: of files, sections and variables at the indexes behind them. A host passes over an
- * identifier that it does not know.
+ * above, at the indexes after them: a host passes over an identifier that it does not know.
  */
 typedef struct _ox_wp_prop_type {
   int32_t identifier; /* an ox_wp_prop_identifier; ox_wp_prop_none: no property was delivered */
@@ -266,8 +264,13 @@ typedef struct _ox_wp_plugin_functions_type {
 
   /*
    * Copies samples of a variable, from the first one on, into `buffer` (aligned for doubles). They
-   * are read in this call, from the file that the path names now, in the order of the file. Gaps in
-   * time are not filled: sample i has the time start + i * step only if no gap lies before it.
+   * are read in this call, from the file that the path names now.
+   *
+   * Samples come in the order of the file, each directly after the one before. Gaps are not filled,
+   * records are not sorted and overlaps are not removed. Only in a file with none of these is
+   * start + i * step the time of sample i, and the end the time just after the last one. Where a
+   * record is lost or cannot be decoded, all samples after it move to earlier times: when a copy
+   * finds fewer samples than declared, what is missing need not be the end of the recording.
    *
    * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples. It
    * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples. A size
@@ -277,7 +280,7 @@ typedef struct _ox_wp_plugin_functions_type {
    * Returns 0 when the buffer was filled and the file read to its end; 1 otherwise:
    * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null: no
    *   buffer is touched.
-   * - The buffer is larger than the stream, or some records cannot be decoded: the samples found
+   * - The buffer is larger than the variable, or some records cannot be decoded: the samples found
    *   are at the start of the buffer, and the rest of it is not touched. Their number is not
    *   reported: fill the buffer with a mark (a NaN) beforehand to see it.
    * - The file cannot be read, or not to its end: the samples found before the error are at the
@@ -322,9 +325,9 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  * What is true of the plug-in that comes with this header, and need not be true of another:
  *
  * - Files. It delivers miniSEED files: one section with a variable for each data stream, in the
- *   order of their first records. It registers the single pattern "*", no exporter, no name and no
- *   version. It reports no messages, and its error string is always empty: parse_file does not say
- *   why it declined a file.
+ *   order of their first records. It opens regular files only, never a pipe or a device. It
+ *   registers the single pattern "*", no exporter, no name and no version. It reports no messages,
+ *   and its error string is always empty: parse_file does not say why it declined a file.
  * - Paths. parse_file edits its path. It drops white space around it. "/", "\" and "^" separate
  *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
  *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what
@@ -339,7 +342,8 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   show the same one. An end is rounded once.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
- *   the same. A record that declares more samples than it holds gives those that it holds.
+ *   the same. Of a record that declares more samples than it holds, a copy finds those that it
+ *   holds; of a compressed one whose end is missing, none.
  * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
  * - release_file always returns 1. A host that parses again and again calls release_all_files from
  *   time to time.
