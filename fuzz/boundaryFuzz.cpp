@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -159,16 +158,16 @@ struct Plain {
   bool isRead = false;       // to its end, with samples
 };
 
-// How many samples of a decoded record lie in a file of this size, and in the record.
-std::int64_t samplesHeld(const MSRecord& record, std::int64_t position, std::int64_t fileSize) {
+// How many samples of a decoded record lie in it and in the bytes read from its start on.
+std::int64_t samplesHeld(const MSRecord& record, std::int64_t bytesRead) {
   static const std::map<int, int> bytesPerSample = {
       {0, 1}, {1, 2}, {3, 4}, {4, 4}, {5, 8}, {12, 3}, {13, 2}, {14, 2}, {16, 2}, {30, 2}, {32, 2}};
-  const std::int64_t end = std::min(position + record.reclen, fileSize);
   const auto size = bytesPerSample.find(record.encoding);
   if (size == bytesPerSample.end()) // compressed
-    return end < position + record.reclen ? 0 : record.samplecnt;
-  const std::int64_t held = (end - position - record.fsdh->data_offset) / size->second;
-  return std::clamp<std::int64_t>(held, 0, record.samplecnt);
+    return bytesRead < record.reclen ? 0 : record.samplecnt;
+  const std::int64_t bytes = std::min<std::int64_t>(record.reclen, bytesRead);
+  return std::clamp<std::int64_t>((bytes - record.fsdh->data_offset) / size->second, 0,
+                                  record.samplecnt);
 }
 
 void appendSamples(const MSRecord& record, std::int64_t count, Bits& samples) {
@@ -190,23 +189,19 @@ void appendSamples(const MSRecord& record, std::int64_t count, Bits& samples) {
   }
 }
 
-// Nothing where libmseed reports an error, or would go on forever: each record takes at least a
-// byte.
+// Nothing where libmseed reports an error, or would go back by a negative length and go on forever.
 std::optional<Plain> plainLoop(const std::string& path) {
   Plain found;
   std::map<std::string, std::size_t> indexes;
-  const auto size = static_cast<std::int64_t>(std::filesystem::file_size(path));
+  std::vector<char> buffer(kBufferSize);
   for (const flag withSamples : {flag{0}, flag{1}}) {
     MSRecord* record = nullptr;
     auto* state = static_cast<MSFileParam*>(std::calloc(1, sizeof(MSFileParam)));
-    state->rawrec = static_cast<char*>(std::calloc(3, MAXRECLEN));
+    state->rawrec = buffer.data();
     int result = MS_NOERROR;
-    off_t position = 0;
-    for (std::int64_t records = 0; records <= size; ++records) {
-      result =
-          ms_readmsr_r(&state, &record, path.c_str(), -1, &position, nullptr, 1, withSamples, 0);
-      if (result != MS_NOERROR)
-        break;
+    while ((result = ms_readmsr_r(&state, &record, path.c_str(), -1, nullptr, nullptr, 1,
+                                  withSamples, 0)) == MS_NOERROR &&
+           record->reclen > 0) {
       char name[50];
       msr_srcname(record, name, 0);
       if (!withSamples && indexes.try_emplace(name, found.headers.size()).second) {
@@ -219,8 +214,11 @@ std::optional<Plain> plainLoop(const std::string& path) {
       if (!withSamples)
         found.headers[stream->second].count += record->samplecnt;
       else if (stream != indexes.end() && record->datasamples) // not found in what was skipped
-        appendSamples(*record, samplesHeld(*record, position, size), found.samples[stream->second]);
+        appendSamples(*record,
+                      samplesHeld(*record, buffer.data() + state->readlen - record->record),
+                      found.samples[stream->second]);
     }
+    state->rawrec = nullptr;
     ms_readmsr_r(&state, &record, nullptr, 0, nullptr, nullptr, 0, 0, 0);
     found.isRead = result == MS_ENDOFFILE;
     if (!withSamples && !found.isRead)
