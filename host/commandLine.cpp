@@ -8,7 +8,6 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <unistd.h>
 
 #include "host/base/messages.h"
 #include "host/commands/commands.h"
@@ -110,10 +109,9 @@ private:
     return kWrongUse;
   }
 
-  CLI::App* addCommand(const char* name, const char* about, const char* example,
-                       const char* notes) {
+  CLI::App* addCommand(const char* name, const char* about, const std::string& example) {
     CLI::App* command = app_.add_subcommand(name, about);
-    command->footer(fmt::format("Example:\n  {}\n{}", example, notes));
+    command->footer("Example:\n  ox-wp-host " + example);
     return command;
   }
 
@@ -155,8 +153,7 @@ private:
 
   void addList() {
     CLI::App* command =
-        addCommand("list", "Shows the streams of files", "ox-wp-host list --format json a.mseed",
-                   "The manual page says what the times mean.");
+        addCommand("list", "Shows the streams of files", "list --format json station.mseed");
     addInput(command, "Data files");
     command->add_flag("--samples", request_.samples,
                       "Copies the samples too, which reads the whole file for each stream");
@@ -165,10 +162,8 @@ private:
 
   void addExport() {
     CLI::App* command = addCommand(
-        "export", "Writes the samples of a file as CSV or as raw doubles",
-        "ox-wp-host export --stream 'GR_*_BHZ' station.mseed -o station.csv",
-        "csv has a row for each sample, stream,time_s,value; f64 is little-endian doubles, the\n"
-        "values only. Both have one stream after the other, in the order of list.");
+        "export", "Writes samples as CSV (stream,time_s,value) or as little-endian doubles (f64)",
+        "export --stream 'GR_*_BHZ' station.mseed -o station.csv");
     addInput(command, "Data file");
     CLI::Option* output = addOutputOption(command, "The file to write; - is standard output");
     command
@@ -180,10 +175,8 @@ private:
   }
 
   void addPlot() {
-    CLI::App* command =
-        addCommand("plot", "Draws waveforms with gnuplot",
-                   "ox-wp-host plot station.mseed -o station.png --from 30 --to 90",
-                   "The streams of a file share one time axis where they overlap in time.");
+    CLI::App* command = addCommand("plot", "Draws waveforms with gnuplot",
+                                   "plot station.mseed -o station.png --from 30 --to 90");
     addInput(command, "Data files");
     addOutputOption(command, "A file named *.svg or *.png; - is standard output, in characters")
         ->check([](const std::string& name) {
@@ -200,8 +193,7 @@ private:
   void addCheck() {
     CLI::App* command =
         addCommand("check", "Checks whether a plug-in keeps the rules of the boundary",
-                   "ox-wp-host check ./ox_wp_plugin_geo.so station.mseed",
-                   "Rules that need a file are skipped when no file is named.");
+                   "check ./ox_wp_plugin_geo.so station.mseed");
     command->add_option("PLUGIN", request_.plugin, "The library; required without --list")
         ->type_name("");
     addFiles(command, "Data files that it reads");

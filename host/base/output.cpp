@@ -5,12 +5,13 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 #include <fcntl.h>
 #include <signal.h>
+#include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/base/messages.h"
@@ -47,7 +48,7 @@ void removeTemporaryFile() {
 [[noreturn]] void endByClosedPipe() {
   (void)signal(SIGPIPE, SIG_DFL);
   (void)raise(SIGPIPE);
-  std::abort(); // not reached, unless the signal is blocked
+  abort(); // not reached, unless the signal is blocked
 }
 
 } // namespace

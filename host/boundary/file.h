@@ -2,9 +2,9 @@
 // own all their strings, and copies of a stream's samples.
 #pragma once
 
-#include <bit>
-#include <climits>
-#include <cstdint>
+#include <bit>     // IWYU pragma: export
+#include <climits> // IWYU pragma: export
+#include <cstdint> // IWYU pragma: export
 #include <string>
 #include <vector>
 

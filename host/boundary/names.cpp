@@ -96,7 +96,8 @@ void NameChoice::apply(File& file) {
 
 void NameChoice::throwIfUnmatched(const std::string& kind) const {
   for (const std::string& pattern : unmatched_)
-    throw Error(pattern + ": no " + kind + " has such a name; there are " + someOf(names_));
+    throw Error(
+        fmt::format("{}: no {} has such a name; there are {}", pattern, kind, someOf(names_)));
 }
 
 File openChosen(const Plugin& plugin, const std::string& name, NameChoice& choice) {

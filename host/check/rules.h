@@ -7,9 +7,8 @@
 
 #include <array>
 #include <bit>
-#include <chrono>
-#include <cstddef>
-#include <cstdint>
+#include <chrono>  // IWYU pragma: export
+#include <cstdint> // IWYU pragma: export
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -120,7 +119,7 @@ struct PropertySource {
 
 // A plug-in object with the subject's file parsed, if there is one and it is not declined.
 struct Loaded {
-  explicit Loaded(const Subject& subject);
+  explicit Loaded(const Subject& triedOn);
 
   // Parses another file or null; the result is null where that is declined.
   ox_wp_file_handle parse(const char* path) const { return plugin.call(&Table::parse_file, path); }

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <new>
 #include <optional>
 #include <system_error>
@@ -19,7 +20,6 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 

@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cctype>
+#include <cmath>
 #include <filesystem>
 #include <iterator>
 #include <set>

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <iterator>
+#include <utility>
 
 #include "host/base/messages.h"
 #include "host/boundary/names.h"

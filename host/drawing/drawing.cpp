@@ -13,7 +13,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <strings.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/base/messages.h"
@@ -70,7 +69,7 @@ std::string runGnuplot(const std::string& script) {
       fseek(file, 0, SEEK_SET) != 0 || dup2(fileno(file), STDIN_FILENO) < 0)
     throw systemError("temporary file for gnuplot");
   (void)fclose(file);
-  FILE* const pipe = popen(kCommand, "re");
+  FILE* const pipe = popen(kCommand, "re"); // NOLINT(cert-env33-c): the command is fixed
   if (!pipe)
     throw systemError("gnuplot");
   std::string picture;

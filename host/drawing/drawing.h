@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/ioctl.h>
+#include <sys/ioctl.h> // IWYU pragma: export
 
 #include "host/drawing/panels.h" // IWYU pragma: export
 

@@ -1,8 +1,8 @@
 // What is drawn of a file: a panel for each stream, on time axes, with fewer points than samples.
 #pragma once
 
-#include <cstdint>
-#include <limits>
+#include <cstdint> // IWYU pragma: export
+#include <limits>  // IWYU pragma: export
 #include <span>
 #include <string>
 #include <vector>

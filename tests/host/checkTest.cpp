@@ -22,11 +22,10 @@ struct Breakage {
 
 constexpr std::array kBreakages = std::to_array<Breakage>({
     {"FUNCTION", "the library loads and makes a plug-in object", "no function release"},
-    {"CRASH", "every function returns when it is used as intended",
-     "some.fake: crashed in copy_variable_data: signal 6"},
+    {"CRASH", "every function returns when it is used as intended", "crashed in copy_"},
     {"SLOT", "versions from 1 on become 1, and the rest of the table is null", "slot at 248"},
     {"REFUSED_TABLE", "a null table and versions below 1 are refused, the table untouched",
-     "a null table: expected status 1"},
+     "a null ta"},
     {"OLD_ERROR", "the error string is not null, and is of the last call", "\"no streams\""},
     {"PRINTS", "nothing is printed", "\"declined\""},
     {"DESCRIPTOR", "no descriptor is left open", "after the second"},
@@ -34,7 +33,7 @@ constexpr std::array kBreakages = std::to_array<Breakage>({
     {"PARSE", "a failed parse leaves earlier files usable", "0 of 4 streams"},
     {"RELEASE_FILE", "release_file returns 0, or 1 with the file still usable", "0 of 4 streams"},
     {"SECTION", "each section has one handle; any other index gives null", "section 1 of 2"},
-    {"CHANGE", "the change flag reports each change once", "read again after"},
+    {"CHANGE", "the change flag reports each change once", "again"},
     {"MESSAGES", "queued messages are delivered once, in a full walk", "first 2 properties and 2"},
     {"EARLY_END", "queued messages are delivered once, in a full walk", "\"148 declined\""},
     {"MESSAGE_TYPE", "properties of the plug-in end, and come in the order of the boundary",

@@ -40,6 +40,14 @@ protected:
     return status;
   }
 
+  // Expects this exit status, and something that is said on either stream.
+  void expect(const Strings& arguments, int status, const std::string& said,
+              const std::string& pluginPath = FAKE_PLUGIN) {
+    EXPECT_EQ(run(arguments, pluginPath), status) << testing::PrintToString(arguments) << err;
+    EXPECT_NE((out + err).find(said), std::string::npos)
+        << said << " is not said by " << testing::PrintToString(arguments) << out << err;
+  }
+
   TemporaryFolder temporary;
   std::filesystem::path folder = temporary / "";
   host::Library library{FAKE_PLUGIN};
