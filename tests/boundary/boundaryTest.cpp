@@ -9,17 +9,13 @@
 #include <limits>
 #include <map>
 #include <numeric>
-#include <thread>
 #include <tuple>
 #include <utility>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <libmseed.h>
-#include <signal.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include "plugin/ox_wp_plugin.h"
@@ -364,23 +360,6 @@ TEST_F(Boundary, RecordingIsReadUnderAnyName) {
   std::filesystem::create_directories(folder / deep);
   for (const std::size_t length : {511U, 512U, 600U}) // libmseed keeps 511 bytes of a name
     expectRead(writeRamp(deep + std::string(length - (folder / deep).size(), 'f')));
-}
-
-TEST_F(Boundary, RecordingIsReadWhenItsLeaseIsGivenUp) {
-  const std::string path = writeRamp("a.mseed");
-  sigset_t asked;
-  sigemptyset(&asked);
-  sigaddset(&asked, SIGIO);
-  pthread_sigmask(SIG_BLOCK, &asked, nullptr);
-  const int held = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(fcntl(held, F_SETLEASE, F_WRLCK), 0);
-  std::thread holder([&] { // gives its lease up when it is asked to
-    const timespec most = {10, 0};
-    EXPECT_EQ(sigtimedwait(&asked, nullptr, &most), SIGIO);
-    close(held);
-  });
-  expectRead(path);
-  holder.join();
 }
 
 TEST_F(Boundary, HostMayUseLibmseedMeanwhile) {

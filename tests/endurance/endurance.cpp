@@ -112,16 +112,13 @@ void endureChangingFiles(double seconds) {
 } // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) {
-    std::fprintf(stderr, "usage: ox-wp-endure MEGABYTES SECONDS\n");
-    return 2;
-  }
   try {
+    expect(argc == 3, "usage: ox-wp-endure MEGABYTES SECONDS");
     endureLargeFiles(std::strtoul(argv[1], nullptr, 10));
     endureChangingFiles(std::strtod(argv[2], nullptr));
+    return 0;
   } catch (const std::exception& failure) {
     std::fprintf(stderr, "endure: %s\n", failure.what());
     return 1;
   }
-  return 0;
 }

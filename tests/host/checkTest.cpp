@@ -4,10 +4,6 @@
 #include <array>
 #include <sstream>
 
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-
 #include "testing/environment.h"
 #include "tests/host/fixture.h"
 
@@ -94,15 +90,6 @@ TEST_F(Check, DoesNotWaitForEveryRuleThatHangs) {
   EXPECT_NE(lines[0].find("hung in parse_file: no end within 1 s"), std::string::npos) << out;
   EXPECT_NE(lines[2].find("(as above: "), std::string::npos) << out;
   EXPECT_NE(lines[3].find("(3 rules hung)"), std::string::npos) << out;
-}
-
-TEST_F(Check, EndsWhatThePluginStarts) {
-  prctl(PR_SET_CHILD_SUBREAPER, 1); // which makes it a child of this process
-  const Environment fault({"FAKE_PLUGIN_BREAKS=FORKS"});
-  EXPECT_EQ(faults(FAKE_PLUGIN), Strings());
-  int status = 0;
-  wait(&status);
-  EXPECT_EQ(status, SIGKILL);
 }
 
 } // namespace

@@ -146,8 +146,6 @@ static void* parseFile(void* handle, const char* path) {
     return NULL;
   if (breaks("HANG") && strstr(path, ".fake"))
     pause();
-  if (breaks("FORKS") && !fork())
-    execlp("sleep", "sleep", "5", NULL);
   if (breaks("THREAD"))
     pthread_create(&(pthread_t){0}, NULL, idle, NULL);
   if (breaks("NAMES") && plugin->count > 0)

@@ -43,25 +43,19 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"list"}, 2, "FILE is required"},
       {{"list", "--sample", "some"}, 2, "unknown option --sample"},
       {{"list", "some", "--plugin", ""}, 2, "an empty value"},
-      {{"list", "some", "--plugin", "missing"}, 1, "missing: cannot open"},
-      {{"list", "--samples", "--stream", "A", "some", "--stream", "no"},
-       1,
-       "no: no stream has such"},
+      {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
       {{"list", "--", "++", "[1]", "-x"}, 0, "\n\n-x: 1 stream\n"},
       {{"list", "-"}, 1, "-: standard input cannot be read"},
-      {{"list", "."}, 1, ".: a folder, not a file"},
       {{"list", "--samples", "none", "some"}, 1, "none: A: none of 9 samples can be read"},
       {{"list", "two"}, 0, "  section  name  samples"},
       {{"export", "b", "a"}, 2, "export reads one file, not 2: b a\n"},
       {{"export", "--", "b", "a"}, 2, "export reads one file, not 2: b a\n"},
-      {{"export", "some", "--split", "d", "-o", "f"}, 2, "excludes"},
       {{"plot", "some", "-o", "some.gif"}, 2, "neither *.svg nor *.png"},
       {{"plot", "some", "--from", "2", "--to", "1", "--plugin", "x"}, 2, "--from must be less"},
       {{"check", FAKE_PLUGIN, "--time-limit", "0"}, 2, "--time-limit"},
       {{"check", FAKE_PLUGIN, "missing"}, 1, "missing: No such file"},
       {{"check", FAKE_PLUGIN, "--rule", "missing"}, 1, "missing: no rule has such a name"},
       {{"check", "--list"}, 0, "the file is parsed (needs a file)\n"},
-      {{"check", "some"}, 1, "some: file too short"},
   };
   for (const char* name : {"some", "++", "[1]", "-x"})
     write(name, "A 10 9 9 0 1\n");
@@ -188,17 +182,14 @@ TEST_F(Export, FilesGetTheirNamesAndPermissions) {
   EXPECT_EQ(read("d/out/_.-_.f64").size(), 9 * sizeof(double));
   EXPECT_EQ(read("d/out/_.-_-2.f64").size(), 7 * sizeof(double));
   fs::create_symlink("out.csv", "dangling");
-  for (const fs::perms permissions : {fs::perms::owner_all, fs::perms::owner_write}) {
-    ASSERT_EQ(run({"export", "names", "-o", "dangling"}), kSuccess);
-    fs::permissions("out.csv", permissions);
-    ASSERT_EQ(run({"export", "names", "-o", "dangling"}), kSuccess);
-    EXPECT_EQ(fs::status("out.csv").permissions(), permissions);
-  }
+  ASSERT_EQ(run({"export", "names", "-o", "dangling"}), kSuccess);
+  fs::permissions("out.csv", fs::perms::owner_all);
+  ASSERT_EQ(run({"export", "names", "-o", "dangling"}), kSuccess);
+  EXPECT_EQ(fs::status("out.csv").permissions(), fs::perms::owner_all);
 }
 
 TEST_F(Export, LeavesNothingHalfDone) {
   write("out", "earlier");
-  expect({"export", file, "--stream", "X*", "-o", "out"}, 1, "X*: no stream has such a name");
   expect({"export", file, "--stream", "D", "-o", "out"}, 1, "no stream that can be delivered");
   expect({"export", file, "-o", "none/out"}, 1, "none: No such file or directory");
   expect({"export", file, "-o", "/dev/full"}, 1, "/dev/full: No space left");

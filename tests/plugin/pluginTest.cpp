@@ -8,7 +8,6 @@
 
 #include "geo/cGeoParserPlugin.h"
 #include "plugin/cOxWpPluginFile.h"
-#include "plugin/cOxWpPluginProperty.h"
 #include "plugin/ox_wp_plugin.h"
 #include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
@@ -77,11 +76,6 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   for (const auto& [identifier, label, string] :
        {std::tuple{5, "b", "old"}, {6, "b", nullptr}, {5, "b", "new"}})
     file.setProperty(labelled(identifier, label, string));
-  cOxWpPluginProperty filled;
-  filled.record.identifier = 7;
-  filled.labelText = "c";
-  filled.valueText = "d";
-  file.setProperty(filled);
 
   const auto read = [&file](int index) {
     _ox_wp_prop_type p = labelled(-1, "?", "?");
@@ -93,8 +87,7 @@ TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   EXPECT_EQ(read(1), R"((0, 5, "text of the caller", "text of the caller", -7))");
   EXPECT_EQ(read(2), R"((0, 5, "b", "new", -7))");
   EXPECT_EQ(read(3), R"((0, 6, "b", "", -7))");
-  EXPECT_EQ(read(4), R"((0, 7, "c", "d", 0))");
-  for (const int outside : {5, -1, INT_MIN})
+  for (const int outside : {4, -1, INT_MIN})
     EXPECT_EQ(read(outside), R"((1, 0, "?", "?", -7))");
 }
 

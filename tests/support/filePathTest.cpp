@@ -47,17 +47,6 @@ TEST(FilePath, IsNormalised) {
   EXPECT_EQ(cOxFilePath("/a/b").combinePathImpl("|"), "/a|b");
 }
 
-TEST(FilePath, ForgetsItsNameWhenItChanges) {
-  cOxFilePath path("/a/b");
-  EXPECT_EQ(path.name(), "/a/b");
-  path.pushToPath("..");
-  EXPECT_EQ(path.name(), "/a");
-  path.splitPath("x/y");
-  EXPECT_EQ(path.name(), "/x/y"); // still absolute
-  path.setPath(" \t");
-  EXPECT_EQ(path.name(), "");
-}
-
 TEST(FilePath, ReportsWhatItCannotResolve) {
   const Environment variables({"HOME", "OX_UNSET", "OX_EMPTY=", "OX_ENDLESS=b$OX_ENDLESS/",
                                "OX_LARGE=" + std::string(17 << 20, 'x')});

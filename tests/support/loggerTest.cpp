@@ -51,16 +51,6 @@ TEST(Logger, BuffersUntilThereIsACallback) {
   logger.infoMsg("third");
   logger.handleBuffer(); // empty: nothing twice
   EXPECT_EQ(std::exchange(seen.all, {}), (Lines{"7:first", "3:second", "1:third"}));
-
-  logger.setLoggerCallBack(nullptr);
-  logger.infoMsg("dropped: the buffer starts again");
-  logger.enableBuffer();
-  logger.setLoggerCallBack(&seen);
-  logger.setLoggerCallBack(nullptr);
-  logger.disableBuffer();
-  logger.infoMsg("dropped: no buffer any more");
-  logger.setLoggerCallBack(&seen);
-  EXPECT_EQ(seen.all, Lines{});
 }
 
 TEST(Logger, PassesRawTextAndInterruptionOn) {
