@@ -1,7 +1,6 @@
 // `plot`: waveforms as a viewer shows them.
 
 #include <filesystem>
-#include <iterator>
 #include <utility>
 
 #include "host/base/messages.h"
@@ -31,7 +30,7 @@ int plot(const Plugin& plugin, const Request& request) {
       for (Panel& panel : added)
         if (request.files.size() > 1)
           panel.title.insert(0, std::filesystem::path(name).filename().string() + ", ");
-      std::move(added.begin(), added.end(), std::back_inserter(panels));
+      panels.insert(panels.end(), added.begin(), added.end());
     } catch (const Error& error) {
       reportError(error.what());
       status = kFailure;

@@ -39,8 +39,6 @@ constexpr int kFewestRows = 5;          // of a panel: two have its waveform
 constexpr unsigned kLeftColumns = 17;   // numbers of nine digits
 constexpr unsigned kColumnsOfATic = 16; // so that no number touches the next
 
-constexpr int kNotInstalled = 127; // exit status of a shell that finds no such program
-
 // Without the user's own settings, which could change the picture. In another locale gnuplot prints
 // a warning, since it cannot convert the characters of the script.
 constexpr const char* kCommand = "command -v gnuplot >/dev/null || exit 127\n"
@@ -77,7 +75,7 @@ std::string runGnuplot(const std::string& script) {
   while (const std::size_t size = fread(part.data(), 1, part.size(), pipe))
     picture.append(part.data(), size);
   const int status = pclose(pipe);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == kNotInstalled)
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 127) // see kCommand
     throw Error("drawing needs the program gnuplot, which is not installed");
   if (status != 0)
     throw Error(fmt::format("gnuplot failed with wait status {}", status));
