@@ -27,20 +27,26 @@
 
 using fuzz::require;
 
-// NOLINTBEGIN(bugprone-reserved-identifier,cert-*): the sanitizer's names
-extern "C" void __sanitizer_set_report_fd(void* descriptor);
+namespace {
 
 // What the plug-in's buffer for libmseed holds before it is used.
-static std::uint8_t fill = 0;
-static constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
+std::uint8_t fill = 0;
+constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
+
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-*): the sanitizer's names
+extern "C" {
+void __sanitizer_set_report_fd(void* descriptor);
 
 // The address sanitizer, which hands out fresh memory, calls this for each block. To fill all of it
 // would take longer than all the rest.
-extern "C" void __sanitizer_malloc_hook(const volatile void* block, std::size_t size) {
+void __sanitizer_malloc_hook(const volatile void* block, std::size_t size) {
   if (size == kBufferSize)
     std::memset(const_cast<void*>(block), fill, size / 8);
 }
-// NOLINTEND
+}
+// NOLINTEND(bugprone-reserved-identifier,cert-*)
 
 namespace {
 

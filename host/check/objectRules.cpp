@@ -189,9 +189,8 @@ void releasesOneFileOrNone(Loaded& loaded) {
 
 void releasesAllFiles(Loaded& loaded) {
   const int streams = loaded.streamCount();
-  const Plugin& plugin = loaded.plugin;
   for (int round = 0; round < 2; ++round) { // the second time there is none
-    const int status = plugin.call(&Table::release_all_files);
+    const int status = loaded.plugin.call(&Table::release_all_files);
     expect(status == 0, "expected status 0, seen {}", status);
   }
   if (!loaded.file)

@@ -40,7 +40,7 @@ SampleSummaries summarizeSamples(const Plugin& plugin, const File& file, int& st
 int list(const Plugin& plugin, const Request& request) {
   refuseToOverwrite(request.files, kStandardOutput);
   Output output(kStandardOutput);
-  const Format& format = kFormats.at(request.format);
+  const Format& format = formatNamed(request.format);
   NameChoice choice(request.patterns);
   int status = kSuccess;
   output.write(format.opening(walkPlugin(plugin), request.samples));

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
@@ -78,9 +79,9 @@ std::string aligned(const std::vector<Row>& rows) {
 std::string tableFile(const File& file, const SampleSummaries& samples, const std::string& error) {
   if (!error.empty())
     return {};
-  std::vector<Row> rows;
-  for (const Stream& stream : file.streams)
-    rows.push_back(tableRow(file, stream));
+  std::vector<Row> rows(file.streams.size());
+  std::transform(file.streams.begin(), file.streams.end(), rows.begin(),
+                 [&](const Stream& stream) { return tableRow(file, stream); });
   for (std::size_t i = 0; i < samples.size(); ++i) {
     Row& row = rows[i];
     row[kColumns.size() - 3] = shortNumber(samples[i].first);
@@ -210,10 +211,12 @@ std::string csvFile(const File& file, const SampleSummaries& samples,
 
 } // namespace
 
-const std::map<std::string, Format> kFormats = {
-    {"table", {noOpening, tableFile, "\n", ""}},
-    {"json", {jsonOpening, jsonFile, ",\n", "]}\n"}},
-    {"csv", {csvOpening, csvFile, "", ""}},
-};
+const Format& formatNamed(const std::string& name) {
+  static const std::map<std::string, Format> formats = {
+      {"table", {noOpening, tableFile, "\n", ""}},
+      {"json", {jsonOpening, jsonFile, ",\n", "]}\n"}},
+      {"csv", {csvOpening, csvFile, "", ""}}};
+  return formats.at(name);
+}
 
 } // namespace host

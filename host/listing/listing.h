@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,6 +34,6 @@ struct Format {
 // json:  every property of every level. Numbers that JSON lacks are strings, such as "nan".
 // csv:   a row for each stream. Every number but the rate reads back as the same double, and times
 //        as the same nanosecond.
-extern const std::map<std::string, Format> kFormats;
+const Format& formatNamed(const std::string& name);
 
 } // namespace host

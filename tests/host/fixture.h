@@ -2,16 +2,17 @@
 // that keeps the rules.
 #pragma once
 
-#include <filesystem>
+#include <filesystem> // IWYU pragma: export
 #include <fstream>
 #include <ios>
-#include <iterator>
+#include <iterator> // IWYU pragma: export
 
 #include <gtest/gtest.h>
 
 #include "host/boundary/plugin.h"
 #include "host/commandLine.h"
-#include "testing/temporaryFolder.h"
+#include "testing/miniSeedFile.h"    // IWYU pragma: export
+#include "testing/temporaryFolder.h" // IWYU pragma: export
 
 using Strings = std::vector<std::string>;
 

@@ -10,7 +10,6 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 #include <signal.h>
-#include <unistd.h>
 
 #include "host/base/messages.h"
 #include "host/base/output.h"
