@@ -8,6 +8,7 @@
 #include <iterator> // IWYU pragma: export
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include "host/boundary/plugin.h"
 #include "host/commandLine.h"
