@@ -290,15 +290,15 @@ private:
     if (isBroken(outcome) && rule.run == kObjectRules[0].run)
       stopped_ = "there is no plug-in object";
     if (isBroken(outcome) && rule.run == kObjectRules[1].run)
-      failing_ = outcome.function;
-    else if (isBroken(outcome) && outcome.function && outcome.function == failing_)
+      failing_ = outcome.function ? outcome.function : "";
+    else if (isBroken(outcome) && outcome.function && failing_ == outcome.function)
       outcome = {Verdict::asAbove, "as above: " + outcome.seen};
     return outcome;
   }
 
   const Request& request_;
   std::vector<std::string> paths_; // the first is empty: no file
-  const char* failing_ = nullptr;  // the function that does not return where all is as intended
+  std::string failing_;            // the function that does not return where all is as intended
   int hung_ = 0;
   std::string stopped_;
 };
