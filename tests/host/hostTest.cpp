@@ -39,7 +39,7 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"--version"}, 0, "ox-wp-host " OX_WP_HOST_VERSION "\n"},
       {{"some"}, 2, "some: a subcommand comes first, as in ox-wp-host list some\n"},
       {{"--plugin", "p", "list", "some"}, 2, "--plugin: a subcommand comes first"},
-      {{"list"}, 2, "FILE is required"},
+      {{"plot", "some", "missing"}, 1, "missing: No such file"},
       {{"list", "--sample", "some"}, 2, "unknown option --sample"},
       {{"list", "some", "--plugin", ""}, 2, "an empty value"},
       {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
