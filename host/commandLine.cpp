@@ -73,10 +73,6 @@ private:
       throw CLI::ValidationError("--from must be less than --to");
     if (request_.format.empty())
       request_.format = name == "list" ? "table" : "csv";
-    if (name == "check" && isRuleListAsked_)
-      return listRules(request_);
-    if (name == "check" && request_.plugin.empty())
-      throw CLI::RequiredError("PLUGIN");
     if (name == "check")
       return check(request_);
     const Library library(request_.plugin.empty() ? defaultPluginPath() : request_.plugin);
@@ -194,10 +190,8 @@ private:
     CLI::App* command =
         addCommand("check", "Checks whether a plug-in keeps the rules of the boundary",
                    "check ./ox_wp_plugin_geo.so station.mseed");
-    command->add_option("PLUGIN", request_.plugin, "The library; required without --list")
-        ->type_name("");
+    command->add_option("PLUGIN", request_.plugin, "The library")->type_name("")->required();
     addFiles(command, "Data files that it reads");
-    command->add_flag("--list", isRuleListAsked_, "Shows the names of the rules and runs none");
     addPatterns(command, "--rule",
                 "Only rules whose name matches this pattern; can be given again");
     command
@@ -209,7 +203,6 @@ private:
 
   CLI::App app_;
   Request request_;
-  bool isRuleListAsked_ = false;
 };
 
 } // namespace

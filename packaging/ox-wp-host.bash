@@ -8,7 +8,7 @@ _ox_wp_host() {
     list) options="--help --stream --samples --format --plugin" formats="table json csv" ;;
     export) options="--help --stream --output --split --format --plugin" formats="csv f64" ;;
     plot) options="--help --stream --output --from --to --plugin" ;;
-    check) options="--help --list --rule --time-limit" ;;
+    check) options="--help --rule --time-limit" ;;
   esac
 
   case $before in

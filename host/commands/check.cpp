@@ -338,13 +338,4 @@ int check(const Request& request) {
   return broken == 0 ? kSuccess : kFailure;
 }
 
-int listRules(const Request& request) {
-  Output output(kStandardOutput);
-  for (const Rule& rule : chosenRules(request))
-    output.write(
-        fmt::format("{}{}\n", rule.name, rule.needs <= Needs::any ? "" : " (needs a file)"));
-  output.commit();
-  return kSuccess;
-}
-
 } // namespace host

@@ -31,6 +31,5 @@ int list(const Plugin& plugin, const Request& request);
 int exportSamples(const Plugin& plugin, const Request& request);
 int plot(const Plugin& plugin, const Request& request);
 int check(const Request& request);
-int listRules(const Request& request);
 
 } // namespace host

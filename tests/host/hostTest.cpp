@@ -54,7 +54,6 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"check", FAKE_PLUGIN, "--time-limit", "0"}, 2, "--time-limit"},
       {{"check", FAKE_PLUGIN, "missing"}, 1, "missing: No such file"},
       {{"check", FAKE_PLUGIN, "--rule", "missing"}, 1, "missing: no rule has such a name"},
-      {{"check", "--list"}, 0, "the file is parsed (needs a file)\n"},
   };
   for (const char* name : {"some", "++", "[1]", "-x"})
     write(name, "A 10 9 9 0 1\n");
