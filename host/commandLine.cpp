@@ -16,6 +16,17 @@ namespace host {
 
 namespace {
 
+// CLI11 gives some arguments a meaning of its own. A NUL at the end hides them from it.
+std::string withMark(const std::string& argument) {
+  const bool isHidden = argument.starts_with('[') || argument == "++" ||
+                        (argument.starts_with("--") && argument.ends_with('='));
+  return isHidden ? argument + '\0' : argument;
+}
+
+std::string withoutMark(const std::string& argument) {
+  return argument.substr(0, argument.find('\0'));
+}
+
 class CommandLine {
 public:
   CommandLine() : app_("Runs a waveform reader plug-in from the shell.", "ox-wp-host") {
@@ -29,22 +40,15 @@ public:
       for (CLI::Option* option : command->get_options())
         option
             ->check([](const std::string& value) { return value.empty() ? "an empty value" : ""; })
-            ->transform([](const std::string& value) {
-              return std::string(
-                  value.c_str()); // NOLINT(readability-redundant-string-cstr): see run()
-            });
+            ->transform(withoutMark);
   }
 
   int run(std::vector<std::string> arguments) {
     if (arguments.empty())
       arguments = {"--help"};
-    // CLI11 has a meaning for these, unless something is after them: this byte, which ends every
-    // option's value.
-    for (std::string& argument : arguments)
-      if (argument.starts_with('[') || argument == "++")
-        argument += '\0';
     const std::string first = arguments[0];
     std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
+    std::transform(arguments.begin(), arguments.end(), arguments.begin(), withMark);
     try {
       if (!isFirstArgument(first))
         throw CLI::ValidationError(first, "a subcommand comes first, as in ox-wp-host list " +
@@ -96,7 +100,7 @@ private:
     std::string reason = error.what();
     for (const std::string& argument : app_.remaining(true))
       if (argument.size() > 1 && argument[0] == '-' && argument != "--")
-        reason = "unknown option " + argument;
+        reason = "unknown option " + withoutMark(argument);
     reportError(reason);
     std::string command = app_.get_name();
     for (const CLI::App* named : app_.get_subcommands())

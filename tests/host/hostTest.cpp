@@ -41,7 +41,7 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"--plugin", "p", "list", "some"}, 2, "--plugin: a subcommand comes first"},
       {{"plot", "some", "missing"}, 1, "missing: No such file"},
       {{"list", "--sample", "some"}, 2, "unknown option --sample"},
-      {{"list", "some", "--plugin", ""}, 2, "an empty value"},
+      {{"export", "--output=", "some", "two"}, 2, "--output: an empty value"},
       {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
       {{"list", "--", "++", "[1]", "-x"}, 0, "\n\n-x: 1 stream\n"},
       {{"list", "-"}, 1, "-: standard input cannot be read"},
