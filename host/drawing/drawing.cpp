@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <sstream>
 #include <tuple>
-#include <utility>
 
 #include <fmt/format.h>
 #include <stdio.h>
@@ -22,7 +21,7 @@ namespace host {
 namespace {
 
 // Of pictures, in pixels.
-constexpr int kLeftMargin = 105;
+constexpr int kLeftMargin = 125; // numbers of 14 digits
 constexpr int kRightMargin = 25;
 constexpr int kWidth = kLeftMargin + kPictureColumns + kRightMargin;
 constexpr int kHead = 44;      // the title of the whole
@@ -36,7 +35,7 @@ constexpr unsigned kUsualColumns = 80;
 constexpr unsigned kFewestColumns = 40;
 constexpr int kUsualRows = 12;          // of a panel
 constexpr int kFewestRows = 5;          // of a panel: two have its waveform
-constexpr unsigned kLeftColumns = 17;   // numbers of nine digits
+constexpr unsigned kLeftColumns = 17;   // numbers of ten digits
 constexpr unsigned kColumnsOfATic = 16; // so that no number touches the next
 
 // Without the user's own settings, which could change the picture. In another locale gnuplot prints
@@ -103,11 +102,9 @@ bool isLabelled(const std::vector<Panel>& panels, std::size_t i) {
 std::string scriptOf(const Panel& panel, bool isLabelled) {
   const Range y = withRoom(panel.y);
   std::string script =
-      fmt::format("set title {} noenhanced\nset xlabel {} noenhanced\nset ylabel {} noenhanced\n"
-                  "set xrange [{}:{}]\nset yrange [{}:{}]\n",
+      fmt::format("set title {}\nset xlabel {}\nset xrange [{}:{}]\nset yrange [{}:{}]\n",
                   gnuplotString(panel.title), gnuplotString(isLabelled ? panel.xLabel : ""),
-                  gnuplotString(panel.yLabel), panel.x.low / panel.xUnit,
-                  panel.x.high / panel.xUnit, y.low, y.high);
+                  panel.x.low / panel.xUnit, panel.x.high / panel.xUnit, y.low, y.high);
   std::string plots;
   for (const auto& [name, rows, style] :
        {std::tuple{"$line", &panel.line, "lines"}, {"$dots", &panel.dots, "points"}}) {
@@ -172,8 +169,8 @@ std::string drawPicture(const std::vector<Panel>& panels, const std::string& hea
   }
   std::string script = fmt::format(
       "set encoding utf8\n"
-      "set terminal {} size {},{} background '#ffffff' font 'sans,10'\n"
-      "set multiplot title {} noenhanced font 'sans,13'\n"
+      "set terminal {} noenhanced size {},{} background '#ffffff' font 'sans,10'\n"
+      "set multiplot title {} font 'sans,13'\n"
       "set style line 1 linecolor rgb '#1f5fa8' linewidth 1 pointtype 7 pointsize 0.6\n"
       "set border 3 back linecolor rgb '#606060'\n"
       "set grid linecolor rgb '#d8d8d8' linetype 1 linewidth 0.5\n"
@@ -205,11 +202,9 @@ std::string drawCharacters(std::vector<Panel> panels, const winsize& room) {
                                    "set style line 1 linetype 1 pointtype '*'\n"
                                    "set border 3\nset tics nomirror scale 0\n"
                                    "set tmargin 1\nset rmargin 1\nset lmargin {}\n"
-                                   "set format x '%.14g'\nset format y '%.9g'\n",
+                                   "set format x '%.14g'\nset format y '%.10g'\n",
                                    columns, rows, kLeftColumns);
   for (Panel& panel : panels) {
-    if (!panel.yLabel.empty()) // beside the axis it would cover numbers
-      panel.title += " [" + std::exchange(panel.yLabel, {}) + ']';
     panel.title = shortened(panel.title, columns); // gnuplot leaves out what is too long
     panel.xLabel = shortened(panel.xLabel, columns);
   }

@@ -98,10 +98,12 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
                 const Samples& samples, std::uint64_t columns) {
   Panel panel;
   panel.title = stream.name();
+  // Beside the axis it would cover numbers.
+  if (const std::string& label = stream.get(ox_wp_prop_variable_y_label).string; !label.empty())
+    panel.title += " [" + label + ']';
   panel.hasTimes = axis.hasTimes;
   panel.y = {kInfinity, -kInfinity};
   panel.xLabel = axis.hasTimes ? stream.get(ox_wp_prop_variable_x_label).string : "sample number";
-  panel.yLabel = stream.get(ox_wp_prop_variable_y_label).string;
   const auto count = static_cast<double>(samples.values.size());
   // A single sample is drawn in the middle.
   panel.x = {axis.at(count > 1 ? 0 : -1), axis.at(std::max(1.0, count))};

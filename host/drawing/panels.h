@@ -58,10 +58,9 @@ struct Window {
 
 // One stream, ready to be drawn.
 struct Panel {
-  std::string title;
+  std::string title; // with the unit of the values
   bool hasTimes = false; // else the axis counts samples
   std::string xLabel;
-  std::string yLabel;
   Range x{};        // in seconds, or numbers of samples
   Range y{};        // of the values that are drawn
   double xUnit = 1; // the axis counts multiples of it

@@ -261,11 +261,11 @@ TEST_F(HostTest, PlotDrawsAnyStream) {
   EXPECT_EQ(run({"plot", file, "missing", file, "--from", "10", "--to", "25"}), kFailure);
   for (const char* part :
        {"bad: none of 9 samples can be read\nox-wp-host: missing: No such",
-        "some-file.fake, A [count]\n      2.71428571 +",
-        "`$(1)2\\_\" (50 of 99 samples found; those aft", " no samples\n",
-        " 1.42857143 +--------------------------------------------------------",
+        "some-file.fake, A [count]\n     2.714285714 +",
+        "`$(1)2\\_\" [count] (50 of 99 samples found;", " no samples\n",
+        " 1.428571429 +-------------------------------------------------------",
         "--+\n                10                  15                   20 ",
-        " 1.28571429 |                              *\n", "; starts repeat every 71.6 min"})
+        " 1.285714286 |                              *\n", "; starts repeat every 71.6 min"})
     EXPECT_NE((out + err).find(part), std::string::npos) << part << " is not in\n" << out << err;
 }
 
