@@ -8,7 +8,6 @@
 #include <sys/stat.h>
 
 #include "host/base/messages.h"
-#include "host/boundary/names.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
@@ -103,6 +102,22 @@ File openFile(const Plugin& plugin, const std::string& name) {
     walkSection(plugin, file, section);
   }
   return file;
+}
+
+void keepChosen(File& file, NameChoice& choice) {
+  std::erase_if(file.streams, [&](const Stream& stream) { return !choice.matches(stream.name()); });
+}
+
+void keepDeliverable(File& file) {
+  std::set<std::string> others;
+  std::erase_if(file.streams, [&](const Stream& stream) {
+    if (!stream.isDeliverable())
+      others.insert(stream.name());
+    return !stream.isDeliverable();
+  });
+  if (!others.empty())
+    reportError(file.name +
+                ": left out, since the plug-in cannot deliver their samples: " + someOf(others));
 }
 
 bool isUnwritten(double value) noexcept {

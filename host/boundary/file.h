@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "host/boundary/names.h"  // IWYU pragma: export
 #include "host/boundary/plugin.h" // IWYU pragma: export
 
 namespace host {
@@ -82,6 +83,12 @@ std::string pluginMessages(const Plugin& plugin);
 // Parses a file and reads all its properties. Throws Error when there is no such file or the
 // plug-in declines it.
 File openFile(const Plugin& plugin, const std::string& name);
+
+// Removes the streams that are not chosen.
+void keepChosen(File& file, NameChoice& choice);
+
+// Removes the streams whose samples the plug-in cannot deliver, and reports them.
+void keepDeliverable(File& file);
 
 // The size of a copy in bytes is an int, and a copy always starts at the first sample.
 inline constexpr std::uint64_t kMostSamplesOfACopy = INT_MAX / sizeof(double);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <iterator>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -15,22 +16,6 @@
 #include "host/base/output.h"
 
 namespace host {
-
-namespace {
-
-// The first few of the names, for a message.
-std::string someOf(const std::vector<std::string>& names) {
-  if (names.empty())
-    return "none";
-  constexpr std::size_t kSome = 5;
-  const auto shown = static_cast<std::ptrdiff_t>(std::min(names.size(), kSome));
-  std::string list = fmt::format("{}", fmt::join(names.begin(), names.begin() + shown, "; "));
-  if (names.size() > kSome)
-    list += fmt::format(" and {} more", names.size() - kSome);
-  return list;
-}
-
-} // namespace
 
 std::string whyUnreadable(const std::string& name) {
   struct stat status{};
@@ -76,11 +61,23 @@ void refuseToOverwrite(const std::vector<std::string>& inputs, const std::string
   }
 }
 
+std::string someOf(const std::set<std::string>& names) {
+  if (names.empty())
+    return "none";
+  constexpr std::size_t kSome = 5;
+  const auto end =
+      std::next(names.begin(), static_cast<std::ptrdiff_t>(std::min(names.size(), kSome)));
+  std::string list = fmt::format("{}", fmt::join(names.begin(), end, "; "));
+  if (names.size() > kSome)
+    list += fmt::format(" and {} more", names.size() - kSome);
+  return list;
+}
+
 NameChoice::NameChoice(const std::vector<std::string>& patterns)
     : patterns_(patterns), unmatched_(patterns.begin(), patterns.end()) {}
 
 bool NameChoice::matches(const std::string& name) {
-  names_.push_back(name);
+  names_.insert(name);
   bool isMatched = patterns_.empty();
   for (const std::string& pattern : patterns_)
     if (fnmatch(pattern.c_str(), name.c_str(), 0) == 0) {
@@ -90,29 +87,10 @@ bool NameChoice::matches(const std::string& name) {
   return isMatched;
 }
 
-void NameChoice::apply(File& file) {
-  std::erase_if(file.streams, [&](const Stream& stream) { return !matches(stream.name()); });
-}
-
 void NameChoice::throwIfUnmatched(const std::string& kind) const {
   for (const std::string& pattern : unmatched_)
     throw Error(
         fmt::format("{}: no {} has such a name; there are {}", pattern, kind, someOf(names_)));
-}
-
-File openChosen(const Plugin& plugin, const std::string& name, NameChoice& choice) {
-  File file = openFile(plugin, name);
-  choice.apply(file);
-  std::vector<std::string> others;
-  std::erase_if(file.streams, [&](const Stream& stream) {
-    if (!stream.isDeliverable())
-      others.push_back(stream.name());
-    return !stream.isDeliverable();
-  });
-  if (!others.empty())
-    reportError(name +
-                ": left out, since the plug-in cannot deliver their samples: " + someOf(others));
-  return file;
 }
 
 } // namespace host

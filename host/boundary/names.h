@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "host/boundary/file.h" // IWYU pragma: export
-
 namespace host {
 
 // Returns why this is not a regular file that can be opened; empty when it is one.
@@ -27,8 +25,6 @@ public:
   explicit NameChoice(const std::vector<std::string>& patterns);
 
   bool matches(const std::string& name);
-  // Removes the streams that no pattern matches.
-  void apply(File& file);
   // Throws Error for a pattern that has matched no name. The message has some of the names that
   // there are, and of what kind they are.
   void throwIfUnmatched(const std::string& kind = "stream") const;
@@ -36,11 +32,10 @@ public:
 private:
   std::vector<std::string> patterns_;
   std::set<std::string> unmatched_; // of the patterns
-  std::vector<std::string> names_;  // that were seen
+  std::set<std::string> names_;     // that were seen
 };
 
-// Parses a file and keeps the streams that are chosen and can be delivered. Reports the others that
-// are chosen. The file may have no stream left.
-File openChosen(const Plugin& plugin, const std::string& name, NameChoice& choice);
+// Returns the first few of the names, for a message.
+std::string someOf(const std::set<std::string>& names);
 
 } // namespace host

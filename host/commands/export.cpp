@@ -14,7 +14,6 @@
 
 #include "host/base/messages.h"
 #include "host/boundary/file.h"
-#include "host/boundary/names.h"
 #include "host/commands/commands.h"
 
 namespace host {
@@ -92,7 +91,9 @@ std::vector<std::string> splitPaths(const File& file, const Request& request) {
 
 int exportSamples(const Plugin& plugin, const Request& request) {
   NameChoice choice(request.patterns);
-  const File file = openChosen(plugin, request.files[0], choice);
+  File file = openFile(plugin, request.files[0]);
+  keepChosen(file, choice);
+  keepDeliverable(file);
   choice.throwIfUnmatched();
   if (file.streams.empty())
     throw Error(file.name + ": no stream that can be delivered");

@@ -2,7 +2,6 @@
 
 #include "host/base/messages.h"
 #include "host/boundary/file.h"
-#include "host/boundary/names.h"
 #include "host/commands/commands.h"
 #include "host/listing/listing.h"
 
@@ -51,7 +50,7 @@ int list(const Plugin& plugin, const Request& request) {
     std::string failure;
     try {
       file = openFile(plugin, name);
-      choice.apply(file);
+      keepChosen(file, choice);
       if (request.samples)
         samples = summarizeSamples(plugin, file, status);
     } catch (const Error& error) {

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "host/base/messages.h"
-#include "host/boundary/names.h"
 #include "host/commands/commands.h"
 
 namespace host {
@@ -19,11 +18,14 @@ int plot(const Plugin& plugin, const Request& request) {
   int status = kSuccess;
   for (const std::string& name : request.files) {
     try {
-      const File file = openChosen(plugin, name, choice);
+      File file = openFile(plugin, name);
+      const TimeAxes axes(file.streams); // of all: a choice moves none
+      keepChosen(file, choice);
+      keepDeliverable(file);
       if (isPicture && panels.size() + file.streams.size() > kMostPanels)
         throw Error(name + ": too many streams for a picture; choose some with --stream");
       std::vector<Panel> added =
-          makePanels(plugin, file, request.window, isPicture ? kPictureColumns : room.ws_col);
+          makePanels(plugin, file, axes, request.window, isPicture ? kPictureColumns : room.ws_col);
       throwIfChanged(plugin, file);
       if (added.size() < file.streams.size())
         status = kFailure;

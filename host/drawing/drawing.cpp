@@ -5,6 +5,7 @@
 #include <cctype>
 #include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <sstream>
 #include <tuple>
 
@@ -105,19 +106,28 @@ std::string scriptOf(const Panel& panel, bool isLabelled) {
       fmt::format("set title {}\nset xlabel {}\nset xrange [{}:{}]\nset yrange [{}:{}]\n",
                   gnuplotString(panel.title), gnuplotString(isLabelled ? panel.xLabel : ""),
                   panel.x.low / panel.xUnit, panel.x.high / panel.xUnit, y.low, y.high);
+  std::string line;
+  std::string dots; // a line would not show them
+  for (const std::vector<Point>& run : panel.runs) {
+    std::string& rows = run.size() == 1 ? dots : line;
+    for (const Point& point : run)
+      fmt::format_to(std::back_inserter(rows), "{} {}\n", point.x / panel.xUnit, point.value);
+    rows += '\n'; // which ends the line
+  }
   std::string plots;
   for (const auto& [name, rows, style] :
-       {std::tuple{"$line", &panel.line, "lines"}, {"$dots", &panel.dots, "points"}}) {
-    if (rows->find_first_not_of('\n') == std::string::npos)
+       {std::tuple{"$line", &line, "lines"}, {"$dots", &dots, "points"}}) {
+    if (rows->empty())
       continue;
     script += fmt::format("{} << END\n{}END\n", name, *rows);
-    plots += fmt::format("{} {} using ($1/{}):2 with {} linestyle 1 notitle",
-                         plots.empty() ? "plot" : ",", name, panel.xUnit, style);
+    plots +=
+        fmt::format("{} {} with {} linestyle 1 notitle", plots.empty() ? "plot" : ",", name, style);
   }
-  return script + (plots.empty() ? fmt::format("set label 1 '{}' at graph 0.5, 0.5 center\n"
-                                               "plot NaN notitle\nunset label 1\n",
-                                               panel.note)
-                                 : plots + '\n');
+  return script + (plots.empty()
+                       ? fmt::format("set label 1 '{}' at graph 0.5, 0.5 center\n"
+                                     "plot NaN notitle\nunset label 1\n",
+                                     panel.hasSamples ? "no finite samples" : "no samples")
+                       : plots + '\n');
 }
 
 bool hasExtension(const std::string& name, const char* extension) {

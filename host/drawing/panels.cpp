@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iterator>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -59,7 +59,7 @@ void appendColumn(std::vector<Point>& points, std::span<const double> samples, d
     points.push_back({middle, value});
 }
 
-// The finite samples of the window, as rows. A run of one point is a dot: a line would not show it.
+// The finite samples of the window.
 void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const Samples& samples,
                std::uint64_t columns) {
   const auto size = static_cast<double>(samples.values.size());
@@ -70,28 +70,20 @@ void addPoints(Panel& panel, const TimeAxis& axis, const Window& window, const S
     first = static_cast<std::size_t>(std::clamp(std::ceil(sampleAt(window.from)), 0.0, size));
     end = static_cast<std::size_t>(std::clamp(std::floor(sampleAt(window.to)) + 1, 0.0, size));
   }
-  std::string run;
-  std::size_t length = 0;
-  const auto endRun = [&] {
-    (length == 1 ? panel.dots : panel.line) += run + '\n';
-    run.clear();
-    length = 0;
-  };
   const std::span<const double> all = samples.values;
   const auto chosen = all.subspan(first, std::max(first, end) - first);
-  panel.note = chosen.empty() ? "no samples" : "no finite samples";
+  panel.hasSamples = !chosen.empty();
+  bool isRun = false; // whether the last point was finite
   for (const Point& point : decimate(chosen, columns)) {
-    if (!std::isfinite(point.value)) {
-      endRun();
+    const bool isNewRun = !std::exchange(isRun, std::isfinite(point.value));
+    if (!isRun)
       continue;
-    }
-    fmt::format_to(std::back_inserter(run), "{} {}\n",
-                   axis.at(static_cast<double>(first) + point.sample), point.value);
-    ++length;
+    if (isNewRun)
+      panel.runs.emplace_back();
+    panel.runs.back().push_back({axis.at(static_cast<double>(first) + point.x), point.value});
     panel.y.low = std::min(panel.y.low, point.value);
     panel.y.high = std::max(panel.y.high, point.value);
   }
-  endRun();
 }
 
 Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window,
@@ -121,34 +113,39 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
 void labelTimes(Panel& panel, const TimeAxes& axes) {
   panel.xUnit = panel.x.high - panel.x.low > 3 * kHour ? kHour : 1;
   panel.xLabel += fmt::format(" ({} after the first sample of {}{})", panel.xUnit == 1 ? "s" : "h",
-                              axes.areShared ? "the file" : "each stream",
-                              axes.areFolded ? "; starts repeat every 71.6 min" : "");
+                              axes.areShared() ? "the file" : "each stream",
+                              axes.areFolded() ? "; starts repeat every 71.6 min" : "");
 }
 
 } // namespace
 
-TimeAxes timeAxes(const std::vector<Stream>& streams) {
-  const bool isFolding = std::all_of(streams.begin(), streams.end(), fits32Bits);
-  TimeAxes axes;
+TimeAxes::TimeAxes(const std::vector<Stream>& streams)
+    : isFolding_(std::all_of(streams.begin(), streams.end(), fits32Bits)) {
+  const auto first = std::find_if(streams.begin(), streams.end(), hasTimes);
+  if (first == streams.end())
+    return;
+  reference_ = first->start();
   std::vector<Range> ranges;
-  double earliest = kInfinity;
-  const Stream* reference = nullptr;
   for (const Stream& stream : streams) {
-    TimeAxis& axis = axes.streams.emplace_back(TimeAxis{hasTimes(stream), 0, stream.interval()});
-    if (!axis.hasTimes)
+    if (!hasTimes(stream))
       continue;
-    reference = reference ? reference : &stream;
-    const double difference = stream.start() - reference->start();
-    axis.offset = isFolding ? std::remainder(difference, kRepetition) : difference;
-    axes.areFolded |= axis.offset != difference;
-    earliest = std::min(earliest, axis.offset);
+    const TimeAxis axis{true, afterReference(stream), stream.interval()};
+    areFolded_ |= axis.offset != stream.start() - reference_;
+    earliest_ = std::min(earliest_, axis.offset);
     ranges.push_back({axis.offset, axis.at(static_cast<double>(stream.sampleCount()))});
   }
-  axes.areShared = coverOneRange(ranges);
-  axes.areFolded &= axes.areShared;
-  for (TimeAxis& axis : axes.streams)
-    axis.offset = axes.areShared && axis.hasTimes ? axis.offset - earliest : 0;
-  return axes;
+  areShared_ = coverOneRange(std::move(ranges));
+  areFolded_ &= areShared_;
+}
+
+double TimeAxes::afterReference(const Stream& stream) const noexcept {
+  const double difference = stream.start() - reference_;
+  return isFolding_ ? std::remainder(difference, kRepetition) : difference;
+}
+
+TimeAxis TimeAxes::of(const Stream& stream) const noexcept {
+  const double offset = areShared_ ? afterReference(stream) - earliest_ : 0;
+  return hasTimes(stream) ? TimeAxis{true, offset, stream.interval()} : TimeAxis{};
 }
 
 std::vector<Point> decimate(std::span<const double> samples, std::uint64_t columns) {
@@ -167,16 +164,15 @@ std::vector<Point> decimate(std::span<const double> samples, std::uint64_t colum
   return points;
 }
 
-std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
-                              std::uint64_t columns) {
-  const TimeAxes axes = timeAxes(file.streams);
+std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const TimeAxes& axes,
+                              const Window& window, std::uint64_t columns) {
   std::vector<Panel> panels;
   Range shared = {kInfinity, -kInfinity};
-  for (std::size_t i = 0; i < file.streams.size(); ++i) {
-    const TimeAxis& axis = axes.streams[i];
+  for (const Stream& stream : file.streams) {
+    const TimeAxis axis = axes.of(stream);
     try {
-      const Samples samples = copySamples(plugin, file, file.streams[i]);
-      panels.push_back(makePanel(file.streams[i], axis, window, samples, columns));
+      const Samples samples = copySamples(plugin, file, stream);
+      panels.push_back(makePanel(stream, axis, window, samples, columns));
     } catch (const Error& error) {
       reportError(error.what());
       continue;
@@ -188,7 +184,7 @@ std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Wind
   for (Panel& panel : panels) {
     if (!panel.hasTimes)
       continue;
-    if (axes.areShared)
+    if (axes.areShared())
       panel.x = shared;
     if (panel.x.low >= panel.x.high) // nothing of it is within the window
       panel.x = {std::isfinite(window.from) ? window.from : window.to - 1,

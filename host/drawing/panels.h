@@ -18,27 +18,40 @@ struct Range {
 
 // Where a stream lies on its axis.
 struct TimeAxis {
-  bool hasTimes;   // else the axis counts samples: there is no usable interval
-  double offset;   // of the first sample, in seconds
-  double interval; // between samples, in seconds
+  bool hasTimes = false; // else the axis counts samples: there is no usable interval
+  double offset = 0;     // of the first sample, in seconds
+  double interval = 0;   // between samples, in seconds
 
   double at(double sample) const noexcept { return hasTimes ? offset + sample * interval : sample; }
-};
-
-struct TimeAxes {
-  std::vector<TimeAxis> streams; // of each one
-  bool areShared = false;        // by all streams that have times; else each starts at 0
-  bool areFolded = false;        // folding changed the distance between two streams
 };
 
 // The streams of a file share an axis, which starts at the earliest first sample, if together they
 // cover one range of time without a break. Otherwise it is not known how far they are apart: where
 // every start time fits 32 bits of microseconds, it may be what is left of a longer one. There the
 // smallest difference between two starts counts.
-TimeAxes timeAxes(const std::vector<Stream>& streams);
+class TimeAxes {
+public:
+  // Takes all streams of the file, so that a choice of some moves none of them.
+  explicit TimeAxes(const std::vector<Stream>& streams);
+
+  TimeAxis of(const Stream& stream) const noexcept;
+  // By all streams that have times; else each starts at 0.
+  bool areShared() const noexcept { return areShared_; }
+  // Whether folding changed the distance between two streams.
+  bool areFolded() const noexcept { return areFolded_; }
+
+private:
+  double afterReference(const Stream& stream) const noexcept;
+
+  bool isFolding_;
+  bool areShared_ = false;
+  bool areFolded_ = false;
+  double reference_ = 0; // the start of one of the streams
+  double earliest_ = 0;  // the least of the starts, after the reference
+};
 
 struct Point {
-  double sample; // its number; between two samples for the middle of a column
+  double x; // a number of a sample, between two for the middle of a column; or where that is drawn
   double value;
 };
 
@@ -58,21 +71,20 @@ struct Window {
 
 // One stream, ready to be drawn.
 struct Panel {
-  std::string title; // with the unit of the values
+  std::string title;     // with the unit of the values
   bool hasTimes = false; // else the axis counts samples
   std::string xLabel;
-  Range x{};        // in seconds, or numbers of samples
-  Range y{};        // of the values that are drawn
-  double xUnit = 1; // the axis counts multiples of it
-  std::string line; // rows of x and y; an empty row breaks the line
-  std::string dots; // the points that no line reaches
-  std::string note; // where there is nothing to draw
+  Range x{};                            // in seconds, or numbers of samples
+  Range y{};                            // of the values that are drawn
+  double xUnit = 1;                     // the axis counts multiples of it
+  std::vector<std::vector<Point>> runs; // each is a line, or a dot if it has one point only
+  bool hasSamples = false;              // which may all be infinite or NaN
 };
 
 // Copies the streams of a file, one after the other, and returns a panel for each, with points for
 // so many columns. A stream of which nothing can be read is reported and has none.
 // REQUIRES: all streams are deliverable.
-std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const Window& window,
-                              std::uint64_t columns);
+std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const TimeAxes& axes,
+                              const Window& window, std::uint64_t columns);
 
 } // namespace host

@@ -220,10 +220,10 @@ TEST(Decimate, KeepsSpikeWhereverItIs) {
         samples[position] = spike;
         const std::vector<Point> points = decimate(samples, 100);
         EXPECT_LE(points.size(), 400);
-        EXPECT_TRUE(std::ranges::is_sorted(points, {}, &Point::sample));
+        EXPECT_TRUE(std::ranges::is_sorted(points, {}, &Point::x));
         // Each column is about 1000 samples wide.
         EXPECT_TRUE(std::ranges::any_of(points, [&](const Point& p) {
-          return std::abs(p.sample - static_cast<double>(position)) < 501 && p.value == spike;
+          return std::abs(p.x - static_cast<double>(position)) < 501 && p.value == spike;
         }));
         // The line breaks in the columns with nothing finite, and in no other.
         const auto isBreak = [](const Point& p) { return std::isnan(p.value); };
@@ -245,12 +245,13 @@ TEST_F(HostTest, StreamsShareAnAxisWhereTheyOverlap) {
   for (const auto& [start, next, areShared, areFolded, after] : cases) {
     write("two",
           fmt::format("A 10 1000 9 {} 0.01\nB 10 1000 9 {} 0.01\nC 10 9 9 0 0\n", start, next));
-    const TimeAxes axes = timeAxes(openFile(plugin, "two").streams);
-    EXPECT_EQ(axes.areShared, areShared) << next;
-    EXPECT_EQ(axes.areFolded, areFolded) << next;
-    EXPECT_NEAR(axes.streams[0].offset, std::max(0.0, -after), 1e-6) << next;
-    EXPECT_NEAR(axes.streams[1].offset, std::max(0.0, after), 1e-6) << next;
-    EXPECT_FALSE(axes.streams[2].hasTimes);
+    const File file = openFile(plugin, "two");
+    const TimeAxes axes(file.streams);
+    EXPECT_EQ(axes.areShared(), areShared) << next;
+    EXPECT_EQ(axes.areFolded(), areFolded) << next;
+    EXPECT_NEAR(axes.of(file.streams[0]).offset, std::max(0.0, -after), 1e-6) << next;
+    EXPECT_NEAR(axes.of(file.streams[1]).offset, std::max(0.0, after), 1e-6) << next;
+    EXPECT_FALSE(axes.of(file.streams[2]).hasTimes);
   }
 }
 
@@ -278,6 +279,9 @@ TEST_F(HostTest, TimeAxisSaysWhatItCounts) {
     EXPECT_LE(width(line), 60) << out;
   // Once, though the first two have it.
   EXPECT_EQ(out.find("(s after the first sample of each stream)"), out.rfind("(s after")) << out;
+  // A choice of streams moves none of them: B begins at 30.
+  write("late", "A 10 60 60 0 1\nB 10 60 60 30 1\n");
+  expect({"plot", "late", "--stream", "B", "--from", "40", "--to", "42"}, 0, " 2.142857143 |");
 }
 
 TEST_F(HostTest, PictureIsReplacedOnlyByAPicture) {
