@@ -1,5 +1,6 @@
 // `export`: samples as CSV or as raw doubles, one stream after the other.
 
+#include <algorithm>
 #include <bit>
 #include <cctype>
 #include <cmath>
@@ -17,6 +18,8 @@
 #include "host/commands/commands.h"
 
 namespace host {
+
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -61,24 +64,33 @@ void writeStreams(const Plugin& plugin, const File& file, std::span<const Stream
   output.commit();
 }
 
-// A name for a file, made from any bytes: neither a path nor hidden, and not too long.
-std::string fileNameFor(const Stream& stream) {
-  constexpr std::size_t kLongest = 200;
-  std::string name = stream.name().substr(0, kLongest);
+// The name of a recording without its ending, which is of letters only: the day at the end of
+// GR.FUR..BHZ.D.2018.100 is none.
+std::string recordingName(const fs::path& path) {
+  const std::string ending = path.extension().string();
+  const bool isEnding = std::all_of(ending.begin(), ending.end(), [](unsigned char c) {
+    return c == '.' || std::isalpha(c) != 0;
+  });
+  return (isEnding ? path.stem() : path.filename()).string();
+}
+
+// A name for a stream's file, made from any bytes: neither a path nor hidden, and not too long.
+std::string fileNameFor(const std::string& recording, const Stream& stream) {
+  constexpr std::size_t kLongest = 100; // of each part
+  std::string name = recording.substr(0, kLongest) + '.' + stream.name().substr(0, kLongest);
   for (char& c : name)
     if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '.')
       c = '_';
-  if (name.empty() || name.front() == '.')
-    name.insert(0, 1, '_');
-  return name;
+  return name.front() == '.' ? '_' + name : name;
 }
 
 // The path of each stream's file. Of streams with the same name, the second and later are numbered.
 std::vector<std::string> splitPaths(const File& file, const Request& request) {
+  const std::string recording = recordingName(file.name);
   std::set<std::string> names;
   std::vector<std::string> paths;
   for (const Stream& stream : file.streams) {
-    const std::string wanted = fileNameFor(stream);
+    const std::string wanted = fileNameFor(recording, stream);
     std::string name = wanted;
     for (int number = 2; !names.insert(name).second; ++number)
       name = fmt::format("{}-{}", wanted, number);
@@ -103,7 +115,7 @@ int exportSamples(const Plugin& plugin, const Request& request) {
   for (const std::string& path : paths)
     refuseToOverwrite(request.files, path);
   std::error_code error;
-  if (isSplit && !std::filesystem::create_directories(request.folder, error) && error)
+  if (isSplit && !fs::create_directories(request.folder, error) && error)
     throw systemError(request.folder, error.value());
   const std::span<const Stream> all = file.streams;
   for (std::size_t i = 0; i < paths.size(); ++i)

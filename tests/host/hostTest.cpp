@@ -94,6 +94,7 @@ TEST_F(HostTest, WhatIsReadIsNeverReplaced) {
   for (const char* command : {"export", "plot"})
     for (const char* target : {"some.svg", "./link.svg", "same.svg"})
       expect({command, "some.svg", "-o", target}, 1, "would change this file");
+  fs::create_symlink("A.csv", "A.A.csv"); // the name of the stream's file
   expect({"export", "A.csv", "--split", "."}, 1, "would change this file");
   EXPECT_EQ(read("some.svg") + read("A.csv"), "A 10 9 9 0 1\nA 10 9 9 0 1\n");
 }
@@ -175,8 +176,8 @@ TEST_F(Export, KeepsEveryBitOfEverySample) {
 TEST_F(Export, FilesGetTheirNamesAndPermissions) {
   write("names", ".-/ 10 9 9 0 1\n.-/ 10 8 7 0 1\n");
   expect({"export", "names", "--format", "f64", "--split", "d/out"}, 0, "7 of 8 samples found");
-  EXPECT_EQ(read("d/out/_.-_.f64").size(), 9 * sizeof(double));
-  EXPECT_EQ(read("d/out/_.-_-2.f64").size(), 7 * sizeof(double));
+  EXPECT_EQ(read("d/out/names..-_.f64").size(), 9 * sizeof(double));
+  EXPECT_EQ(read("d/out/names..-_-2.f64").size(), 7 * sizeof(double));
   fs::create_symlink("out.csv", "dangling");
   ASSERT_EQ(run({"export", "names", "-o", "dangling"}), kSuccess);
   fs::permissions("out.csv", fs::perms::owner_all);
