@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 #include <signal.h>
@@ -44,6 +45,17 @@ void removeTemporaryFile() {
     unlink(removeOnSignal.data());
 }
 
+// Returns the descriptor that an existing path such as /dev/fd/3 or /dev/stderr names; -1 where it
+// names none.
+int namedDescriptor(fs::path path) {
+  for (std::error_code error;; path = path.parent_path() / fs::read_symlink(path)) {
+    if (fs::equivalent(path.parent_path(), "/proc/self/fd", error))
+      return std::stoi(path.filename());
+    if (!fs::is_symlink(path, error))
+      return -1;
+  }
+}
+
 // main() ignores SIGPIPE, so that a message to a closed standard error does not end the process.
 [[noreturn]] void endByClosedPipe() {
   (void)signal(SIGPIPE, SIG_DFL);
@@ -67,13 +79,12 @@ void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept {
 }
 
 Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
+  if (path == kStandardOutput)
+    return;
   struct stat named{};
-  struct stat standard{};
   const bool exists = stat(path.c_str(), &named) == 0;
-  if (path == kStandardOutput ||
-      (exists && fstat(STDOUT_FILENO, &standard) == 0 && named.st_dev == standard.st_dev &&
-       named.st_ino == standard.st_ino))
-    path_ = kStandardOutput;
+  if (const int descriptor = exists ? namedDescriptor(path) : -1; descriptor >= 0)
+    descriptor_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   else if (exists && !S_ISREG(named.st_mode)) // a file moved onto a device would remove the device
     descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
   else

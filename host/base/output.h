@@ -19,8 +19,9 @@ inline constexpr const char* kStandardOutput = "-"; // as a path
 // and a file of the final name that existed before stays as it was.
 class Output {
 public:
-  // A path that names a device or a pipe is opened and written to directly; one that names what
-  // standard output is, such as /dev/stdout, is standard output.
+  // A path that names a device or a pipe is opened and written to directly. One that names an open
+  // descriptor, such as /dev/stdout or /dev/fd/3, is written to through that: what stands there
+  // stays.
   // REQUIRES: at most one Output with a path at a time, since signal handlers know one temporary
   // file only.
   explicit Output(const std::string& path);
@@ -39,7 +40,7 @@ private:
   void openTemporaryFile(const struct stat* replaced);
   void writeAll(std::string_view rest) const;
 
-  std::string path_;      // the final name; kStandardOutput for whatever names that
+  std::string path_;      // the final name
   std::string temporary_; // empty when there is none
   std::string buffer_;
   int descriptor_;
