@@ -17,6 +17,14 @@ namespace {
 constexpr std::uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 1.75
 constexpr std::uint64_t kSmallestRoom = std::uint64_t{1} << 20;
 
+FileState stateOf(const std::string& path) {
+  struct stat status{};
+  if (stat(path.c_str(), &status) != 0)
+    return {};
+  return {static_cast<std::uint64_t>(status.st_size), status.st_ino, status.st_mtim.tv_sec,
+          status.st_mtim.tv_nsec};
+}
+
 // Reads index 0, 1, 2 and so on, but for one that is left out, until no property is delivered. The
 // identifier decides, not the status: at the level of the plug-in the status means nothing.
 template<int kLeftOut = -1, class Slot, class... Owner>
@@ -51,7 +59,7 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
 Error declined(const Plugin& plugin, const File& file) {
   std::string reason = whyUnreadable(file.name);
   if (reason.empty())
-    reason = file.name + (file.size == 0 ? ": an empty file" : ": declined by the plug-in");
+    reason = file.name + (file.state.size == 0 ? ": an empty file" : ": declined by the plug-in");
   return Error(reason + pluginMessages(plugin));
 }
 
@@ -88,8 +96,7 @@ File openFile(const Plugin& plugin, const std::string& name) {
   File file;
   file.name = name;
   file.path = pathForPlugin(name);
-  if (struct stat status{}; stat(name.c_str(), &status) == 0)
-    file.size = static_cast<std::uint64_t>(status.st_size);
+  file.state = stateOf(file.path);
   file.handle = plugin.call(&Table::parse_file, file.path.c_str());
   if (!file.handle)
     throw declined(plugin, file);
@@ -150,8 +157,9 @@ Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream
   const std::uint64_t most = std::min(samples.declared, kMostSamplesOfACopy);
   // A damaged file can declare far more samples than it holds. Where the first buffer is too small
   // after all, a larger one follows.
-  for (std::uint64_t room = std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.size));;
-       room = std::min(most, 4 * room)) {
+  for (std::uint64_t room =
+           std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.state.size));
+       ; room = std::min(most, 4 * room)) {
     samples.values.assign(room, kUnwritten);
     plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
                 ox_wp_type_double, samples.values.data(), static_cast<int>(room * sizeof(double)));
@@ -169,7 +177,8 @@ Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream
 void throwIfChanged(const Plugin& plugin, const File& file) {
   _ox_wp_prop_type record{};
   plugin.call(&Table::get_file_property, file.handle, ox_wp_index_file_changed, &record);
-  if (record.identifier == ox_wp_prop_file_changed && record.integer_value != 0)
+  const bool isFlagged = record.identifier == ox_wp_prop_file_changed && record.integer_value != 0;
+  if (isFlagged || stateOf(file.path) != file.state)
     throw Error(file.name + ": changed while it was read");
 }
 

@@ -60,10 +60,21 @@ struct Stream {
 // The time rounded to the nanosecond: its shortest digits then show no error of a calculation.
 double toNanosecond(double seconds) noexcept;
 
+// What the system knows of a file; all zero when it knows nothing. Every rewriting changes it that
+// is not within the same few milliseconds.
+struct FileState {
+  std::uint64_t size = 0; // in bytes
+  std::uint64_t inode = 0;
+  std::int64_t seconds = 0; // of the last modification
+  std::int64_t nanoseconds = 0;
+
+  bool operator==(const FileState&) const = default;
+};
+
 struct File {
-  std::string name;       // as typed
-  std::string path;       // as handed to the plug-in
-  std::uint64_t size = 0; // in bytes; 0 when unknown
+  std::string name; // as typed
+  std::string path; // as handed to the plug-in
+  FileState state;  // before it was parsed
   ox_wp_file_handle handle = nullptr;
   Properties properties; // without the change flag, see throwIfChanged
   std::vector<Properties> sections;
@@ -113,9 +124,10 @@ struct Samples {
 // and none is found: the file is gone or cannot be read.
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream);
 
-// Throws Error when the file has changed. To be called after the last copy and before a result is
-// shown or saved: copies read the file as it is at that moment, so they can be of two different
-// files. Nothing else reads the change flag, since reading it resets it.
+// Throws Error when the file has changed since before it was parsed. To be called after the last
+// copy and before a result is shown or saved: copies read the file as it is at that moment, so they
+// can be of two different files. The change flag alone does not see a file that is rewritten to the
+// same size within a second. Nothing else reads that flag, since reading it resets it.
 void throwIfChanged(const Plugin& plugin, const File& file);
 
 } // namespace host

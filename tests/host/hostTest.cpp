@@ -208,6 +208,9 @@ TEST_F(Export, LeavesNothingHalfDone) {
     expect({how[0], file, how[1], how.back()}, 1, file + ": changed while it was read\n");
     EXPECT_EQ(out, "");
   }
+  const File parsed = openFile(plugin, file);
+  fs::last_write_time(file, fs::last_write_time(file) + std::chrono::nanoseconds(1));
+  EXPECT_THROW(throwIfChanged(plugin, parsed), Error);
   EXPECT_TRUE(fs::remove("d")); // an empty folder
   EXPECT_EQ(read("out"), "earlier");
   // The data file is the other one.
