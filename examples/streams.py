@@ -5,10 +5,11 @@ Prints a line for each stream of the files given: name, number of samples, sampl
 time in seconds, first and last sample found. With --plot it also draws the streams into a picture, which
 needs Matplotlib. Samples are NumPy arrays if NumPy is installed.
 
-To run it with an installed plug-in (eval, because pkg-config escapes spaces in a path):
-
   plugins=$(pkg-config --variable=plugindir ox-wp-plugin)
   eval "python3 streams.py $plugins/ox_wp_plugin_geo.so recording.mseed"
+
+These commands take an installed plug-in; with eval, a path can have spaces. In a source tree, where nothing
+is installed: python3 streams.py ../build/ox_wp_plugin_geo.so recording.mseed
 
 The comments of ox_wp_plugin.h say what each function does.
 """
@@ -28,6 +29,7 @@ except ImportError:
 # From ox_wp_plugin.h.
 VERSION = 1
 TYPE_DOUBLE = 10
+PROPERTY_ERROR_MESSAGE = 148
 INDEX_VARIABLE_COUNT = 1
 INDEX_VARIABLE_NAME, INDEX_VARIABLE_DATA_TYPE, INDEX_SAMPLE_COUNT = 0, 2, 3
 INDEX_X_START, INDEX_X_STEP = 6, 7
@@ -96,40 +98,67 @@ class Stream:
         self.start = read(INDEX_X_START).double_value
         self.step = read(INDEX_X_STEP).double_value
         self.samples = []
-        if read(INDEX_VARIABLE_DATA_TYPE).integer_value == TYPE_DOUBLE:
-            self.samples = copy_samples(table, file, section, variable, self.count)
+        self.problem = None
+        if self.count > 0 and read(INDEX_VARIABLE_DATA_TYPE).integer_value == TYPE_DOUBLE:
+            self.samples, status = copy_samples(table, file, section, variable, self.count)
+            if status != 0:
+                self.problem = f"{self.name}: not all samples can be read." + reason(table)
 
 
 def copy_samples(table, file, section, variable, count):
     """Copies at most 2 GiB, the most that one copy delivers.
 
-    Samples come one after the other: gaps in time are not filled. A copy can find fewer than the
-    file declares; the missing ones, at the end, stay NaN.
+    Returns the samples and the status. Samples come one after the other: gaps in time are not
+    filled. A copy can find fewer than the file declares. The end of the array then stays NaN, and
+    the status is 1.
     """
     count = min(count, 0x7FFFFFFF // ctypes.sizeof(c_double))
     buffer = (c_double * count)()
     ctypes.memset(buffer, 0xFF, ctypes.sizeof(buffer))  # a double of such bytes is a NaN
-    table.copy_variable_data(
+    status = table.copy_variable_data(
         table.plugin, file, section, variable, TYPE_DOUBLE, buffer, ctypes.sizeof(buffer))
-    return numpy.frombuffer(buffer) if numpy and count else buffer
+    return numpy.frombuffer(buffer) if numpy else buffer, status
 
 
-def streams_of(table, path):
-    """Returns the streams of a file; None if the plug-in declines it."""
+def reason(table):
+    """Returns why the call before failed: its error string, then the queued messages.
+
+    Reading past the last message clears the queue.
+    """
+    reasons = [table.get_error_message(table.plugin)]
+    record = Property(identifier=-1)
+    index = 0
+    while record.identifier != 0:
+        table.get_plugin_property(table.plugin, index, ctypes.byref(record))
+        if record.identifier == PROPERTY_ERROR_MESSAGE:
+            reasons.append(record.string_value)
+        index += 1
+    return "".join(" " + r.decode(errors="replace") for r in reasons)
+
+
+def streams_of(initialize, path):
+    """Returns the streams of a file, and what kept them from being complete.
+
+    Each file has a plug-in object of its own. A plug-in need not release a file in any other way.
+    """
+    table = Functions(version=VERSION)
+    if initialize(ctypes.byref(table)) != 0:
+        sys.exit(f"the plug-in refuses version {VERSION}")
+    streams = []
+    problems = []
     file = table.parse_file(table.plugin, os.fsencode(path))
     if not file:
-        return None
-    streams = []
+        problems.append(f"{path}: missing, unreadable, or declined by the plug-in." + reason(table))
     number = 0
-    while section := table.get_section_handle(table.plugin, file, number):
+    while file and (section := table.get_section_handle(table.plugin, file, number)):
         record = Property()
         table.get_section_property(
             table.plugin, file, section, INDEX_VARIABLE_COUNT, ctypes.byref(record))
         for variable in range(record.integer_value):
             streams.append(Stream(table, file, section, variable))
         number += 1
-    table.release_all_files(table.plugin)  # the samples are copies and stay
-    return streams
+    table.release(table.plugin)  # the samples are copies and stay
+    return streams, problems + [s.problem for s in streams if s.problem]
 
 
 def plot(streams, picture):
@@ -157,29 +186,24 @@ def main():
     parser.add_argument("--plot", metavar="PICTURE", help="draw the streams (needs Matplotlib)")
     options = parser.parse_args()
 
-    table = Functions(version=VERSION)
     try:
         library = ctypes.CDLL(options.plugin)
     except OSError as error:
         sys.exit(str(error))
-    if library.ox_wp_plugin_initialize(ctypes.byref(table)) != 0:
-        sys.exit(f"{options.plugin} refuses version {VERSION}")
     status = 0
     drawn = []
     for path in options.files:
-        streams = streams_of(table, path)
-        if streams is None:
-            print(f"{path}: missing, unreadable, or declined by the plug-in", file=sys.stderr)
-            status = 1
-            continue
+        streams, problems = streams_of(library.ox_wp_plugin_initialize, path)
         for s in streams:
             found = len(s.samples)
             while found and math.isnan(s.samples[found - 1]):
                 found -= 1
             ends = "%g %g" % (s.samples[0], s.samples[found - 1]) if found else "- -"
             print("%s %d %g %.6f %s" % (s.name, s.count, 1 / s.step if s.step else 0, s.start, ends))
+        for problem in problems:
+            print(problem, file=sys.stderr)
+            status = 1
         drawn += streams
-    table.release(table.plugin)
     if options.plot and drawn:
         plot(drawn, options.plot)
     return status
