@@ -184,9 +184,9 @@ private:
                      ? ""
                      : name + " is named neither *.svg nor *.png";
         });
-    command->add_option("--from", request_.window.from, "Seconds after the first sample")
+    command->add_option("--from", request_.window.from, "Seconds after the start of the axis")
         ->type_name("SECONDS");
-    command->add_option("--to", request_.window.to, "Seconds after the first sample")
+    command->add_option("--to", request_.window.to, "Seconds after the start of the axis")
         ->type_name("SECONDS");
   }
 

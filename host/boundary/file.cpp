@@ -142,8 +142,10 @@ std::string Samples::shortfall() const {
   if (values.size() == kMostSamplesOfACopy)
     return fmt::format("the first {} of {} samples: one copy holds no more", values.size(),
                        declared);
-  return fmt::format("{} of {} samples found; those after a lost record come too early",
-                     values.size(), declared);
+  return fmt::format(
+      "{} of {} samples found; if a record in the middle is lost, those after it come "
+      "too early",
+      values.size(), declared);
 }
 
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream) {

@@ -1,20 +1,34 @@
 // `plot`: waveforms as a viewer shows them.
 
+#include <algorithm>
 #include <filesystem>
-#include <utility>
 
 #include "host/base/messages.h"
 #include "host/commands/commands.h"
 
 namespace host {
 
+namespace {
+
+std::string lastName(const std::string& path) {
+  return std::filesystem::path(path).filename().string();
+}
+
+bool hasSamples(const std::vector<Panel>& panels) {
+  return std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.hasSamples; });
+}
+
+} // namespace
+
 int plot(const Plugin& plugin, const Request& request) {
   refuseToOverwrite(request.files, request.output);
+  throwIfNoGnuplot();
   Output output(request.output);
   const bool isPicture = request.output != kStandardOutput;
-  winsize room = terminalSize();
+  const winsize room = terminalSize();
   NameChoice choice(request.patterns);
   std::vector<Panel> panels;
+  std::size_t streams = 0; // that are to be drawn
   int status = kSuccess;
   for (const std::string& name : request.files) {
     try {
@@ -22,8 +36,9 @@ int plot(const Plugin& plugin, const Request& request) {
       const TimeAxes axes(file.streams); // of all: a choice moves none
       keepChosen(file, choice);
       keepDeliverable(file);
-      if (isPicture && panels.size() + file.streams.size() > kMostPanels)
-        throw Error(name + ": too many streams for a picture; choose some with --stream");
+      streams += file.streams.size();
+      if (isPicture && streams > kMostPanels)
+        break;
       std::vector<Panel> added =
           makePanels(plugin, file, axes, request.window, isPicture ? kPictureColumns : room.ws_col);
       throwIfChanged(plugin, file);
@@ -31,7 +46,7 @@ int plot(const Plugin& plugin, const Request& request) {
         status = kFailure;
       for (Panel& panel : added)
         if (request.files.size() > 1)
-          panel.title.insert(0, std::filesystem::path(name).filename().string() + ", ");
+          panel.title.insert(0, lastName(name) + ", ");
       panels.insert(panels.end(), added.begin(), added.end());
     } catch (const Error& error) {
       reportError(error.what());
@@ -39,17 +54,25 @@ int plot(const Plugin& plugin, const Request& request) {
     }
     plugin.call(&Table::release_all_files);
   }
-  choice.throwIfUnmatched();
-  if (panels.empty())
-    throw Error("no stream that can be drawn");
-  const std::string head = request.files.size() == 1
-                               ? std::filesystem::path(request.files[0]).filename().string()
-                               : std::to_string(request.files.size()) + " files";
-  if (room.ws_row > 0)
-    --room.ws_row; // for the prompt
-  output.write(isPicture ? drawPicture(panels, head, request.output)
+  if (isPicture && streams > kMostPanels)
+    throw Error("a picture has room for " + std::to_string(kMostPanels) +
+                " streams; choose some with --stream");
+  if (panels.empty()) {
+    choice.throwIfUnmatched();
+    if (status != kSuccess)
+      return status; // the reason was reported
+  }
+  if (!hasSamples(panels))
+    throw Error(request.window.isLimited() ? "no samples between --from and --to"
+                                           : "no samples to draw");
+  output.write(isPicture ? drawPicture(panels,
+                                       request.files.size() == 1
+                                           ? lastName(request.files[0])
+                                           : std::to_string(request.files.size()) + " files",
+                                       request.output)
                          : drawCharacters(std::move(panels), room));
   output.commit();
+  choice.throwIfUnmatched(); // the others are drawn all the same
   return status;
 }
 

@@ -39,11 +39,6 @@ constexpr int kFewestRows = 5;          // of a panel: two have its waveform
 constexpr unsigned kLeftColumns = 17;   // numbers of ten digits
 constexpr unsigned kColumnsOfATic = 16; // so that no number touches the next
 
-// Without the user's own settings, which could change the picture. In another locale gnuplot prints
-// a warning, since it cannot convert the characters of the script.
-constexpr const char* kCommand = "command -v gnuplot >/dev/null || exit 127\n"
-                                 "LC_ALL=C.UTF-8 exec gnuplot --default-settings";
-
 // A string in quotes, for a script. Characters that could have a meaning there, such as a
 // back-tick, which runs a command, are written as octal numbers.
 std::string gnuplotString(std::string_view string) {
@@ -59,6 +54,18 @@ std::string gnuplotString(std::string_view string) {
   return quoted + '"';
 }
 
+// Runs a command of the shell, and returns what it prints and its wait status.
+std::pair<std::string, int> runCommand(const char* command) {
+  FILE* const pipe = popen(command, "re"); // NOLINT(cert-env33-c): all commands are fixed
+  if (!pipe)
+    throw systemError("gnuplot");
+  std::string printed;
+  std::array<char, 1 << 16> part{};
+  while (const std::size_t size = fread(part.data(), 1, part.size(), pipe))
+    printed.append(part.data(), size);
+  return {std::move(printed), pclose(pipe)};
+}
+
 // Runs a script and returns what it draws. Throws Error when that is nothing.
 std::string runGnuplot(const std::string& script) {
   // The script is gnuplot's standard input, which it has from this process.
@@ -67,18 +74,14 @@ std::string runGnuplot(const std::string& script) {
       fseek(file, 0, SEEK_SET) != 0 || dup2(fileno(file), STDIN_FILENO) < 0)
     throw systemError("temporary file for gnuplot");
   (void)fclose(file);
-  FILE* const pipe = popen(kCommand, "re"); // NOLINT(cert-env33-c): the command is fixed
-  if (!pipe)
-    throw systemError("gnuplot");
-  std::string picture;
-  std::array<char, 1 << 16> part{};
-  while (const std::size_t size = fread(part.data(), 1, part.size(), pipe))
-    picture.append(part.data(), size);
-  const int status = pclose(pipe);
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 127) // see kCommand
-    throw Error("drawing needs the program gnuplot, which is not installed");
+  // Without the user's own settings, which could change the picture. In another locale gnuplot
+  // cannot convert the characters of the script.
+  const auto [picture, status] =
+      runCommand("LC_ALL=C.UTF-8 exec gnuplot --default-settings 2>/dev/null");
+  if (WIFSIGNALED(status))
+    throw Error(fmt::format("gnuplot was ended by signal {}", WTERMSIG(status)));
   if (status != 0)
-    throw Error(fmt::format("gnuplot failed with wait status {}", status));
+    throw Error(fmt::format("gnuplot ended with status {}", WEXITSTATUS(status)));
   if (picture.empty())
     throw Error("gnuplot has drawn nothing");
   return picture;
@@ -165,6 +168,11 @@ unsigned short environmentNumber(const char* name) noexcept {
 
 } // namespace
 
+void throwIfNoGnuplot() {
+  if (runCommand("command -v gnuplot").first.empty())
+    throw Error("drawing needs the program gnuplot, which is not installed");
+}
+
 bool isPictureName(const std::string& name) {
   return hasExtension(name, ".svg") || hasExtension(name, ".png");
 }
@@ -206,7 +214,7 @@ std::string drawCharacters(std::vector<Panel> panels, const winsize& room) {
   const unsigned columns = std::max<unsigned>(room.ws_col, kFewestColumns);
   const int rows = room.ws_row == 0
                        ? kUsualRows
-                       : std::max(kFewestRows, room.ws_row / static_cast<int>(panels.size()));
+                       : std::max(kFewestRows, (room.ws_row - 1) / static_cast<int>(panels.size()));
   std::string script = fmt::format("set encoding utf8\n"
                                    "set terminal dumb nofeed noenhanced size {},{}\n"
                                    "set style line 1 linetype 1 pointtype '*'\n"

@@ -14,6 +14,9 @@ namespace host {
 inline constexpr std::size_t kMostPanels = 150;        // of a picture: gnuplot has a limit
 inline constexpr std::uint64_t kPictureColumns = 1070; // of a panel, in pixels
 
+// Throws Error where gnuplot is not installed.
+void throwIfNoGnuplot();
+
 // Whether there is a kind of picture for a file of this name.
 bool isPictureName(const std::string& name);
 
@@ -21,7 +24,8 @@ bool isPictureName(const std::string& name);
 std::string drawPicture(const std::vector<Panel>& panels, const std::string& head,
                         const std::string& name);
 
-// Returns the same in characters. The panels share the rows of the room, if it has any.
+// Returns the same in characters. The panels share the rows of the room, if it has any, but for one
+// for the prompt.
 std::string drawCharacters(std::vector<Panel> panels, const winsize& room);
 
 // The room on standard output: of the terminal, or else what $COLUMNS and $LINES say, or else a

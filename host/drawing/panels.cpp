@@ -109,12 +109,13 @@ Panel makePanel(const Stream& stream, const TimeAxis& axis, const Window& window
   return panel;
 }
 
-// Says what the time axis counts, and from where.
+// Says what the time axis counts, and from where. All times are nominal: nothing tells of a gap.
 void labelTimes(Panel& panel, const TimeAxes& axes) {
   panel.xUnit = panel.x.high - panel.x.low > 3 * kHour ? kHour : 1;
-  panel.xLabel += fmt::format(" ({} after the first sample of {}{})", panel.xUnit == 1 ? "s" : "h",
-                              axes.areShared() ? "the file" : "each stream",
-                              axes.areFolded() ? "; starts repeat every 71.6 min" : "");
+  panel.xLabel =
+      fmt::format("nominal {} ({} after {} start{})", panel.xLabel, panel.xUnit == 1 ? "s" : "h",
+                  axes.areShared() ? "the file's" : "each stream's",
+                  axes.areFolded() ? "; starts repeat every 71.6 min" : "");
 }
 
 } // namespace

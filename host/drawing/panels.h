@@ -1,6 +1,7 @@
 // What is drawn of a file: a panel for each stream, on time axes, with fewer points than samples.
 #pragma once
 
+#include <cmath>   // IWYU pragma: export
 #include <cstdint> // IWYU pragma: export
 #include <limits>  // IWYU pragma: export
 #include <span>
@@ -62,11 +63,13 @@ struct Point {
 // each column are returned as they are.
 std::vector<Point> decimate(std::span<const double> samples, std::uint64_t columns);
 
-// The part of the time axis that is drawn, in seconds from its first sample; infinite where there
-// is no limit.
+// The part of the time axis that is drawn, in seconds from its start; infinite where there is no
+// limit.
 struct Window {
   double from = -std::numeric_limits<double>::infinity();
   double to = std::numeric_limits<double>::infinity();
+
+  bool isLimited() const noexcept { return std::isfinite(from) || std::isfinite(to); }
 };
 
 // One stream, ready to be drawn.

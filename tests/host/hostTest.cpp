@@ -41,6 +41,11 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"some"}, 2, "some: a subcommand comes first, as in ox-wp-host list some\n"},
       {{"--plugin", "p", "list", "some"}, 2, "--plugin: a subcommand comes first"},
       {{"plot", "some", "missing"}, 1, "missing: No such file"},
+      {{"plot", "some", "--stream", "A", "--stream", "no"}, 1, "\nox-wp-host: no: no stream has"},
+      {{"plot", "some", "--from", "9.1"}, 1, "ox-wp-host: no samples between --from and --to\n"},
+      {{"plot", "two", "many", "many", "-o", "many.svg"},
+       1,
+       "ox-wp-host: a picture has room for 150"},
       {{"list", "--sample", "some"}, 2, "unknown option --sample"},
       {{"export", "--output=", "some", "two"}, 2, "--output: an empty value"},
       {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
@@ -60,6 +65,10 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
     write(name, "A 10 9 9 0 1\n");
   write("none", "A 10 9 0 0 1\n");
   write("two", "A 10 9 9 0 1\nsection\nB 10 9 9 0 1\n");
+  std::string many;
+  while (many.size() < 50 * 13)
+    many += "A 10 9 9 0 1\n";
+  write("many", many + "section\n" + many);
   for (const auto& [arguments, status, said] : cases)
     expect(arguments, status, said);
 }
@@ -135,7 +144,7 @@ TEST_F(HostTest, ListingsStayValidForAnyNameAndNumber) {
   listed("table");
   for (const std::string& part :
        Strings{"odd.fake: 2 streams\n  section  name ", name.substr(8) + marks + " ",
-               "a\"b,\uFFFD\uFFFD\uFFFD\u00a0", "6 of 300 samples found; those",
+               "a\"b,\uFFFD\uFFFD\uFFFD\u00a0", "6 of 300 samples found; if",
                "  start (s)    end (s)  deliverable  first sample  last sample\n"})
     EXPECT_NE(out.find(part), std::string::npos) << part << out;
 }
@@ -279,12 +288,12 @@ TEST_F(HostTest, PlotDrawsAnyStream) {
 TEST_F(HostTest, TimeAxisSaysWhatItCounts) {
   write("apart", "A 10 20 20 1 1\nB 10 30000 9 90 1\nC 10 30000 20000 90000 1\n");
   const Environment size({"COLUMNS=60", "LINES=25"});
-  expect({"plot", "apart"}, 0, "time stamp (h after the first sample of each stream)");
+  expect({"plot", "apart"}, 0, "nominal time stamp (h after each stream's start)");
   EXPECT_LT(split(out, '\n').size(), 25) << out;
   for (const std::string& line : split(out, '\n'))
     EXPECT_LE(width(line), 60) << out;
   // Once, though the first two have it.
-  EXPECT_EQ(out.find("(s after the first sample of each stream)"), out.rfind("(s after")) << out;
+  EXPECT_EQ(out.find("(s after each stream's start)"), out.rfind("(s after")) << out;
   // A choice of streams moves none of them: B begins at 30.
   write("late", "A 10 60 60 0 1\nB 10 60 60 30 1\n");
   expect({"plot", "late", "--stream", "B", "--from", "40", "--to", "42"}, 0, " 2.142857143 |");
@@ -293,11 +302,14 @@ TEST_F(HostTest, TimeAxisSaysWhatItCounts) {
 TEST_F(HostTest, PictureIsReplacedOnlyByAPicture) {
   write("some", "A 10 20 20 0 1\nB 10 20 20 0 1\n");
   ASSERT_EQ(run({"plot", "some", "-o", "picture.svg"}), kSuccess);
+  EXPECT_NE(read("picture.svg").find(">B [count]<"), std::string::npos);
   ASSERT_EQ(run({"plot", "some", "-o", "out.PNG", "--to", "5"}), kSuccess);
   EXPECT_TRUE(read("out.PNG").starts_with("\x89PNG"));
   const Environment ours({"PATH=" + folder.string()});
   expect({"plot", "some", "-o", "picture.svg"}, 1, "gnuplot, which is not installed\n");
-  for (const auto& [end, said] : {std::pair{"exit 0", "drawn nothing"}, {"exit 3", "failed"}}) {
+  for (const auto& [end, said] :
+       {std::pair{"exit 0", "drawn nothing"},
+        {"echo oops >&2; exit 3", "ox-wp-host: gnuplot ended with status 3\n"}}) {
     fs::permissions(write("gnuplot", std::string("#!/bin/sh\n") + end), fs::perms::owner_all);
     expect({"plot", "some", "-o", "picture.svg"}, 1, said);
   }
