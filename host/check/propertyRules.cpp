@@ -83,12 +83,6 @@ void keepsPluginOrder(Loaded& loaded) {
   }
 }
 
-std::string contentOf(const Reading& reading) {
-  const _ox_wp_prop_type& record = reading.record;
-  return fmt::format("{} {}", record.identifier,
-                     hasString(record.type) && record.string_value ? record.string_value : "");
-}
-
 // Only an index past the end clears the queue: until then a walk can begin again.
 void deliversMessagesOnce(Loaded& loaded) {
   loaded.declineFiles();
@@ -96,9 +90,9 @@ void deliversMessagesOnce(Loaded& loaded) {
   std::size_t messages = 0;
   std::size_t others = 0;
   walkReadings(source, [&](int index, const Reading& first) {
-    const std::string before = contentOf(first);
+    const std::string before = first.content();
     source.read(0);
-    const std::string again = contentOf(source.read(index));
+    const std::string again = source.read(index).content();
     expect(again == before, "index {} gives \"{}\", and \"{}\" in a second walk", index, before,
            again);
     ++(first.record.identifier == ox_wp_prop_error_message ? messages : others);

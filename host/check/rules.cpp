@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "host/boundary/file.h"
@@ -13,6 +15,14 @@ std::string Reading::describe() const {
     return fmt::format("status {}, identifier 0", status);
   return fmt::format("status {}, identifier {} ({}), type {}", status, record.identifier,
                      propertyName(record.identifier), record.type);
+}
+
+std::string Reading::content() const {
+  if (hasString(record.type))
+    return fmt::format("{} {}", record.identifier, record.string_value ? record.string_value : "");
+  if (record.type == ox_wp_type_double)
+    return fmt::format("{} {}", record.identifier, record.double_value);
+  return fmt::format("{} {}", record.identifier, record.integer_value);
 }
 
 std::string PropertySource::name() const {
@@ -78,6 +88,24 @@ void Loaded::useEverything() const {
   walkPlugin(plugin);
 }
 
+std::string Loaded::content() const {
+  std::string all;
+  std::size_t copies = 0;
+  forEachVariable([&](const PropertySource& variable) {
+    for (const PropertyDefinition& property : kPropertyTable)
+      if (property.level == PropertyLevel::variable)
+        all += variable.read(property.index).content() + '\n';
+    if (++copies > kStreamsTried)
+      return;
+    expectTimeForCopy();
+    std::array<double, 1000> samples{};
+    plugin.call(&Table::copy_variable_data, file, variable.section, variable.variable,
+                ox_wp_type_double, samples.data(), sizeof samples);
+    all.append(reinterpret_cast<const char*>(samples.data()), sizeof samples);
+  });
+  return all;
+}
+
 void Loaded::expectTimeForCopy() const {
   if (std::chrono::steady_clock::now() > subject.lastCopy)
     throw Skipped("copies of this file are too slow for the time limit");
@@ -99,6 +127,12 @@ ox_wp_section_handle Loaded::section(int index) const {
   if (!handle)
     throw Skipped(fmt::format("section {} has no handle", index));
   return handle;
+}
+
+void setModificationTime(const std::string& path, time_t seconds) {
+  const std::array<timespec, 2> times = {{{0, UTIME_OMIT}, {seconds, 0}}};
+  if (utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0)
+    throw systemError(path);
 }
 
 std::string firstLine(int printed) {

@@ -1,8 +1,8 @@
 // The rules of the boundary: tables of a name and a function, and what the functions share.
 //
 // The rules follow from ox_wp_plugin.h and hold for any plug-in. A rule returns when the plug-in
-// keeps it. It throws Broken when the plug-in does not, and Skipped when it cannot be tried; any
-// other exception is a trouble of the checker's own and counts as Skipped.
+// keeps it. It throws Broken when the plug-in does not, and Skipped when it cannot be tried, which
+// any other Error counts as. Other exceptions say that the machine kept the rule from running.
 #pragma once
 
 #include <array>
@@ -14,9 +14,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <fmt/core.h>
+#include <time.h>
 
+#include "host/base/messages.h"
 #include "host/boundary/plugin.h"        // IWYU pragma: export
 #include "host/boundary/propertyTable.h" // IWYU pragma: export
 
@@ -28,14 +31,14 @@ struct Broken : std::runtime_error {
 };
 
 // The rule cannot be tried; the message says why.
-struct Skipped : std::runtime_error {
-  using std::runtime_error::runtime_error;
+struct Skipped : Error {
+  using Error::Error;
 };
 
 // What a rule is tried on.
 struct Subject {
   std::string plugin; // path of the library
-  std::string file;   // path of a data file, or of a copy that the rule may change; empty: none
+  std::string file;   // path of a copy of a data file, which the rule may change; empty: none
   int printed;        // descriptor behind standard output and error
   // Half of the time limit. No copy starts later, so that a slow one is not taken for a hang.
   std::chrono::steady_clock::time_point lastCopy;
@@ -43,20 +46,31 @@ struct Subject {
 
 struct Loaded;
 
-// With none, a rule is tried without a file. With any, it is tried so and on each file too. Rules
-// that need a file or a copy are skipped when no file is named, and where it is declined; one that
-// needs a path is tried on a declined file too.
-enum class Needs { none, any, path, file, copy };
+enum class Needs {
+  none, // tried once, without a file
+  any,  // so, and on each file
+  path, // on each file, declined ones too
+  file, // on each file that is not declined
+};
+
+// What else is tried once a rule is broken.
+enum class WhenBroken {
+  goOn,         // everything
+  skipFunction, // everything but rules that end in the same function
+  stop,         // nothing
+};
 
 struct Rule {
   std::string_view name;
   void (*run)(Loaded& loaded);
   Needs needs = Needs::none;
+  WhenBroken whenBroken = WhenBroken::goOn;
 };
 
 // The first rule is the one without which no other can be tried. The second uses everything: what
 // crashes there is no fault of another rule.
 extern const std::span<const Rule> kObjectRules;   // the library, the plug-in object, its files
+extern const std::span<const Rule> kProcessRules;  // what else of the process is touched
 extern const std::span<const Rule> kPropertyRules; // the properties of all levels
 extern const std::span<const Rule> kSampleRules;   // copies
 
@@ -75,6 +89,10 @@ constexpr std::array<int, 5> outside(int count) noexcept {
 
 // A path at which there is no file and none can be made.
 inline constexpr const char* kMissingFile = "/proc/self/missing";
+
+// Long ago, so that a copy of a data file is seen to be written to.
+inline constexpr time_t kTimeOfCopies = 1'000'000'000;
+void setModificationTime(const std::string& path, time_t seconds);
 
 // Every copy may read the whole file, so only the first streams of a file are copied.
 inline constexpr std::size_t kStreamsTried = 8;
@@ -95,6 +113,7 @@ std::array<unsigned char, sizeof(Record)> bytesOf(const Record& record) noexcept
 // A property as it was read into a record with every byte set.
 struct Reading {
   std::string describe() const; // for messages
+  std::string content() const;  // identifier and value, to be compared
 
   int status = 0;
   _ox_wp_prop_type record = patterned<_ox_wp_prop_type>();
@@ -117,6 +136,10 @@ struct PropertySource {
   int variable = 0;
 };
 
+// What a plug-in must leave as it is: names and values.
+using ProcessState = std::vector<std::pair<const char*, std::string>>;
+ProcessState processState();
+
 // A plug-in object with the subject's file parsed, if there is one and it is not declined.
 struct Loaded {
   explicit Loaded(const Subject& triedOn);
@@ -127,6 +150,9 @@ struct Loaded {
   void declineFiles() const;
   // Parses, walks every level, and copies the first streams.
   void useEverything() const;
+  // All that the file's variables have: properties, and the start of the first ones' samples. To be
+  // compared.
+  std::string content() const;
   // Throws Skipped when it is too late for another copy.
   void expectTimeForCopy() const;
 
@@ -155,6 +181,7 @@ struct Loaded {
   }
 
   const Subject& subject;
+  const ProcessState before = processState(); // loading the library can change it too
   Library library;
   Plugin plugin;
   ox_wp_file_handle file = nullptr;

@@ -3,8 +3,11 @@
 //
 // Its files have a line for each stream; a second section begins with the line "section":
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
+#include <fenv.h>
+#include <locale.h>
 #include <math.h>
 #include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,7 +21,7 @@
 
 typedef _ox_wp_prop_type property;
 
-enum { mostSections = 2, mostStreams = 64, mostFiles = 64 };
+enum { mostSections = 2, mostStreams = 64, mostFiles = 64, lasting = 3 };
 
 struct stream {
   char name[64];
@@ -33,6 +36,7 @@ struct section {
 };
 
 struct file {
+  const char* given; // the path as the host has it
   char path[4096];
   struct stat seen;
   struct section sections[mostSections];
@@ -50,6 +54,9 @@ int breaks(const char* rule) {
   return broken && strcmp(broken, rule) == 0;
 }
 
+// In C++, which can.
+extern void throwException(int isBadAlloc);
+
 // Numbers that are hard to write as strings, then ordinary ones.
 static double sample(long long index) {
   static const double edges[] = {-0.0, 5e-324, 1.7976931348623157e308, 1.0 / 3, 1e-310, INFINITY};
@@ -61,7 +68,7 @@ static int deliver(const property* all, int count, int index, property* out) {
     return 1;
   out->identifier = ox_wp_prop_none;
   if (index < 0 || index >= count)
-    return 1;
+    return count == 0 || !breaks("INDEX");
   const property* p = &all[index];
   out->identifier = p->identifier;
   out->type = p->type;
@@ -79,25 +86,31 @@ static int getPluginProperty(void* handle, int index, property* out) {
   const property properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
       PROPERTY(plugin_name, string, breaks("NULL_STRING") ? NULL : "fake"),
+      PROPERTY(plugin_version, string, "1"),
       {ox_wp_prop_error_message, 0, NULL, type, 0, "declined", 0, 0, 7},
   };
   struct plugin* plugin = handle;
   if (!plugin || !out)
     return 0;
-  const int end = 2 + plugin->messages;
-  if (index >= end ? !breaks("MESSAGES") : index >= 2 && breaks("EARLY_END"))
+  const int end = lasting + plugin->messages;
+  if (index >= end ? !breaks("MESSAGES") : index >= lasting && breaks("EARLY_END"))
     plugin->messages = 0;
-  return deliver(properties, index < end ? 3 : 0, index < 2 ? index : 2, out);
+  return deliver(properties, index < end ? lasting + 1 : 0, index < lasting ? index : lasting, out);
 }
 
 static int releaseAllFiles(void* handle) {
   struct plugin* plugin = handle;
   while (plugin && plugin->count > 0)
     free(plugin->files[--plugin->count]);
-  return 0;
+  return plugin && breaks("RELEASE_ALL");
 }
 
+static int anyReleased;
+
 static void release(void* plugin) {
+  if (breaks("RELEASE"))
+    abort();
+  anyReleased = plugin && breaks("OBJECTS");
   releaseAllFiles(plugin);
   free(plugin);
 }
@@ -109,7 +122,7 @@ static const char* getErrorMessage(void* handle) {
 
 static int hasChanged(struct file* file) {
   struct stat now = {0};
-  (void)stat(file->path, &now); // all zero where the file is gone
+  (void)stat(breaks("PATH") ? file->given : file->path, &now); // all zero where the file is gone
   const int changed = now.st_size != file->seen.st_size || now.st_mtime != file->seen.st_mtime;
   file->seen = breaks("CHANGE") ? file->seen : now;
   return changed;
@@ -118,17 +131,25 @@ static int hasChanged(struct file* file) {
 // Returns whether the file has a stream.
 static int readFile(const char* path, struct file* file) {
   memset(file, 0, sizeof *file);
+  file->given = path;
   strncpy(file->path, path, sizeof file->path - 1);
   FILE* input = fopen(path, "r");
   if (!input || fstat(fileno(input), &file->seen))
     return 0;
+  const locale_t plain = newlocale(LC_ALL_MASK, "C", (locale_t)0);
+  const locale_t before = uselocale(breaks("LOCALE") ? (locale_t)0 : plain);
   struct section* section = file->sections;
   for (struct stream s; section->count < mostStreams && fscanf(input, "%63s", s.name) == 1;)
     if (strcmp(s.name, "section") == 0 && section == file->sections)
       ++section;
     else if (fscanf(input, "%lld %lld %lld %lf %lf", &s.type, &s.declared, &s.found, &s.start,
-                    &s.interval) == 5)
+                    &s.interval) == 5) {
+      s.declared += breaks("DECLARED");
       section->streams[section->count++] = s;
+    } else if (breaks("DAMAGED") && strstr(path, ".fake"))
+      throwException(0);
+  uselocale(before);
+  freelocale(plain);
   if (!breaks("DESCRIPTOR"))
     fclose(input);
   file->count = (int)(section - file->sections) + 1;
@@ -140,19 +161,38 @@ static void* idle(void* nothing) {
   return nothing;
 }
 
-static void* parseFile(void* handle, const char* path) {
-  struct plugin* plugin = handle;
-  if (!plugin || !path || plugin->count == mostFiles)
-    return NULL;
-  if (breaks("HANG") && strstr(path, ".fake"))
-    pause();
+static void changeProcess(void) {
+  if (breaks("FOLDER") && chdir("/"))
+    abort();
+  if (breaks("SETS_LOCALE"))
+    setlocale(LC_ALL, "C.UTF-8");
+  if (breaks("UMASK"))
+    umask(0);
+  if (breaks("ROUNDING"))
+    fesetround(FE_UPWARD);
+  if (breaks("ENVIRONMENT"))
+    setenv("TZ", "UTC", 1);
+  if (breaks("SIGNAL"))
+    signal(SIGINT, SIG_IGN);
   if (breaks("THREAD"))
     pthread_create(&(pthread_t){0}, NULL, idle, NULL);
+}
+
+static void* parseFile(void* handle, const char* path) {
+  struct plugin* plugin = handle;
+  if (!plugin || !path || plugin->count == mostFiles || breaks("DECLINES"))
+    return breaks("MISSING") ? plugin : NULL;
+  if (breaks("HANG") && strstr(path, ".fake"))
+    pause();
+  changeProcess();
   if (breaks("NAMES") && plugin->count > 0)
     plugin->files[0]->sections->streams->name[0] = '?';
   plugin->declined = plugin->declined && breaks("OLD_ERROR");
   struct file* file = malloc(sizeof *file);
-  if (readFile(path, file))
+  const int isRead = readFile(path, file);
+  if (isRead && plugin->count > 0 && breaks("HANDLES"))
+    return memcpy(plugin->files[0], file, sizeof *file);
+  if (isRead)
     return plugin->files[plugin->count++] = file;
   free(file);
   if (breaks("PRINTS"))
@@ -166,21 +206,18 @@ static void* parseFile(void* handle, const char* path) {
 static int releaseFile(void* plugin, void* file) {
   if (file && breaks("RELEASE_FILE"))
     ((struct plugin*)plugin)->files[0]->count = 0;
-  return 1;
+  return plugin || !breaks("NULL_PLUGIN");
 }
-
-// Of the C++ library, which the host has loaded. Weak, since hosts in C have not.
-extern void throwBadAlloc(void) __asm__("_ZSt17__throw_bad_allocv") __attribute__((weak));
 
 static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
   if (!owner && breaks("THROWS"))
-    throwBadAlloc();
+    throwException(1);
   if (owner && breaks("LABELS"))
     strcpy(owner->sections->label, "file");
   const property properties[] = {
       PROPERTY(file_kind, integer, 0),
-      PROPERTY(section_count, integer, owner ? owner->count : 0),
+      PROPERTY(section_count, integer, owner && !anyReleased ? owner->count : 0),
       PROPERTY(file_changed, integer, plugin && file && out && index == 2 && hasChanged(owner)),
   };
   return deliver(properties, plugin && file ? 3 : 0, index, out);
@@ -214,7 +251,7 @@ static int getVariableProperty(void* plugin, void* file, void* section, int vari
   strcpy(owner->label, index == 5 ? "count" : "time stamp");
   const property properties[] = {
       PROPERTY(variable_name, string, s->name),
-      PROPERTY(variable_kind, integer, 0),
+      PROPERTY(variable_kind, integer, breaks("KIND")),
       PROPERTY(variable_data_type, integer, s->type),
       PROPERTY(sample_count, integer, s->declared),
       PROPERTY(variable_x_label, string, owner->label),
@@ -230,17 +267,17 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
                             ox_wp_data_type type, void* buffer, int size) {
   const struct section* parsed = section;
   if (!plugin || !file || !parsed || variable < 0 || variable >= parsed->count)
-    return parsed || !breaks("NULL_SECTION");
+    return !breaks(parsed ? "VARIABLE" : "NULL_SECTION");
   if (!buffer || (type != ox_wp_type_double && !breaks("TYPE")))
     return buffer || !breaks("NULL_BUFFER");
   if (size < 0 && breaks("NEGATIVE_SIZE"))
     memset(buffer, 0, 1);
   if (size > 0 && breaks("CRASH"))
     abort();
-  ((struct plugin*)plugin)->declined = 0;
+  ((struct plugin*)plugin)->declined *= breaks("COPY_ERROR");
   const struct file* owner = file;
   struct file now = *owner;
-  if (!breaks("KEPT_SAMPLES") && !readFile(owner->path, &now))
+  if (!breaks("KEPT_SAMPLES") && !readFile(breaks("PATH") ? owner->given : owner->path, &now))
     return 1;
   const long long asked = size / 8;
   const long long found = now.sections[parsed - owner->sections].streams[variable].found;
