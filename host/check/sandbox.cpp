@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -9,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdio.h>
@@ -18,6 +20,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/sendfile.h>
+#include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
