@@ -1,13 +1,12 @@
 #include "host/base/messages.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <system_error>
 
 #include <nlohmann/json.hpp>
 #include <stdio.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 namespace host {
 
@@ -33,17 +32,6 @@ Error systemError(const std::string& what, int code) {
 // What cannot be written is dropped: there is no place left to report it.
 void reportError(std::string_view message) {
   (void)fputs(("ox-wp-host: " + printable(message) + '\n').c_str(), stderr);
-}
-
-StatusLine::StatusLine(std::string_view line) {
-  winsize size{};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1)
-    (void)fputs(shortened(line, size.ws_col - 1U).c_str(), stderr);
-}
-
-StatusLine::~StatusLine() {
-  if (isatty(STDERR_FILENO) == 1)
-    (void)fputs("\r\x1b[K", stderr);
 }
 
 std::string printable(std::string_view bytes) {
@@ -85,6 +73,12 @@ std::string csvField(std::string_view bytes) {
   for (const char c : valid)
     quoted.append(c == '"' ? 2 : 1, c);
   return quoted + '"';
+}
+
+double toNanosecond(double seconds) noexcept {
+  constexpr double kNanoseconds = 1e9;             // of a second
+  constexpr double kExact = 0x1p53 / kNanoseconds; // beyond it a double is coarser than that
+  return std::abs(seconds) < kExact ? std::round(seconds * kNanoseconds) / kNanoseconds : seconds;
 }
 
 } // namespace host

@@ -1,5 +1,5 @@
-// Failures of files, plug-ins and outputs, messages about them, and strings made safe for what they
-// are written into: those from files can hold any bytes.
+// Failures of files, plug-ins and outputs, messages about them, and strings and times made fit for
+// what they are written into: strings from files can hold any bytes.
 #pragma once
 
 #include <cerrno>
@@ -21,17 +21,6 @@ Error systemError(const std::string& what, int code = errno);
 // replaced.
 void reportError(std::string_view message);
 
-// A line on standard error for as long as something lasts, if that is a terminal. The destructor
-// erases it, so that messages and prompts start on an empty line.
-class StatusLine {
-public:
-  // Shortens the line to the terminal's width.
-  explicit StatusLine(std::string_view line);
-  ~StatusLine();
-  StatusLine(const StatusLine&) = delete;
-  StatusLine& operator=(const StatusLine&) = delete;
-};
-
 // Returns valid UTF-8 without control characters: a name must not send commands to a terminal. What
 // belongs to no character becomes U+FFFD.
 std::string printable(std::string_view bytes);
@@ -44,5 +33,8 @@ std::string shortened(std::string_view bytes, std::size_t most);
 
 // A field of a CSV row: valid UTF-8, in quotes where needed.
 std::string csvField(std::string_view bytes);
+
+// The time rounded to the nanosecond: its shortest digits then show no error of a calculation.
+double toNanosecond(double seconds) noexcept;
 
 } // namespace host

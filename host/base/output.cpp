@@ -1,7 +1,6 @@
 #include "host/base/output.h"
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -16,23 +15,13 @@
 #include <unistd.h>
 
 #include "host/base/messages.h"
+#include "host/base/signals.h"
 
 namespace host {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Those that a user, a closed terminal or a limit sends; not those of a crash.
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGXFSZ};
-
-std::atomic<void (*)()> cleanUpFunction = nullptr;
-
-extern "C" void cleanUpAndEnd(int signal) {
-  cleanUpFunction.load()();
-  // SA_RESETHAND has restored the default action, so this ends the process.
-  (void)raise(signal);
-}
 
 constexpr std::size_t kBufferSize = std::size_t{1} << 16;
 
@@ -64,19 +53,6 @@ int namedDescriptor(fs::path path) {
 }
 
 } // namespace
-
-void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept {
-  cleanUpFunction = cleanUp;
-  struct sigaction action{};
-  action.sa_handler = cleanUpAndEnd;
-  action.sa_flags = static_cast<int>(SA_RESETHAND | SA_NODEFER);
-  for (const int signal : kEndingSignals) {
-    struct sigaction before{};
-    sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) // as nohup sets it
-      sigaction(signal, &action, nullptr);
-  }
-}
 
 Output::Output(const std::string& path) : path_(path), descriptor_(STDOUT_FILENO) {
   if (path == kStandardOutput)

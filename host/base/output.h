@@ -1,5 +1,5 @@
 // The destination of a result: standard output, or a file that appears under its name only when it
-// is complete; and what is done before a signal ends the process: temporary files are removed.
+// is complete.
 #pragma once
 
 #include <string>
@@ -45,9 +45,5 @@ private:
   std::string buffer_;
   int descriptor_;
 };
-
-// Calls cleanUp() before a signal that ends the process, such as Ctrl-C, does so, from now on. It
-// may only call what a signal handler may call. A later function takes the place of an earlier one.
-void cleanUpOnEndingSignals(void (*cleanUp)()) noexcept;
 
 } // namespace host

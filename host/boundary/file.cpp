@@ -1,13 +1,13 @@
 #include "host/boundary/file.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <sys/stat.h>
 
 #include "host/base/messages.h"
+#include "host/base/terminal.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
@@ -70,12 +70,6 @@ const Property& find(const Properties& properties, std::int32_t identifier) noex
   const auto found = std::find_if(properties.begin(), properties.end(),
                                   [&](const Property& p) { return p.identifier == identifier; });
   return found == properties.end() ? none : *found;
-}
-
-double toNanosecond(double seconds) noexcept {
-  constexpr double kNanoseconds = 1e9;             // of a second
-  constexpr double kExact = 0x1p53 / kNanoseconds; // beyond it a double is coarser than that
-  return std::abs(seconds) < kExact ? std::round(seconds * kNanoseconds) / kNanoseconds : seconds;
 }
 
 Properties walkPlugin(const Plugin& plugin) {

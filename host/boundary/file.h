@@ -57,9 +57,6 @@ struct Stream {
   }
 };
 
-// The time rounded to the nanosecond: its shortest digits then show no error of a calculation.
-double toNanosecond(double seconds) noexcept;
-
 // What the system knows of a file; all zero when it knows nothing. Every rewriting changes it that
 // is not within the same few milliseconds.
 struct FileState {

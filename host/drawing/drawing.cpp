@@ -32,7 +32,6 @@ constexpr int kPanelTics = 40; // of a panel: the numbers of the time axis
 constexpr int kPanelLabel = 24;
 
 // Of characters.
-constexpr unsigned kUsualColumns = 80;
 constexpr unsigned kFewestColumns = 40;
 constexpr int kUsualRows = 12;          // of a panel
 constexpr int kFewestRows = 5;          // of a panel: two have its waveform
@@ -160,12 +159,6 @@ double ticStep(double length, unsigned most) {
   return 10 * power;
 }
 
-// The number in an environment variable, as far as a terminal could have it; else 0.
-unsigned short environmentNumber(const char* name) noexcept {
-  const char* const value = getenv(name);
-  return static_cast<unsigned short>(std::clamp(value ? strtol(value, nullptr, 10) : 0, 0L, 1000L));
-}
-
 } // namespace
 
 void throwIfNoGnuplot() {
@@ -236,16 +229,6 @@ std::string drawCharacters(std::vector<Panel> panels, const winsize& room) {
     script += scriptOf(panel, isLabelled(panels, i));
   }
   return trimmed(runGnuplot(script));
-}
-
-winsize terminalSize() noexcept {
-  winsize size{};
-  (void)ioctl(STDOUT_FILENO, TIOCGWINSZ, &size);
-  if (size.ws_col == 0)
-    size = {environmentNumber("LINES"), environmentNumber("COLUMNS"), 0, 0};
-  if (size.ws_col == 0)
-    size.ws_col = kUsualColumns;
-  return size;
 }
 
 } // namespace host

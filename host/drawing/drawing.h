@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/ioctl.h> // IWYU pragma: export
-
+#include "host/base/terminal.h"  // IWYU pragma: export
 #include "host/drawing/panels.h" // IWYU pragma: export
 
 namespace host {
@@ -27,9 +26,5 @@ std::string drawPicture(const std::vector<Panel>& panels, const std::string& hea
 // Returns the same in characters. The panels share the rows of the room, if it has any, but for one
 // for the prompt.
 std::string drawCharacters(std::vector<Panel> panels, const winsize& room);
-
-// The room on standard output: of the terminal, or else what $COLUMNS and $LINES say, or else a
-// usual width and no rows.
-winsize terminalSize() noexcept;
 
 } // namespace host
