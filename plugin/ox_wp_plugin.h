@@ -6,7 +6,7 @@
  * pointers, and the host calls them:
  *
  *   initialise -> parse a file -> read its properties -> get its sections -> read their properties
- *   and those of their variables -> copy samples -> release all files -> release the plug-in
+ *   and those of their variables -> copy samples -> release the plug-in object
  *
  * A variable is one recorded signal. In a miniSEED file it is a data stream.
  *
@@ -14,15 +14,16 @@
  * that of 64-bit little-endian Linux and is fixed byte for byte; the assertions at the end of the
  * file check every offset.
  *
- * Everything here holds for any plug-in, except the block "The plug-in ox_wp_plugin_geo" near the
- * end. That block describes the plug-in that comes with this header.
+ * Everything here holds for any plug-in, except "The plug-in ox_wp_plugin_geo" near the end, which
+ * describes the one that comes with this header.
  *
  * Rules for every function:
  *
- * - Threads. Make one call at a time in the whole process, even for different plug-in objects: a
- *   plug-in takes no lock, and a library that it uses can keep one state per process. A plug-in
- *   starts no thread.
- * - Output. A plug-in prints nothing.
+ * - Threads. Make one call at a time in the whole process, from any thread, even for different
+ *   plug-in objects: neither a plug-in nor the libraries that it uses need take a lock.
+ * - Process. A plug-in prints nothing and starts no thread. It depends on no locale, and changes
+ *   nothing of the process but what this header names.
+ * - Files. To close a file alone, give each file a plug-in object of its own and release that.
  * - Status. An int result is 0 for success and 1 for failure, unless the function says otherwise.
  * - Null. An argument can be null only where the function says what it then does. Passing a handle
  *   that is neither null nor valid is undefined behaviour.
@@ -60,14 +61,14 @@ typedef void* ox_wp_plugin_handle;
 typedef void* ox_wp_file_handle;
 typedef void* ox_wp_section_handle;
 
-/* The kinds of values and of samples. A host may pass any 32-bit value where one is expected. */
+/* The kinds of values and of samples. Any 32-bit value may be `type` of copy_variable_data. */
 #ifdef __cplusplus
 enum ox_wp_data_type : int32_t
 #else
 enum ox_wp_data_type
 #endif
 {
-  ox_wp_type_none = 0,     /* of samples: conversion is not promised; a copy may fail or succeed */
+  ox_wp_type_none = 0,     /* as a variable's type: a copy may fail */
   ox_wp_type_string = 2,   /* a string, in string_value */
   ox_wp_type_message = 8,  /* a numbered message: code in integer_value, string in string_value */
   ox_wp_type_double = 10,  /* an IEEE double, in double_value; of samples: an array of doubles */
@@ -85,11 +86,12 @@ enum ox_wp_prop_identifier {
   ox_wp_prop_none = 0, /* no property was delivered */
 
   /* The plug-in. These have no fixed index: see get_plugin_property. */
-  ox_wp_prop_file_extension = 145, /* string: a pattern of file names that the plug-in reads */
+  ox_wp_prop_file_extension = 145, /* string: a shell pattern for names of files that the plug-in
+                                      reads. A host tries "*" after patterns like "*.mseed". */
   ox_wp_prop_exporter = 147,       /* string: a format that the plug-in exports */
   ox_wp_prop_plugin_name = 144,    /* string */
   ox_wp_prop_plugin_version = 146, /* string */
-  ox_wp_prop_error_message = 148,  /* message: a queued message with its code */
+  ox_wp_prop_error_message = 148,  /* message: queued; its code means what the plug-in chooses */
 
   /* A file. */
   ox_wp_prop_file_kind = 9,      /* integer: 0; no other kind is defined */
@@ -97,8 +99,8 @@ enum ox_wp_prop_identifier {
   ox_wp_prop_file_changed = 11,  /* integer: the change flag. 1 if the file on disk changed since
                                     the flag was last read (at first: since the file was parsed),
                                     else 0. Each change is reported once. The file has changed when
-                                    its size differs, or its modification time in whole seconds, or
-                                    when it has vanished. */
+                                    it is gone, or its size or modification time in whole seconds
+                                    differs: not if rewritten to its size within a second. */
 
   /* A section. */
   ox_wp_prop_section_kind = 38,    /* integer: 0; no other kind is defined */
@@ -194,8 +196,8 @@ typedef struct _ox_wp_plugin_functions_type {
    * Any index past the end clears the queue: a full walk delivers every message once, and a walk
    * that stops early leaves all of them queued.
    *
-   * The result means nothing: look at property->identifier, which is 0 for an index that is
-   * negative or past the end. Does nothing when `plugin` or `property` is null.
+   * Ignore its result: look at property->identifier, which is 0 for an index that is negative or
+   * past the end. Does nothing when `plugin` or `property` is null.
    */
   int (*get_plugin_property)(ox_wp_plugin_handle plugin, int index, _ox_wp_prop_type* property);
 
@@ -203,9 +205,9 @@ typedef struct _ox_wp_plugin_functions_type {
      Does nothing when `plugin` is null. */
   void (*release)(ox_wp_plugin_handle plugin);
 
-  /* Returns the error string of the last parse_file or copy_variable_data, which both clear it at
-     their start: empty when there is none. Valid until the next call on the same plug-in object.
-     Returns null only when `plugin` is null. */
+  /* Returns why the last parse_file or copy_variable_data failed: a string that both clear at their
+     start. A queued message says all else, since a host shows both. Valid until the next call on
+     the same plug-in object. Null only when `plugin` is null. */
   const char* (*get_error_message)(ox_wp_plugin_handle plugin);
 
   /*
@@ -224,9 +226,8 @@ typedef struct _ox_wp_plugin_functions_type {
 
   void* reserved_48; /* null */
 
-  /* Destroys one file and returns 0. A plug-in need not offer this: then it returns 1, releases
-     nothing, and only release_all_files and release free memory. Returns 1 when `plugin` or `file`
-     is null. */
+  /* Destroys one file and returns 0. A plug-in need not offer this: then it returns 1 and releases
+     nothing. Returns 1 when `plugin` or `file` is null. */
   int (*release_file)(ox_wp_plugin_handle plugin, ox_wp_file_handle file);
 
   /* Destroys all files of the plug-in. Every file and section handle, and every string of a file,
@@ -274,12 +275,11 @@ typedef struct _ox_wp_plugin_functions_type {
    *
    * `type` must be ox_wp_type_double. `size` is the size of the buffer in BYTES, not in samples. It
    * is rounded down to whole doubles, so one call delivers at most 268,435,455 samples. A size
-   * below 8, which may be negative, stores nothing: `buffer` may then be null, and the result means
-   * nothing.
+   * below 8, which may be negative, stores nothing: `buffer` may then be null. Ignore the result.
    *
    * Returns 0 when the buffer was filled and the file read to its end; 1 otherwise:
-   * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null: no
-   *   buffer is touched.
+   * - `section` is null, there is no such variable, `type` is another one, or `buffer` is null: the
+   *   buffer is not touched.
    * - The buffer is larger than the variable, or some records cannot be decoded: the samples found
    *   are at the start of the buffer, and the rest of it is not touched. Their number is not
    *   reported: fill the buffer with a mark (a NaN) beforehand to see it.
@@ -324,32 +324,32 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *
  * What is true of the plug-in that comes with this header, and need not be true of another:
  *
- * - Files. It delivers miniSEED files: one section with a variable for each data stream, in the
- *   order of their first records. It opens regular files only, never a pipe or a device. It
+ * - Files. It delivers miniSEED 2: one section with a variable for each data stream, in the order
+ *   of their first records. It declines all else: miniSEED 3, packed miniSEED, SEG-2, Geopsy signal
+ *   files, what is no regular file; and of miniSEED 2 what is named *.dat or *.seg2, and what has
+ *   bytes that are not text among its first twenty, such as codes padded with zero bytes. It
  *   registers the single pattern "*", no exporter, no name and no version. It reports no messages,
  *   and its error string is always empty: parse_file does not say why it declined a file.
  * - Paths. parse_file edits its path. It drops white space around it. "/", "\" and "^" separate
  *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
  *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what
- *   is not set stays as it is. All this is done twice, so the second time can replace what the
- *   first one has uncovered: "./~/a" becomes "~/a" and then $HOME/a. An absolute path names a
- *   folder "~" safely.
+ *   is not set stays. All this is done twice: "./~/a" becomes "~/a" and then $HOME/a. What cannot
+ * be named so is opened through a symbolic link with a plain name and the same ending; the change
+ *   flag follows it.
  * - Names are those of the source: "NET_STA_LOC_CHA".
  * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
  *   section share one string: the next label overwrites it.
- * - Times. A start is the low 32 bits of the microseconds since 1970, in seconds. It is between
- *   -2147.483648 and 2147.483647 and repeats every 71.6 minutes. It is no date: two recordings can
- *   show the same one. An end is rounded once.
+ * - Times. A start is the low 32 bits of the microseconds since 1970, in seconds, -2147.483648 to
+ *   2147.483647. It repeats every 71.6 minutes and is no date. A start b is remainder(b - a,
+ *   4294.967296) after a, if they are not 35 minutes apart. An end is rounded once.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
  *   the same. Of a record that declares more samples than it holds, a copy finds those that it
  *   holds; of a compressed one whose end is missing, none.
- * - Copies. Each copy reads the whole file, however small the buffer. Samples are never kept.
- * - release_file always returns 1. A host that parses again and again calls release_all_files from
- *   time to time.
+ * - Copies. Each copy reads all headers of the file and decodes the records of its own stream,
+ *   however small the buffer. Samples are never kept. release_file always returns 1.
  * - libmseed. Each parse and each copy sets log handlers of libmseed that discard messages, for the
- *   whole process. A host that uses libmseed too sets its own handlers again afterwards
- *   (ms_loginit).
+ *   whole process. A host that uses libmseed too sets its own again afterwards (ms_loginit).
  * - The library stays loaded until the process ends, even after dlclose.
  */
 
