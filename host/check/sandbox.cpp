@@ -25,6 +25,7 @@
 #include <unistd.h>
 
 #include "host/base/messages.h"
+#include "host/base/signals.h"
 #include "host/base/output.h"
 #include "host/boundary/names.h"
 

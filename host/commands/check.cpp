@@ -11,7 +11,6 @@
 #include <fmt/core.h>
 
 #include "host/base/messages.h"
-#include "host/base/signals.h"
 #include "host/boundary/names.h"
 #include "host/check/sandbox.h"
 #include "host/commands/commands.h"
