@@ -1,6 +1,5 @@
-# Makes one C program of a page's snippets. A page with several has the first at the top of the program
-# and the others in main; a single one is the whole program. Compilers and assertions name the page's own
-# lines.
+# Makes one C program of a page's snippets: the first is at the top of the program, the others are in main.
+# Compilers and failures name the page's own lines.
 /^```c$/ {
   inside = 1
   if (++snippets == 2) {
@@ -15,6 +14,5 @@
 /^```$/ { inside = 0 }
 inside
 END {
-  if (snippets > 1)
-    print "return 0;\n}"
+  print "return 0;\n}"
 }
