@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <exception>
+#include <functional>
 #include <new>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fmt/core.h>
 #include <fmt/ranges.h>
 
 #include "host/base/messages.h"
@@ -50,40 +51,31 @@ public:
     std::reverse(arguments.begin(), arguments.end()); // CLI11 takes the last first
     std::transform(arguments.begin(), arguments.end(), arguments.begin(), withMark);
     try {
-      if (!isFirstArgument(first))
-        throw CLI::ValidationError(first, "a subcommand comes first, as in ox-wp-host list " +
-                                              (first.starts_with('-') ? "FILE" : first));
+      throwIfNoSubcommand(first);
       app_.parse(std::move(arguments));
-      return runSubcommand(app_.get_subcommands()[0]->get_name());
+      return run_();
     } catch (const CLI::ParseError& error) {
       return show(error);
     }
   }
 
 private:
-  bool isFirstArgument(const std::string& argument) const {
-    const auto isNamed = [&](const CLI::App* command) { return command->get_name() == argument; };
-    return argument == "-h" || argument == "--help" || argument == "--version" ||
-           !app_.get_subcommands(isNamed).empty();
+  void throwIfNoSubcommand(const std::string& first) const {
+    if (first == "-h" || first == "--help" || first == "--version")
+      return;
+    if (first.starts_with('-'))
+      throw CLI::ValidationError(first, "a subcommand comes first, as in ox-wp-host list FILE");
+    std::vector<std::string> names;
+    for (const CLI::App* command : app_.get_subcommands({}))
+      names.push_back(command->get_name());
+    if (std::find(names.begin(), names.end(), first) == names.end())
+      throw CLI::ValidationError(
+          fmt::format("no subcommand {}; there are {}", first, fmt::join(names, ", ")));
   }
 
-  // What is wrong in the command line is found before the plug-in is loaded.
-  int runSubcommand(const std::string& name) {
-    if (name == "export" && request_.files.size() > 1)
-      throw CLI::ValidationError(fmt::format("export reads one file, not {}: {}",
-                                             request_.files.size(),
-                                             fmt::join(request_.files, " ")));
-    if (!(request_.window.from < request_.window.to)) // nor NaN
-      throw CLI::ValidationError("--from must be less than --to");
-    if (request_.format.empty())
-      request_.format = name == "list" ? "table" : "csv";
-    if (name == "check")
-      return check(request_);
+  int runWithPlugin(int (*subcommand)(const Plugin&, const Request&)) const {
     const Library library(request_.plugin.empty() ? defaultPluginPath() : request_.plugin);
-    const Plugin plugin(library);
-    return name == "list"   ? list(plugin, request_)
-           : name == "plot" ? plot(plugin, request_)
-                            : exportSamples(plugin, request_);
+    return subcommand(Plugin(library), request_);
   }
 
   // Help goes to standard output, where a failure to write it is an error. Messages go to standard
@@ -98,6 +90,8 @@ private:
       return kSuccess;
     }
     std::string reason = error.what();
+    if (error.get_name() == "ArgumentMismatch") // CLI11's message names types
+      reason = reason.substr(0, reason.find(':')) + " takes one value";
     for (const std::string& argument : app_.remaining(true))
       if (argument.size() > 1 && argument[0] == '-' && argument != "--")
         reason = "unknown option " + withoutMark(argument);
@@ -109,8 +103,11 @@ private:
     return kWrongUse;
   }
 
-  CLI::App* addCommand(const char* name, const char* about, const std::string& example) {
+  // What is wrong in the command line is found before `run` is called, which loads the plug-in.
+  CLI::App* addCommand(const char* name, const char* about, const std::string& example,
+                       std::function<int()> run) {
     CLI::App* command = app_.add_subcommand(name, about);
+    command->callback([this, run = std::move(run)] { run_ = run; });
     command->footer("Example:\n  ox-wp-host " + example);
     return command;
   }
@@ -145,6 +142,7 @@ private:
 
   // The first format is the default.
   void addFormatOption(CLI::App* command, const std::vector<std::string>& formats) {
+    command->preparse_callback([=, this](std::size_t) { request_.format = formats[0]; });
     command->add_option("--format", request_.format, "Format of the output")
         ->check(CLI::IsMember(formats))
         ->type_name("NAME")
@@ -153,7 +151,8 @@ private:
 
   void addList() {
     CLI::App* command =
-        addCommand("list", "Shows the streams of files", "list --format json station.mseed");
+        addCommand("list", "Shows the streams of files", "list --format json station.mseed",
+                   [this] { return runWithPlugin(list); });
     addInput(command, "Data files");
     command->add_flag("--samples", request_.samples,
                       "Copies the samples too, which reads the whole file for each stream");
@@ -163,8 +162,10 @@ private:
   void addExport() {
     CLI::App* command = addCommand(
         "export", "Writes samples as CSV (stream,time_s,value) or as little-endian doubles (f64)",
-        "export --stream 'GR_*_BHZ' station.mseed -o station.csv");
+        "export --stream 'GR_*_BHZ' station.mseed -o station.csv",
+        [this] { return runWithPlugin(exportSamples); });
     addInput(command, "Data file");
+    command->get_option("FILE")->expected(1);
     CLI::Option* output = addOutputOption(command, "The file to write; - is standard output");
     command
         ->add_option("--split", request_.folder,
@@ -176,7 +177,11 @@ private:
 
   void addPlot() {
     CLI::App* command = addCommand("plot", "Draws waveforms with gnuplot",
-                                   "plot station.mseed -o station.png --from 30 --to 90");
+                                   "plot station.mseed -o station.png --from 30 --to 90", [this] {
+                                     if (!(request_.window.from < request_.window.to)) // nor NaN
+                                       throw CLI::ValidationError("--from must be less than --to");
+                                     return runWithPlugin(plot);
+                                   });
     addInput(command, "Data files");
     addOutputOption(command, "A file named *.svg or *.png; - is standard output, in characters")
         ->check([](const std::string& name) {
@@ -193,20 +198,25 @@ private:
   void addCheck() {
     CLI::App* command =
         addCommand("check", "Checks whether a plug-in keeps the rules of the boundary",
-                   "check ./ox_wp_plugin_geo.so station.mseed");
+                   "check ./ox_wp_plugin_geo.so station.mseed", [this] { return check(request_); });
     command->add_option("PLUGIN", request_.plugin, "The library")->type_name("")->required();
     addFiles(command, "Data files that it reads");
     addPatterns(command, "--rule",
                 "Only rules whose name matches this pattern; can be given again");
     command
         ->add_option("--time-limit", request_.timeLimit, "Seconds that a rule may take on a file")
-        ->check(CLI::Range(1, 86400))
+        ->check([](const std::string& value) {
+          return CLI::Range(1, 86400)(value).empty()
+                     ? ""
+                     : value + " is no whole number from 1 to 86400";
+        })
         ->type_name("SECONDS")
         ->capture_default_str();
   }
 
   CLI::App app_;
   Request request_;
+  std::function<int()> run_; // the subcommand that is named
 };
 
 } // namespace

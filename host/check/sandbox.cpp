@@ -26,7 +26,6 @@
 
 #include "host/base/messages.h"
 #include "host/base/signals.h"
-#include "host/base/output.h"
 #include "host/boundary/names.h"
 
 namespace host {

@@ -36,9 +36,9 @@ Strings split(const std::string& string, char separator) {
 TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
   // What is said may be on standard output or error.
   const std::vector<std::tuple<Strings, int, const char*>> cases = {
-      {{}, 0, "Subcommands:"},
+      {{}, 0, "  export  "},
       {{"--version"}, 0, "ox-wp-host " OX_WP_HOST_VERSION "\n"},
-      {{"some"}, 2, "some: a subcommand comes first, as in ox-wp-host list some\n"},
+      {{"lis"}, 2, "no subcommand lis; there are list, export, plot, check\n"},
       {{"--plugin", "p", "list", "some"}, 2, "--plugin: a subcommand comes first"},
       {{"plot", "some", "missing"}, 1, "missing: No such file"},
       {{"plot", "some", "--stream", "A", "--stream", "no"}, 1, "\nox-wp-host: no: no stream has"},
@@ -47,17 +47,17 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
        1,
        "ox-wp-host: a picture has room for 150"},
       {{"list", "--sample", "some"}, 2, "unknown option --sample"},
-      {{"export", "--output=", "some", "two"}, 2, "--output: an empty value"},
+      {{"export", "--output=", "some"}, 2, "--output: an empty value"},
       {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
+      {{"list", "some", "--stream"}, 2, "ox-wp-host: --stream takes one value\n"},
       {{"list", "--", "++", "[1]", "-x"}, 0, "\n\n-x: 1 stream\n"},
       {{"list", "-"}, 1, "-: standard input cannot be read"},
       {{"list", "--samples", "none", "some"}, 1, "none: A: none of 9 samples can be read"},
       {{"list", "two"}, 0, "  section  name  samples"},
-      {{"export", "b", "a"}, 2, "export reads one file, not 2: b a\n"},
-      {{"export", "--", "b", "a"}, 2, "export reads one file, not 2: b a\n"},
+      {{"export", "--", "b", "a"}, 2, "FILE takes one value\n"},
       {{"plot", "some", "-o", "some.gif"}, 2, "neither *.svg nor *.png"},
       {{"plot", "some", "--from", "2", "--to", "1", "--plugin", "x"}, 2, "--from must be less"},
-      {{"check", FAKE_PLUGIN, "--time-limit", "0"}, 2, "--time-limit"},
+      {{"check", FAKE_PLUGIN, "--time-limit", "1.5"}, 2, "1.5 is no whole number"},
       {{"check", FAKE_PLUGIN, "missing"}, 1, "missing: No such file"},
       {{"check", FAKE_PLUGIN, "--rule", "missing"}, 1, "missing: no rule has such a name"},
   };
