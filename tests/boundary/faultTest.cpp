@@ -81,7 +81,8 @@ protected:
           const bool happened = visit(which, kind, call, lasting);
           EXPECT_EQ(liveAllocations, allocations);
           EXPECT_EQ(openDescriptors(), descriptors);
-          ASSERT_FALSE(HasFailure()) << "step " << which << ", call " << call << lasting;
+          ASSERT_FALSE(HasFailure())
+              << "step " << which << ", call " << call << (lasting ? " and all after it" : "");
           ASSERT_TRUE(happened || call > 0) << "no such call in step " << which;
           if (!happened)
             break;

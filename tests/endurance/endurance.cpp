@@ -113,6 +113,7 @@ void endureChangingFiles(double seconds) {
 
 int main(int argc, char** argv) {
   try {
+    (void)setvbuf(stdout, nullptr, _IOLBF, 0); // the alarm loses what is buffered
     expect(argc == 3, "usage: ox-wp-endure MEGABYTES SECONDS");
     endureLargeFiles(std::strtoul(argv[1], nullptr, 10));
     endureChangingFiles(std::strtod(argv[2], nullptr));

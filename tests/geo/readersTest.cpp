@@ -150,10 +150,3 @@ TEST(Dispatcher, ReadersHaveTheirOrder) {
 }
 
 // No reader returns this code today.
-TEST(Dispatcher, KeepsTheMessageOfAPartialParse) {
-  cGeoFileParser parser;
-  ox3::returnCode code = ox3::rcPartlyParsed;
-  EXPECT_TRUE(parser.printErrorMessageAndQuit("a", code));
-  EXPECT_EQ(code, ox3::rcPartlyParsed);
-  EXPECT_EQ(parser.message(), "The file \"a\" was parsed only partially .");
-}

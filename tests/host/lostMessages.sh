@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # lostMessages.sh HOST PLUGIN: messages that cannot be written are lost, and nothing else happens.
-cd "$(mktemp -d)" || exit 1
+set -euo pipefail
+trap 'echo "line $LINENO fails"' ERR
+cd "$(mktemp -d)"
 trap 'rm -rf "$PWD"' EXIT
 echo "A 10 9 8 0 1" >file # one sample is missing, which export reports
 for stream in "2>/dev/full" "2>&-"; do
-  eval "'$1' export file --plugin '$2' -o out $stream" || exit 1
-  [ "$(wc -l <out)" -eq 9 ] || exit 1
-  eval "'$1' list missing --plugin '$2' $stream" && exit 1
-  [ $? -eq 1 ] || exit 1
+  eval "'$1' export file --plugin '$2' -o out $stream"
+  [ "$(wc -l <out)" -eq 9 ]
+  status=0
+  eval "'$1' list missing --plugin '$2' $stream" || status=$?
+  [ $status -eq 1 ]
 done
-! "$1" --help >/dev/full 2>&1 # lost help is an error
+if "$1" --help >/dev/full 2>&1; then false; fi # lost help is an error

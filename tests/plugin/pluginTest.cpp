@@ -53,20 +53,6 @@ TEST(Plugin, PropertiesAreOneSequence) {
   EXPECT_STREQ(plugin.getErrorMessage(), "wrong");
 }
 
-TEST(Plugin, FindsAndReleasesItsFiles) {
-  cGeoParserPlugin plugin;
-  std::vector<cGeoParserFile*> files;
-  for (const char* name : {"ab", "a", "a"})
-    files.emplace_back(&plugin.files().emplace_back(plugin))->setFileName(name);
-  EXPECT_EQ(plugin.findFile("a"), files[1]);
-  EXPECT_EQ(plugin.findFile("b"), nullptr);
-  EXPECT_EQ(plugin.releaseFile(files[1]), 0);
-  EXPECT_EQ(plugin.findFile("a"), files[2]);
-  EXPECT_EQ(plugin.releaseFile(nullptr), 1);
-  EXPECT_EQ(plugin.releaseAllFiles(), 0);
-  EXPECT_TRUE(plugin.files().empty());
-}
-
 TEST(PluginFile, StoredPropertiesAreTheSameByIdentifierAndLabel) {
   cGeoParserPlugin plugin;
   cOxWpPluginFile<cGeoParserPlugin, cGeoParserSection> file(plugin);

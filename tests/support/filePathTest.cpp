@@ -1,4 +1,4 @@
-// Paths: what a written path becomes, and what it reports when it cannot be resolved. Status codes.
+// Paths: what a written path becomes, and what it reports when it cannot be resolved.
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -81,13 +81,4 @@ TEST(SpecialPath, HasNoSlashAfterHome) {
   EXPECT_EQ(ox3::evaluateSpecialPath("x~", logger), "x~");
   const Environment none({"HOME"});
   EXPECT_EQ(ox3::evaluateSpecialPath("~x~", logger), "x~");
-}
-
-TEST(StatusCode, KeepsItsString) {
-  const auto ofReader = [](int code) {
-    return ox3::convert_return_code_to_string(static_cast<ox3::returnCode>(code));
-  };
-  EXPECT_EQ(ofReader(22), "encodeing failed"); // programs compare it
-  EXPECT_EQ(ofReader(17), "");                 // no status
-  EXPECT_EQ(ox3::convert_ox_return_code_to_string(4), "-");
 }
