@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 
+#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/types.h>
+#include <unistd.h>
 
+#include "host/base/messages.h"
 #include "host/check/rules.h"
 
 namespace host {
@@ -25,24 +28,27 @@ void returnsFromEveryFunction(Loaded& loaded) {
 void returnsForDamagedFiles(Loaded& loaded) {
   const std::string& path = loaded.subject.file;
   const auto use = [&] { Loaded(loaded.subject).useEverything(); };
-  const std::uintmax_t size = std::filesystem::file_size(path);
-  constexpr std::uintmax_t kHeader = 64; // bytes, of which none is left out
-  std::array<char, 4> bytes{};
-  for (std::uintmax_t start = 0; start + bytes.size() <= size;
-       start += start < kHeader ? bytes.size() : std::max(bytes.size(), size / 8)) {
-    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-    const auto turn = [&] {
-      file.seekg(static_cast<std::streamoff>(start)).read(bytes.data(), bytes.size());
-      for (char& byte : bytes)
-        byte = static_cast<char>(~byte);
-      file.seekp(static_cast<std::streamoff>(start)).write(bytes.data(), bytes.size()).flush();
+  constexpr off_t kBytes = 4;
+  constexpr off_t kHeader = 64; // of which no byte is left out
+  const auto size = static_cast<off_t>(std::filesystem::file_size(path));
+  const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  for (off_t at = 0; at + kBytes <= size;
+       at += at < kHeader ? kBytes : std::max(kBytes, size / 8)) {
+    const auto put = [&](const char* bytes) {
+      if (pwrite(file, bytes, kBytes, at) != kBytes)
+        throw systemError(path);
     };
-    turn();
-    use();
-    turn(); // back
+    std::array<char, kBytes> before{};
+    if (pread(file, before.data(), kBytes, at) != kBytes)
+      throw systemError(path);
+    for (const char* const damage : {"\xFF\xFF\xFF\xFF", "9999"}) {
+      put(damage);
+      use();
+    }
+    put(before.data());
   }
-  for (const std::uintmax_t length : {size / 2, std::uintmax_t{1}, std::uintmax_t{0}}) {
-    std::filesystem::resize_file(path, length);
+  for (const off_t length : {size / 2, off_t{1}, off_t{0}}) {
+    std::filesystem::resize_file(path, static_cast<std::uintmax_t>(length));
     use();
   }
 }

@@ -7,7 +7,6 @@
 #include <iterator>
 #include <locale>
 
-#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -89,12 +88,6 @@ ProcessState processState() {
   std::string environment;
   for (char** variable = environ; *variable; ++variable)
     environment.append(*variable) += '\n';
-  std::string handlers;
-  for (int signal = 1; signal < SIGRTMAX; ++signal) {
-    struct sigaction action{};
-    sigaction(signal, nullptr, &action);
-    handlers += fmt::format("{} ", reinterpret_cast<std::uintptr_t>(action.sa_handler));
-  }
   const volatile double smallest = DBL_MIN; // so that half of it is not computed by the compiler
   return {
       {"the working folder", std::filesystem::current_path().string()},
@@ -103,7 +96,6 @@ ProcessState processState() {
       {"the rounding of numbers", std::to_string(fegetround())},
       {"the arithmetic of numbers near 0", smallest / 2 > 0 ? "exact" : "0"},
       {"the environment", environment},
-      {"a signal's handler", handlers},
       {"the number of threads", std::to_string(entriesIn("/proc/self/task"))},
   };
 }

@@ -88,27 +88,21 @@ std::size_t declaredSamples(const PropertySource& variable) {
   return static_cast<std::size_t>(declared);
 }
 
-// Calls visit(variable, declared) for the first deliverable streams.
-template<class Visit>
-void forFirstStreams(const Loaded& loaded, Visit visit) {
-  std::size_t tried = 0;
-  loaded.forEachVariable([&](const PropertySource& variable) {
-    const std::size_t declared = declaredSamples(variable);
-    if (declared > 0 && tried++ < kStreamsTried)
-      visit(variable, declared);
-  });
-}
-
-// Tries a rule on the first deliverable streams. One that it skips does not count, unless it skips
-// all of them.
-template<void (*rule)(const CopiedStream& stream)>
+// Tries a rule on the first deliverable streams, and on those of them without samples only if it is
+// about these. One that it skips does not count, unless it skips all of them.
+template<void (*rule)(const CopiedStream& stream), bool isOfEmpty = false>
 void onStreams(Loaded& loaded) {
   Skipped reason("none of the first streams has samples that can be copied");
+  std::size_t tried = 0;
   bool anyKept = false;
-  forFirstStreams(loaded, [&](const PropertySource& variable, std::size_t declared) {
+  loaded.forEachVariable([&](const PropertySource& variable) {
+    const std::size_t declared = declaredSamples(variable);
+    if (declared == 0 || tried == kStreamsTried)
+      return;
+    ++tried;
     try {
       const CopiedStream stream(variable, declared);
-      if (stream.samples.empty())
+      if (stream.samples.empty() && !isOfEmpty)
         return;
       rule(stream);
       anyKept = true;
@@ -120,12 +114,10 @@ void onStreams(Loaded& loaded) {
     throw Skipped(reason);
 }
 
-void findsWhatIsDeclared(Loaded& loaded) {
-  forFirstStreams(loaded, [](const PropertySource& variable, std::size_t declared) {
-    const std::size_t found = CopiedStream(variable, declared).samples.size();
-    expect(found == declared, "{}: {} of {} samples are found, unless the file is damaged",
-           variable.name(), found, declared);
-  });
+void findsWhatIsDeclared(const CopiedStream& stream) {
+  const std::size_t found = stream.samples.size();
+  expect(found == stream.declared, "{}: {} of {} samples are found, unless the file is damaged",
+         stream.variable.name(), found, stream.declared);
 }
 
 void expectNothingCopied(const PropertySource& variable, const std::string& what, std::size_t count,
@@ -193,7 +185,8 @@ void refusesNullSections(Loaded& loaded) {
 
 constexpr std::array kRules = std::to_array<Rule>({
     {"a copy from a null section is refused", refusesNullSections},
-    {"a copy finds the samples that are declared", findsWhatIsDeclared, Needs::file},
+    {"a copy finds the samples that are declared", onStreams<findsWhatIsDeclared, true>,
+     Needs::file},
     {"buffers of the stream's length or less are filled", onStreams<fillsBuffers>, Needs::file},
     {"a longer buffer gives 1 and holds all samples", onStreams<reportsLongCopies>, Needs::file},
     {"sizes below a sample store nothing", onStreams<storesNothingInSmallSizes>, Needs::file},

@@ -19,7 +19,6 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/sendfile.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,7 +35,7 @@ namespace fs = std::filesystem;
 
 using Clock = std::chrono::steady_clock;
 
-class FileCopy;
+struct FileCopy;
 
 // What a signal that ends this process ends and removes first.
 std::atomic<pid_t> runningChild = 0;
@@ -44,54 +43,33 @@ std::atomic<const FileCopy*> currentCopy = nullptr;
 
 // A copy of a data file under its own name, in a folder of its own: a plug-in under test may write
 // into it. The parent makes it and removes it: the child may crash.
-class FileCopy {
-public:
-  explicit FileCopy(const fs::path& original) : FileCopy() { // so the folder goes if this throws
-    path_ = folder_ / original.filename();
-    currentCopy = this; // once there is all that a signal handler reads
-    copyContent(original);
-    setModificationTime(path_, kTimeOfCopies);
+struct FileCopy {
+  FileCopy() {
+    const char* where = getenv("TMPDIR");
+    folder = fs::path(where && *where != '\0' ? where : "/tmp") / "ox-wp-host-XXXXXX";
+    if (!mkdtemp(folder.data()))
+      throw systemError(folder + " (see TMPDIR)");
   }
   ~FileCopy() {
     std::error_code ignored;
-    fs::remove_all(folder_, ignored); // with what the plug-in put beside the copy
+    fs::remove_all(folder, ignored); // with what the plug-in put beside the copy
     currentCopy = nullptr;
   }
   FileCopy(const FileCopy&) = delete;
   FileCopy& operator=(const FileCopy&) = delete;
 
-  const fs::path& path() const noexcept { return path_; }
-
-  // Removes it as far as a signal handler can.
-  void removeInHandler() const noexcept {
-    unlink(path_.c_str());
-    rmdir(folder_.c_str());
+  void make(const fs::path& original) {
+    path = folder / original.filename();
+    currentCopy = this; // once there is all that a signal handler reads
+    if (fs::space(folder).available < fs::file_size(original)) // copy_file() would not say so
+      throw systemError(folder + " (see TMPDIR)", ENOSPC);
+    fs::copy_file(original, path);
+    fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
+    setModificationTime(path, kTimeOfCopies);
   }
 
-private:
-  FileCopy() {
-    const char* where = getenv("TMPDIR");
-    folder_ = fs::path(where && *where != '\0' ? where : "/tmp") / "ox-wp-host-XXXXXX";
-    if (!mkdtemp(folder_.data()))
-      throw systemError(folder_ + " (see TMPDIR)");
-  }
-
-  void copyContent(const fs::path& original) const {
-    const int from = open(original.c_str(), O_RDONLY | O_CLOEXEC);
-    const int to = open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
-    ssize_t sent = 0;
-    do
-      sent = sendfile(to, from, nullptr, 1 << 30);
-    while (sent > 0);
-    const int code = errno;
-    close(from);
-    close(to);
-    if (sent < 0)
-      throw systemError(path_.string() + " (see TMPDIR)", code);
-  }
-
-  std::string folder_;
-  fs::path path_;
+  std::string folder;
+  fs::path path;
 };
 
 extern "C" void endChild(int /*signal*/) {
@@ -101,8 +79,10 @@ extern "C" void endChild(int /*signal*/) {
 
 void endChildAndRemoveCopy() {
   endChild(0);
-  if (const FileCopy* copy = currentCopy)
-    copy->removeInHandler();
+  if (const FileCopy* copy = currentCopy) {
+    unlink(copy->path.c_str());
+    rmdir(copy->folder.c_str());
+  }
 }
 
 // What the child leaves for its parent. Both have it in memory at the same address.
@@ -211,8 +191,8 @@ Outcome tryInChild(const Rule& rule, const std::string& plugin, const std::strin
   cleanUpOnEndingSignals(endChildAndRemoveCopy);
   std::optional<FileCopy> copy;
   if (!file.empty())
-    copy.emplace(file);
-  const std::string tried = copy ? pathForPlugin(copy->path()) : "";
+    copy.emplace().make(file);
+  const std::string tried = copy ? pathForPlugin(copy->path) : "";
   const int printed = emptyPrintedFile();
   Report& report = emptyReport();
   const auto start = Clock::now();

@@ -50,7 +50,6 @@ constexpr std::array kBreakages = std::to_array<Breakage>({
     {"UMASK", kProcess, "the umask"},
     {"ROUNDING", kProcess, "the rounding"},
     {"ENVIRONMENT", kProcess, "the environment"},
-    {"SIGNAL", kProcess, "a signal"},
     {"THREAD", kProcess, "the number of threads"},
     {"GROWS", "the file is only read", "written to"},
     {"LOCALE", "nothing depends on the locale", "de_DE"},

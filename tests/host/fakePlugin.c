@@ -7,7 +7,6 @@
 #include <locale.h>
 #include <math.h>
 #include <pthread.h>
-#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -172,8 +171,6 @@ static void changeProcess(void) {
     fesetround(FE_UPWARD);
   if (breaks("ENVIRONMENT"))
     setenv("TZ", "UTC", 1);
-  if (breaks("SIGNAL"))
-    signal(SIGINT, SIG_IGN);
   if (breaks("THREAD"))
     pthread_create(&(pthread_t){0}, NULL, idle, NULL);
 }
