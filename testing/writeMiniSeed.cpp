@@ -1,4 +1,5 @@
 // write-miniseed: writes a small three-channel recording to the path given.
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 
@@ -11,9 +12,11 @@ int main(int argc, char** argv) {
   }
   try {
     constexpr std::size_t kSampleCount = 3000;
+    constexpr std::int64_t kStart = 1718091882956800; // 2024-06-11T07:44:42.9568Z
     std::vector<std::string> streams;
     for (const char* channel : {"BHE", "BHN", "BHZ"}) {
-      const miniSeedFile::Stream stream{.location = "00", .channel = channel, .sampleRate = 20};
+      const miniSeedFile::Stream stream{
+          .location = "00", .channel = channel, .sampleRate = 20, .startTime = kStart};
       const auto seed = static_cast<int>(streams.size());
       streams.push_back(miniSeedFile::pack(stream, miniSeedFile::wave(kSampleCount, seed)));
     }
