@@ -1,6 +1,7 @@
 #include "host/listing/listing.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 
@@ -136,16 +137,28 @@ Json propertiesJson(const Properties& properties) {
   return json;
 }
 
+// The properties that have a field of their own in the JSON of a stream.
+constexpr std::array kFields = {ox_wp_prop_variable_name, ox_wp_prop_sample_count,
+                                ox_wp_prop_x_step,        ox_wp_prop_x_start,
+                                ox_wp_prop_x_end,         ox_wp_prop_variable_data_type};
+
+bool hasField(const Property& property) {
+  return std::find(kFields.begin(), kFields.end(), property.identifier) != kFields.end();
+}
+
 Json streamJson(const Stream& stream) {
+  Properties others = stream.properties;
+  std::erase_if(others, hasField);
   return {{"section", stream.sectionIndex},
           {"variable", stream.variable},
           {"name", stream.name()},
           {"samples", stream.sampleCount()},
+          {"interval", numberJson(stream.interval())},
           {"rate", stream.interval() == 0 ? Json(nullptr) : numberJson(stream.sampleRate())},
           {"start", numberJson(stream.start())},
           {"end", numberJson(stream.end())},
           {"type", stream.isDeliverable() ? "double" : "none"},
-          {"properties", propertiesJson(stream.properties)}};
+          {"properties", propertiesJson(others)}};
 }
 
 // Names can hold any bytes; JSON is UTF-8.

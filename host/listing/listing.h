@@ -31,7 +31,7 @@ struct Format {
 };
 
 // table: aligned columns for people, below a line that names the file.
-// json:  every property of every level. Numbers that JSON lacks are strings, such as "nan".
+// json:  every property of every level, once. Numbers that JSON lacks are strings, such as "nan".
 // csv:   a row for each stream. Every number but the rate reads back as the same double, and times
 //        as the same nanosecond.
 const Format& formatNamed(const std::string& name);
