@@ -115,11 +115,18 @@ int exportSamples(const Plugin& plugin, const Request& request) {
   for (const std::string& path : paths)
     refuseToOverwrite(request.files, path);
   std::error_code error;
-  if (isSplit && !fs::create_directories(request.folder, error) && error)
+  const bool isMade = isSplit && fs::create_directories(request.folder, error);
+  if (error)
     throw systemError(request.folder, error.value());
   const std::span<const Stream> all = file.streams;
-  for (std::size_t i = 0; i < paths.size(); ++i)
-    writeStreams(plugin, file, isSplit ? all.subspan(i, 1) : all, request.format, paths[i]);
+  try {
+    for (std::size_t i = 0; i < paths.size(); ++i)
+      writeStreams(plugin, file, isSplit ? all.subspan(i, 1) : all, request.format, paths[i]);
+  } catch (const Error&) {
+    if (isMade)
+      fs::remove(request.folder, error); // which fails unless it is empty
+    throw;
+  }
   return kSuccess;
 }
 
