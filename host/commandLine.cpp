@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include <CLI/CLI.hpp>
-#include <fmt/core.h>
+#include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "host/base/messages.h"

@@ -51,7 +51,7 @@ public:
 
   // Of the first stream, or as many as one copy takes.
   std::size_t sampleCount() const {
-    _ox_wp_prop_type property = {};
+    _ox_wp_prop_type property{};
     table_.get_variable_property(table_.plugin, file_, section_, 0, ox_wp_index_sample_count,
                                  &property);
     constexpr std::int64_t kLargest = INT32_MAX / sizeof(double);
@@ -73,7 +73,7 @@ public:
   }
 
 private:
-  _ox_wp_plugin_functions_type table_ = {};
+  _ox_wp_plugin_functions_type table_{};
   ox_wp_file_handle file_ = nullptr;
   ox_wp_section_handle section_ = nullptr;
 };

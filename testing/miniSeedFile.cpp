@@ -60,7 +60,7 @@ std::string pack(const Stream& stream, const Samples& data) {
       data);
   record->samplecnt = record->numsamples;
   if (stream.exactRate) {
-    blkt_100_s exactRate = {};
+    blkt_100_s exactRate{};
     msr_addblockette(record.get(), reinterpret_cast<char*>(&exactRate), sizeof exactRate, 100, 0);
   }
 

@@ -13,7 +13,7 @@ namespace miniSeedFile {
 struct Stream {
   std::string network = "XX";
   std::string station = "TEST";
-  std::string location = {};
+  std::string location{};
   std::string channel = "BHZ";
   char quality = 'D';
   double sampleRate = 100;    // Hz

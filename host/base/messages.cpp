@@ -20,7 +20,8 @@ bool isStartOfCharacter(char c) noexcept {
 std::string validUtf8(std::string_view bytes) {
   // JSON is UTF-8, so its library can replace what is not.
   using Json = nlohmann::json;
-  return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace));
+  return Json::parse(Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace))
+      .get<std::string>();
 }
 
 } // namespace

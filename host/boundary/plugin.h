@@ -79,7 +79,7 @@ public:
                  std::type_identity_t<Parameters>... arguments) const {
     const auto* const start = reinterpret_cast<const std::byte*>(&functions_);
     const auto offset = reinterpret_cast<const std::byte*>(&(functions_.*slot)) - start;
-    const RunningFunction note(kFunctionNames.at(static_cast<std::size_t>(offset) / sizeof slot));
+    const RunningFunction note(kFunctionNames.at(static_cast<std::size_t>(offset) / sizeof(void*)));
     return (functions_.*slot)(other, arguments...);
   }
 
