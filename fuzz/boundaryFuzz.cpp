@@ -323,13 +323,13 @@ void makeChange(const std::string& path, Change kind, std::size_t share, const s
   }
 }
 
-// Copies the first and the last stream, which are as a plain loop has them.
+// Copies all streams, which are as a plain loop has them.
 void compare(Host& plugin, ox_wp_section_handle section, const std::optional<Plain>& plain) {
   require(!section == (!plain || plain->headers.empty()), "a plain loop reads the same files");
   if (!section)
     return;
   require(plugin.walkAll(section) == plain->headers, "a plain loop finds the same streams");
-  for (const std::size_t stream : {std::size_t{0}, plain->headers.size() - 1}) {
+  for (std::size_t stream = 0; stream < plain->headers.size(); ++stream) {
     const Bits& all = plain->samples[stream];
     const std::int64_t most = std::min(plain->headers[stream].count, kMostSamples) + 3;
     for (const std::int64_t size : {most, most / 2, std::int64_t{0}, std::int64_t{-1}}) {
