@@ -20,35 +20,6 @@ namespace {
 
 constexpr double kMicrosecondsPerSecond = 1000000.0;
 
-// Network, station, location and channel, side by side as libmseed holds them in a record. The
-// source name is made of them.
-constexpr std::size_t kCodesOffset = offsetof(MSRecord, network);
-constexpr std::size_t kCodesSize =
-    offsetof(MSRecord, channel) + sizeof(MSRecord::channel) - kCodesOffset;
-static_assert(kCodesSize == sizeof(MSRecord::network) + sizeof(MSRecord::station) +
-                                sizeof(MSRecord::location) + sizeof(MSRecord::channel));
-
-struct cCodes {
-  explicit cCodes(const MSRecord& record) noexcept {
-    std::memcpy(codes, reinterpret_cast<const char*>(&record) + kCodesOffset, kCodesSize);
-  }
-  bool areOf(const MSRecord& record) const noexcept {
-    return std::memcmp(codes, reinterpret_cast<const char*>(&record) + kCodesOffset, kCodesSize) ==
-           0;
-  }
-  char codes[kCodesSize];
-};
-
-// The codes joined by underscores.
-struct cSourceName {
-  explicit cSourceName(MSRecord& record) noexcept {
-    constexpr flag kWithoutQuality = 0;
-    name[0] = '\0';
-    msr_srcname(&record, name, kWithoutQuality);
-  }
-  char name[kCodesSize]; // long enough: each code is shorter than its array
-};
-
 std::int32_t lowBits(std::int64_t value) noexcept {
   return static_cast<std::int32_t>(value);
 }
@@ -173,16 +144,16 @@ bool cGeoFileParserMiniSeed::parseHeader(cDataFile& data, cGeoParserSection& sec
   std::vector<cCodes> known; // of each stream
   std::size_t stream = 0;
 
-  cRecordStream records(data, cRecordStream::Samples::skipped);
+  cRecordStream records(data);
   while (MSRecord* record = records.next()) {
-    const auto isThisStream = [&] { return !known.empty() && known[stream].areOf(*record); };
+    const auto isThisStream = [&] { return !known.empty() && known[stream].areOf(record->record); };
     if (!isThisStream())
       stream = stream + 1 < known.size() ? stream + 1 : 0;
     if (!isThisStream()) {
       const auto [entry, isNew] = streamByName.try_emplace(cSourceName(*record).name, known.size());
       if (isNew) {
         variables.push_back(variableFor(entry->first, *record));
-        known.emplace_back(*record);
+        known.emplace_back(record->record);
       }
       stream = entry->second;
     }
@@ -203,9 +174,9 @@ bool cGeoFileParserMiniSeed::copyVariableDataDouble(cGeoParserSection& section, 
   std::int64_t copied = 0;
 
   cDataFile data(fileName_);
-  cRecordStream records(data, cRecordStream::Samples::decoded);
-  while (MSRecord* record = records.next()) {
-    if (name != cSourceName(*record).name || !record->datasamples)
+  cRecordStream records(data, name);
+  while (const MSRecord* record = records.next()) {
+    if (!record->datasamples)
       continue;
     // With a negative count this is negative and nothing is stored.
     const std::int64_t n = std::min(records.samplesHeld(), count - copied);

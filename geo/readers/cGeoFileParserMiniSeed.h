@@ -2,8 +2,8 @@
 //
 // A parse reads the headers of all records and makes one section of them, with one variable per
 // stream: its name, its number of samples, and the rate and start of its first record. No samples
-// are kept. A copy reads the file again, records with samples this time, and converts those of one
-// stream to doubles. The records come from libmseed, through cRecordStream.
+// are kept. A copy reads the file again, decodes the records of one stream, and converts their
+// samples to doubles. The records come from libmseed, through cRecordStream.
 #pragma once
 
 #include "geo/cGeoParserPlugin.h"

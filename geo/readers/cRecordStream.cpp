@@ -15,17 +15,23 @@
 
 namespace {
 
-// How far past the file a damaged record leads libmseed. Samples of two bytes, some of which it
-// does not take, begin within 64 KiB and are at most 64 Ki; those of more bytes it takes whatever
-// they are. Headers lead it a few bytes.
+constexpr flag kHeaderOnly = 0;
+constexpr flag kWithSamples = 1;
+
+// For a damaged record libmseed reads past the file, and what lies there decides whether it accepts
+// two-byte samples. So zeros lie there: 64 KiB to their start plus 64 Ki samples. Wider samples are
+// accepted whatever their bytes. Headers lead it a few bytes.
 constexpr std::size_t kZerosForSamples = 192 << 10;
 constexpr std::size_t kZerosForHeaders = MINRECLEN;
 
 // In a damaged record libmseed can read up to MAXRECLEN bytes past its buffer.
 constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
 
-// Odd and negative, so that libmseed takes it for no length of a record.
-constexpr off_t kUnknownSize = -1;
+// Stands for the number of bytes left in the file until that is known. Odd: at the end of the file
+// libmseed takes the low 32 bits of what is left for the length of a record that states none, and
+// until then it has only counted down by MINRECLEN. Far below zero: where a file system knows no
+// positions, libmseed counts from before zero, and with a larger number it would never see the end.
+constexpr off_t kUnknownRest = -(off_t{1} << 62) - 1;
 
 void discard(char* /*message*/) {}
 
@@ -63,7 +69,13 @@ int bytesPerSample(int encoding) noexcept {
 
 } // namespace
 
-cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_cast<flag>(wanted)) {
+cSourceName::cSourceName(MSRecord& record) noexcept {
+  constexpr flag kWithoutQuality = 0;
+  name[0] = '\0';
+  msr_srcname(&record, name, kWithoutQuality);
+}
+
+cRecordStream::cRecordStream(cDataFile& file, std::string_view sourceName) : source_(sourceName) {
   // libmseed prints unless it has other handlers, and does not say which it had before.
   ms_loginit(discard, nullptr, discard, nullptr);
   const std::string_view start = file.start();
@@ -77,18 +89,7 @@ cRecordStream::cRecordStream(cDataFile& file, Samples wanted) : wanted_(static_c
   if (!state_->rawrec)
     return;
   state_->fp = file.takeRest();
-  if (!state_->fp)
-    return;
-  // Filled as libmseed would fill it, but with zeros behind: by what it finds there, it accepts or
-  // skips a damaged record.
-  char* const rest = state_->rawrec + start.copy(state_->rawrec, start.size());
-  const std::size_t room = MAXRECLEN - start.size();
-  const std::size_t found = std::fread(rest, 1, room, state_->fp);
-  zerosEnd_ = rest + found;
-  addZeros(wanted == Samples::decoded ? kZerosForSamples : kZerosForHeaders);
-  state_->readlen = static_cast<int>(start.size() + found);
-  state_->filesize = kUnknownSize;
-  if (found == room || std::feof(state_->fp))
+  if (state_->fp && fillBuffer(start))
     result_ = MS_NOERROR;
 }
 
@@ -96,40 +97,116 @@ cRecordStream::~cRecordStream() {
   ms_readmsr_r(&state_, &record_, nullptr, 0, nullptr, nullptr, 0, 0, 0);
 }
 
-MSRecord* cRecordStream::next() {
+// Fills the buffer as libmseed would fill it, but with zeros behind.
+bool cRecordStream::fillBuffer(std::string_view start) noexcept {
+  char* const rest = state_->rawrec + start.copy(state_->rawrec, start.size());
+  const std::size_t room = MAXRECLEN - start.size();
+  const std::size_t found = std::fread(rest, 1, room, state_->fp);
+  state_->readlen = static_cast<int>(start.size() + found);
+  zerosEnd_ = rest + found;
+  addZeros(source_.empty() ? kZerosForHeaders : kZerosForSamples);
+  return found == room || std::feof(state_->fp);
+}
+
+MSRecord* cRecordStream::nextHeader() noexcept {
+  return call(kHeaderOnly) && takeLength() ? record_ : nullptr;
+}
+
+MSRecord* cRecordStream::nextOfSource() noexcept {
+  for (;;) {
+    // A guess saves a call. Whatever it is, the same records are read.
+    const bool isDecoded = nextSeemsOfSource();
+    if (isDecoded ? !decode() : !call(kHeaderOnly))
+      return nullptr;
+    bool isWanted = isOfSource();
+    if (!isDecoded && (isWanted || decodingMayReadOthers())) {
+      goBack();
+      if (!decode())
+        return nullptr;
+      isWanted = isOfSource();
+    }
+    if (isWanted) {
+      codes_.emplace(record_->record);
+      return record_;
+    }
+  }
+}
+
+// Makes libmseed's reading call; false at the end and after an error.
+bool cRecordStream::call(flag samples) noexcept {
   constexpr int kDetectLength = -1;
   constexpr flag kSkipNonData = 1;
   constexpr flag kQuiet = 0;
-  if (result_ != MS_NOERROR)
-    return nullptr;
   bool isAtEnd = false;
   do {
     // libmseed waits forever if the file is shorter than `filesize`. So the size stays unknown
     // until the end of the file. Until then, an end that libmseed reports can be that of its
     // buffer, and the call is made again.
     isAtEnd = feof_unlocked(state_->fp) != 0;
-    if (isAtEnd)
-      state_->filesize = state_->filepos + state_->readlen - state_->readoffset;
+    // Negative where a record states a length beyond the buffer. libmseed takes that back when it
+    // reads on.
+    const off_t buffered = state_->readlen - state_->readoffset;
+    state_->filesize =
+        state_->filepos + (isAtEnd ? buffered : std::min<off_t>(buffered, 0) + kUnknownRest);
     // The stream is open, and the name is the one in the state: libmseed opens nothing.
     result_ = ms_readmsr_r(&state_, &record_, state_->filename, kDetectLength, nullptr, nullptr,
-                           kSkipNonData, wanted_, kQuiet);
+                           kSkipNonData, samples, kQuiet);
   } while (!isAtEnd && (result_ == MS_ENDOFFILE || result_ == MS_NOTSEED));
-  // A damaged record can have a negative length. libmseed would go back by it and never reach the
-  // end.
-  if (result_ == MS_NOERROR && record_->reclen < 0)
-    result_ = MS_OUTOFRANGE;
-  if (result_ != MS_NOERROR)
-    return nullptr;
+  return result_ == MS_NOERROR;
+}
+
+// False for a damaged record of negative length. libmseed would go back by it and never reach the
+// end.
+bool cRecordStream::takeLength() noexcept {
+  if (record_->reclen >= 0)
+    return true;
+  result_ = MS_OUTOFRANGE;
+  return false;
+}
+
+// Reads the next record with samples.
+bool cRecordStream::decode() noexcept {
+  if (!call(kWithSamples) || !takeLength())
+    return false;
   // Compressed samples can lead libmseed on to the end of the record that its header states. Where
   // that lies beyond the zeros, there are more of them now, and the record is decoded again.
-  if (record_->datasamples && record_->record + record_->reclen > zerosEnd_) {
-    addZeros(static_cast<std::size_t>(state_->rawrec + kBufferSize - zerosEnd_));
-    state_->readoffset -= record_->reclen;
-    state_->filepos -= record_->reclen;
-    --state_->recordcount;
-    return next();
-  }
-  return record_;
+  if (!record_->datasamples || record_->reclen <= zerosEnd_ - record_->record)
+    return true;
+  addZeros(static_cast<std::size_t>(state_->rawrec + kBufferSize - zerosEnd_));
+  goBack();
+  return decode();
+}
+
+// To the start of the record, for another call.
+void cRecordStream::goBack() noexcept {
+  state_->readoffset -= record_->reclen;
+  state_->filepos -= record_->reclen;
+  --state_->recordcount;
+}
+
+bool cRecordStream::nextSeemsOfSource() const noexcept {
+  // Of a file in which it decodes nothing, libmseed says at the end that it is no miniSEED. So
+  // calls are with samples until a record was read, of whatever source.
+  if (state_->recordcount == 0)
+    return true;
+  return codes_ && state_->readlen - state_->readoffset >= cCodes::kEnd &&
+         codes_->areOf(state_->rawrec + state_->readoffset);
+}
+
+bool cRecordStream::isOfSource() noexcept {
+  return (codes_ && codes_->areOf(record_->record)) || source_ == cSourceName(*record_).name;
+}
+
+// Whether a call with samples may read something else than this record and what lies behind it. If
+// libmseed cannot decode a record, it looks for others within it, in steps of MINRECLEN. Each
+// length that is not shorter is a multiple of that.
+bool cRecordStream::decodingMayReadOthers() const noexcept {
+  if (record_->reclen < MINRECLEN || record_->reclen > bytesRead())
+    return true;
+  for (int step = MINRECLEN; step < record_->reclen; step += MINRECLEN)
+    if (MS_ISVALIDHEADER(record_->record + step))
+      return true;
+  return false;
 }
 
 void cRecordStream::addZeros(std::size_t count) noexcept {
@@ -137,13 +214,17 @@ void cRecordStream::addZeros(std::size_t count) noexcept {
   zerosEnd_ += count;
 }
 
+// From the start of the record on.
+std::ptrdiff_t cRecordStream::bytesRead() const noexcept {
+  return state_->rawrec + state_->readlen - record_->record;
+}
+
 std::int64_t cRecordStream::samplesHeld() const noexcept {
-  const std::ptrdiff_t bytesRead = state_->rawrec + state_->readlen - record_->record;
   const int size = bytesPerSample(record_->encoding);
   // The decoders of compressed samples stop at the end of the record.
   if (size == 0)
-    return bytesRead < record_->reclen ? 0 : record_->samplecnt;
+    return bytesRead() < record_->reclen ? 0 : record_->samplecnt;
   const std::int64_t bytes =
-      std::min<std::int64_t>(record_->reclen, bytesRead) - record_->fsdh->data_offset;
+      std::min<std::int64_t>(record_->reclen, bytesRead()) - record_->fsdh->data_offset;
   return std::clamp<std::int64_t>(bytes / size, 0, record_->samplecnt);
 }

@@ -3,25 +3,59 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <optional>
+#include <string_view>
 
 #include <libmseed.h> // IWYU pragma: export, the one place
 
 #include "geo/readers/cDataFile.h"
 
+// Station, location, channel and network, as they stand in the bytes of a record. Records with the
+// same codes have the same source name; others can have it too, since blanks at the end of a code
+// do not count.
+class cCodes {
+public:
+  static constexpr int kEnd = offsetof(fsdh_s, start_time);
+
+  explicit cCodes(const char* record) noexcept {
+    std::memcpy(codes_, record + kStart, sizeof codes_);
+  }
+  bool areOf(const char* record) const noexcept {
+    return std::memcmp(codes_, record + kStart, sizeof codes_) == 0;
+  }
+
+private:
+  static constexpr std::size_t kStart = offsetof(fsdh_s, station);
+  char codes_[kEnd - kStart];
+};
+
+// The codes joined by underscores.
+struct cSourceName {
+  explicit cSourceName(MSRecord& record) noexcept;
+  // Long enough for all codes with their separators, since each code is shorter than its array.
+  char name[sizeof(MSRecord::network) + sizeof(MSRecord::station) + sizeof(MSRecord::location) +
+            sizeof(MSRecord::channel)];
+};
+
 // Reads the records front to back. The reading state is this object's own; the one that libmseed
 // keeps for the process is left alone.
 class cRecordStream {
 public:
-  enum class Samples : flag { skipped = 0, decoded = 1 };
-
-  // `file` outlives the stream, which reads it from its first byte on.
-  cRecordStream(cDataFile& file, Samples wanted);
+  // Reads the records of one source with samples, or without a name the headers of all records.
+  // Those of a source are the ones that calls with samples for all records deliver. `file` and
+  // `sourceName` outlive the stream, which reads the file from its first byte on.
+  explicit cRecordStream(cDataFile& file, std::string_view sourceName = {});
   ~cRecordStream();
   cRecordStream(const cRecordStream&) = delete;
   cRecordStream& operator=(const cRecordStream&) = delete;
 
   // The next record, valid until the next call; null at the end and after an error.
-  MSRecord* next();
+  MSRecord* next() {
+    if (result_ != MS_NOERROR)
+      return nullptr;
+    return source_.empty() ? nextHeader() : nextOfSource();
+  }
 
   // How many samples the decoded record that next() returned last holds: at most as many as it
   // declares. libmseed decodes the others from whatever lies behind the record in memory.
@@ -31,11 +65,23 @@ public:
   bool reachedEnd() const noexcept { return result_ == MS_ENDOFFILE; }
 
 private:
+  bool fillBuffer(std::string_view start) noexcept;
   void addZeros(std::size_t count) noexcept;
+  MSRecord* nextHeader() noexcept;
+  MSRecord* nextOfSource() noexcept;
+  bool call(flag samples) noexcept;
+  bool takeLength() noexcept;
+  bool decode() noexcept;
+  void goBack() noexcept;
+  bool nextSeemsOfSource() const noexcept;
+  bool isOfSource() noexcept;
+  bool decodingMayReadOthers() const noexcept;
+  std::ptrdiff_t bytesRead() const noexcept;
 
-  flag wanted_;
+  std::string_view source_; // its name; empty for all records
   MSFileParam* state_ = nullptr;
   MSRecord* record_ = nullptr;
-  char* zerosEnd_ = nullptr; // of those behind what libmseed's buffer holds of the file
+  char* zerosEnd_ = nullptr;    // of those behind what libmseed's buffer holds of the file
+  std::optional<cCodes> codes_; // of a record of the source
   int result_ = MS_GENERROR;
 };
