@@ -10,6 +10,7 @@
 namespace failingSystem {
 
 Failure planned;
+long closedTwice = 0;
 long liveAllocations = 0;
 
 bool Failure::hits(KindOfCall asked) {
@@ -43,6 +44,15 @@ OX_FAULT(reading, 0, size_t, fread, (void* b, size_t s, size_t n, FILE* f), b, s
 OX_FAULT(reading, -1, ssize_t, read, (int f, void* b, size_t n), f, b, n)
 OX_FAULT(asking, -1, int, stat, (const char* p, struct stat* s), p, s)
 OX_FAULT(asking, -1, int, fstat, (int f, struct stat* s), f, s)
+OX_FAULT(asking, -1, off_t, ftello, (FILE * f), f)
+
+[[gnu::visibility("default")]] int close(int descriptor) {
+  static const auto next = reinterpret_cast<int (*)(int)>(dlsym(RTLD_NEXT, "close"));
+  const int result = next(descriptor);
+  closedTwice += result != 0 && errno == EBADF;
+  return result;
+}
+
 #ifndef __SANITIZE_ADDRESS__
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);

@@ -17,6 +17,9 @@ struct Failure {
 };
 extern Failure planned;
 
+// How often a descriptor was closed that is not open. With threads it could be another's by then.
+extern long closedTwice;
+
 // Calls for memory neither fail nor are counted under a sanitizer, which allocates memory itself.
 extern long liveAllocations;
 

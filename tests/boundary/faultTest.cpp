@@ -81,6 +81,7 @@ protected:
           const bool happened = visit(which, kind, call, lasting);
           EXPECT_EQ(liveAllocations, allocations);
           EXPECT_EQ(openDescriptors(), descriptors);
+          EXPECT_EQ(closedTwice, 0);
           ASSERT_FALSE(HasFailure())
               << "step " << which << ", call " << call << (lasting ? " and all after it" : "");
           ASSERT_TRUE(happened || call > 0) << "no such call in step " << which;
