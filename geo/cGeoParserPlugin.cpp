@@ -133,18 +133,12 @@ int cGeoParserSection::getVariableProperty(int variable, int index, _ox_wp_prop_
   }
 }
 
-// In both copies a negative variable number passes the check; the reader refuses it.
-
 int cGeoParserSection::copyVariableDataDouble(int variable, double* buffer, int count) {
-  if (variable >= std::ssize(variables))
-    return 1;
   return copyDoubles(*file, *this, variable, buffer, count);
 }
 
 int cGeoParserSection::copyVariableData(int variable, ox_wp_data_type type, void* buffer,
                                         int bytes) {
-  if (variable >= std::ssize(variables))
-    return 1;
   return copyIntoBytes(*file, *this, variable, type, buffer, bytes);
 }
 

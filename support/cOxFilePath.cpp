@@ -67,13 +67,10 @@ void cOxFilePath::setPath(const std::string& path) {
   try {
     cOxString expanded(path);
     expanded.trim();
-    components_.clear();
-    name_.clear();
     absolute_ = false;
+    splitPath({}); // what is left if the next step throws
 
     evaluateSystemVariables(expanded);
-    if (expanded.empty())
-      return;
     absolute_ = expanded.starts_with('/');
     splitPath(expanded);
   } catch (const std::exception& failure) {

@@ -51,18 +51,9 @@ void remove_string_all(std::string& s, char c) {
 
 } // namespace oxString
 
-void cOxString::replaceAll(const std::string& from, const std::string& to) {
-  if (from.size() == 1 && to.size() == 1)
-    std::replace(begin(), end(), from.front(), to.front());
-  else if (from.size() == 1 && to.empty())
-    removeAll(from.front());
-  else
-    oxString::replace_string_all(*this, from, to);
-}
-
 void cOxString::replaceNewlineBySpace() {
-  oxString::replace_string_all(*this, "\r\n", " ");
-  oxString::replace_string_all(*this, "\n\r", " ");
+  replaceAll("\r\n", " ");
+  replaceAll("\n\r", " ");
   replaceAll("\n", " ");
   replaceAll("\r", " ");
 }

@@ -34,7 +34,9 @@ public:
   void replaceFirst(const std::string& from, const std::string& to) {
     oxString::replace_string_first(*this, from, to);
   }
-  void replaceAll(const std::string& from, const std::string& to);
+  void replaceAll(const std::string& from, const std::string& to) {
+    oxString::replace_string_all(*this, from, to);
+  }
   void removeAll(char c) { oxString::remove_string_all(*this, c); }
 
   // Replaces each line break by one blank. CR LF and LF CR are one line break, as are a lone LF and
