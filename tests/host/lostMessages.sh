@@ -12,4 +12,8 @@ for stream in "2>/dev/full" "2>&-"; do
   eval "'$1' list missing --plugin '$2' $stream" || status=$?
   [ $status -eq 1 ]
 done
+# Nor is a closed pipe an error: SIGPIPE ends the program, as it ends others.
+echo "A 10 99999 99999 0 1" >long
+{ "$1" export long --plugin "$2" 2>&1 || echo $? >&2; } 2>status | head -1 >first
+[ "$(cat first status)" = $'stream,time_s,value\n141' ]
 if "$1" --help >/dev/full 2>&1; then false; fi # lost help is an error
