@@ -47,7 +47,7 @@ protected:
     void operator()(void* memory) const noexcept { std::free(memory); }
   };
 
-  bool reloadFlag_ = false; // set by reloadFile; no reader reads it
+  bool reloadFlag_ = false; // of the unit's interface: set by reloadFile, read by no reader
   std::string fileName_;
   std::unique_ptr<char[]> readBuffer_;
   std::uint64_t readBufferLength_ = 0; // valid bytes
