@@ -55,6 +55,12 @@ std::vector<std::string> damaged() {
       patched(patched(patched(good, 39, "\2"), miniSeedFile::kDataOffsetOffset, "\0\x80"s), 50,
               "\0\x38\3\1\x9\0\7\xd0\0\0\0\x18\0\0\0\0\0\1\0\0\0\0abcd"s);
   const std::string withoutLength = patched(good, 46, "\0\0"s);
+  // Another stream's record that cannot be decoded and holds one that can.
+  const std::string nested = patched(
+      patched(pack({.channel = "BHN", .encoding = 3, .recordLength = 1024}, waveFor(3, 9, 1)),
+              miniSeedFile::kEncodingOffset, "\x4d"),
+      512, good);
+  const std::string spelledOtherwise = patched(good, 12, "\0\0\0"s);
   std::vector<std::string> result = {good + noise + offset + blank + good,
                                      count + good,
                                      twoLengths,
@@ -66,6 +72,7 @@ std::vector<std::string> damaged() {
                                      written({-1, {}, {1, 2}, true}, false),
                                      good.substr(0, 300),
                                      good + good.substr(0, 100),
+                                     good + nested + spelledOtherwise + good,
                                      patched(good, 39, "\7"),
                                      std::string(4096, 'D')};
   for (const char* signature : {"PED", "PSD", "PLC", "PQI", "PLS"})
