@@ -4,8 +4,10 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
+#include "host/base/messages.h"
 #include "host/boundary/file.h"
 
 namespace host {

@@ -126,6 +126,8 @@ TEST_F(Check, ReportsEachFileAndWhatTheMachineForbids) {
   expect({"check", FAKE_PLUGIN, file, "--rule", "the end*"}, 1, "ERROR   the end");
   const Environment enough({"TMPDIR"});
   expect({"check", FAKE_PLUGIN, file, file, "--rule", "the end*"}, 1, "; " + file + ": variable 0");
+  const Environment fault({"FAKE_PLUGIN_BREAKS=RELEASE"});
+  expect({"check", FAKE_PLUGIN}, 1, "(as above: crashed in release");
 }
 
 TEST_F(Check, DoesNotWaitForEveryRuleThatHangs) {
