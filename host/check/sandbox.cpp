@@ -19,8 +19,8 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/types.h>
 #include <sys/wait.h>
+#include <time.h> // pid_t
 #include <unistd.h>
 
 #include "host/base/messages.h"
