@@ -334,7 +334,7 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   components; "." and ".." are resolved in the string, without a look at links. A leading "~" is
  *   replaced by $HOME, and ${NAME}, or $NAME before "/" or "\", by the environment variable; what
  *   is not set stays. All this is done twice: "./~/a" becomes "~/a" and then $HOME/a. What cannot
- * be named so is opened through a symbolic link with a plain name and the same ending; the change
+ *   be named so is opened through a symbolic link with a plain name and the same ending; the change
  *   flag follows it.
  * - Names are those of the source: "NET_STA_LOC_CHA".
  * - Labels. The label of the x axis is "time stamp", that of the y axis "count". All labels of a
