@@ -2,20 +2,24 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <ios>
 #include <iterator>
 
-#include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/types.h>
-#include <unistd.h>
 
-#include "host/base/messages.h"
 #include "host/check/rules.h"
 
 namespace host {
 
 namespace {
+
+// Finds a file that has become unusable.
+void expectStreams(const Loaded& loaded, int expected, const char* when) {
+  const int seen = loaded.streamCount();
+  expect(seen == expected, "{}: {} of {} streams", when, seen, expected);
+}
 
 // A plug-in object was made before this is called.
 void loads(Loaded& /*loaded*/) {}
@@ -24,33 +28,27 @@ void returnsFromEveryFunction(Loaded& loaded) {
   loaded.useEverything();
 }
 
-// Damages the file in one way after the other. Whatever a plug-in makes of it, it returns.
+// Whatever a plug-in makes of a damaged file, it returns.
 void returnsForDamagedFiles(Loaded& loaded) {
   const std::string& path = loaded.subject.file;
-  const auto use = [&] { Loaded(loaded.subject).useEverything(); };
-  constexpr off_t kBytes = 4;
-  constexpr off_t kHeader = 64; // of which no byte is left out
-  const auto size = static_cast<off_t>(std::filesystem::file_size(path));
-  const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
-  for (off_t at = 0; at + kBytes <= size;
-       at += at < kHeader ? kBytes : std::max(kBytes, size / 8)) {
-    const auto put = [&](const char* bytes) {
-      if (pwrite(file, bytes, kBytes, at) != kBytes)
-        throw systemError(path);
+  const auto size = static_cast<std::streamoff>(std::filesystem::file_size(path));
+  constexpr std::streamoff kHeader = 64; // bytes, of which none is left out
+  std::array<char, 4> bytes{};
+  for (std::streamoff at = 0; at + 4 <= size;
+       at += at < kHeader ? 4 : std::max(kHeader, size / 8)) {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekg(at).read(bytes.data(), bytes.size());
+    const auto turn = [&] {
+      for (char& byte : bytes)
+        byte = static_cast<char>(~byte);
+      file.seekp(at).write(bytes.data(), bytes.size()).flush();
     };
-    std::array<char, kBytes> before{};
-    if (pread(file, before.data(), kBytes, at) != kBytes)
-      throw systemError(path);
-    for (const char* const damage : {"\xFF\xFF\xFF\xFF", "9999"}) {
-      put(damage);
-      use();
-    }
-    put(before.data());
+    turn();
+    Loaded(loaded.subject).useEverything();
+    turn();
   }
-  for (const off_t length : {size / 2, off_t{1}, off_t{0}}) {
-    std::filesystem::resize_file(path, static_cast<std::uintmax_t>(length));
-    use();
-  }
+  std::filesystem::resize_file(path, static_cast<std::uintmax_t>(size / 2));
+  Loaded(loaded.subject).useEverything();
 }
 
 void exportsOneFunction(Loaded& loaded) {
@@ -65,21 +63,16 @@ void exportsOneFunction(Loaded& loaded) {
   const bool hasOther = others && fscanf(others, "%199s", other.data()) == 1;
   if (!others || pclose(others) != 0)
     throw Skipped("nm, of binutils, cannot read the library");
-  expect(!hasOther,
-         "{} is exported too; link with -Wl,--version-script=FILE, where FILE holds {{ "
-         "global: " OX_WP_PLUGIN_ENTRY_POINT "; local: *; }};",
-         other.data());
+  expect(!hasOther, "{} is exported too; see --version-script in ld(1)", other.data());
 }
 
 void refusesBadTables(Loaded& loaded) {
-  const int status = loaded.library.initialize(nullptr);
-  expect(status == 1, "a null table: expected status 1, seen {}", status);
+  expectStatus(1, loaded.library.initialize(nullptr), "a null table");
   for (const std::int32_t version : {0, -1, INT32_MIN}) {
     Table table = patterned<Table>();
     table.version = version;
     const auto before = bytesOf(table);
-    const int result = loaded.library.initialize(&table);
-    expect(result == 1, "version {}: expected status 1, seen {}", version, result);
+    expectStatus(1, loaded.library.initialize(&table), fmt::format("version {}", version));
     expect(bytesOf(table) == before, "version {}: the refused table was written to", version);
   }
 }
@@ -89,8 +82,7 @@ void fillsTheTable(Loaded& loaded) {
   for (const std::int32_t version : {1, 2, 7, INT32_MAX}) {
     auto table = patterned<Table>();
     table.version = version;
-    const int status = loaded.library.initialize(&table);
-    expect(status == 0, "version {}: expected status 0, seen {}", version, status);
+    expectStatus(0, loaded.library.initialize(&table), fmt::format("version {}", version));
     expect(table.version == 1, "version {}: expected 1 in the table, seen {}", version,
            table.version);
     expect(table.reserved_4 == 0, "the bytes at 4 are not zero");
@@ -112,8 +104,7 @@ void makesIndependentObjects(Loaded& first) {
              "the second object declines the file");
     second.call(&Table::release_all_files);
   }
-  expect(first.streamCount() == streams, "after the end of another object: {} of {} streams",
-         first.streamCount(), streams);
+  expectStreams(first, streams, "after the end of another object");
 }
 
 // A call that succeeds can have an error string of its own, about what it left out.
@@ -132,10 +123,12 @@ void hasErrorString(Loaded& loaded) {
   expect(current() == ofTheFile, "\"{}\" is still there after the next parse", ofMissing);
   if (loaded.streamCount() == 0)
     return;
-  loaded.content(); // ends with a copy
+  const PropertySource stream{loaded, PropertyLevel::variable, loaded.section(0)};
+  double sample = 0;
+  stream.copy(ox_wp_type_double, &sample, sizeof sample);
   const std::string ofTheCopy = current();
   loaded.parse(kMissingFile);
-  loaded.content();
+  stream.copy(ox_wp_type_double, &sample, sizeof sample);
   expect(current() == ofTheCopy, "\"{}\" is still there after a copy", ofMissing);
 }
 
@@ -158,22 +151,12 @@ void acceptsNullPlugin(Loaded& loaded) {
 }
 
 void declinesMissingFile(Loaded& loaded) {
-  for (const char* const path : {kMissingFile, "/", "/dev/null"})
-    expect(!loaded.parse(path), "{} gives a handle", path);
+  expect(!loaded.parse(kMissingFile), "a missing file gives a handle");
   expect(!loaded.parse(nullptr), "a null path gives a handle");
 }
 
 void parsesTheFile(Loaded& loaded) {
   expect(loaded.file, "it is declined");
-}
-
-// The caller owns the path.
-void keepsItsOwnPath(Loaded& loaded) {
-  const std::string before = loaded.content();
-  std::string path = loaded.subject.file;
-  loaded.file = loaded.parse(path.c_str());
-  path.assign(path.size(), '?');
-  expect(loaded.content() == before, "the file is not found again");
 }
 
 void givesEachParseItsHandle(Loaded& loaded) {
@@ -185,8 +168,7 @@ void givesEachParseItsHandle(Loaded& loaded) {
 void keepsFilesAfterFailedParse(Loaded& loaded) {
   const int streams = loaded.streamCount();
   loaded.parse(kMissingFile);
-  expect(loaded.streamCount() == streams, "the earlier file has {} of {} streams",
-         loaded.streamCount(), streams);
+  expectStreams(loaded, streams, "the earlier file");
 }
 
 // A plug-in need not offer the release of a single file. Then the file stays usable.
@@ -196,31 +178,24 @@ void releasesOneFileOrNone(Loaded& loaded) {
   if (!other || other == loaded.file)
     throw Skipped("a second parse gives no handle of its own");
   const Plugin& plugin = loaded.plugin;
-  const int ofNull = plugin.call(&Table::release_file, nullptr);
-  expect(ofNull == 1, "a null file: expected status 1, seen {}", ofNull);
+  expectStatus(1, plugin.call(&Table::release_file, nullptr), "a null file");
   const int status = plugin.call(&Table::release_file, other);
   expect(status == 0 || status == 1, "expected status 0 or 1, seen {}", status);
-  expect(loaded.streamCount() == streams, "another file has {} of {} streams afterwards",
-         loaded.streamCount(), streams);
+  expectStreams(loaded, streams, "another file afterwards");
   if (status == 0)
     return;
   loaded.file = other;
-  expect(loaded.streamCount() == streams, "status 1, but the file has {} of {} streams afterwards",
-         loaded.streamCount(), streams);
+  expectStreams(loaded, streams, "the file after status 1");
 }
 
 void releasesAllFiles(Loaded& loaded) {
   const int streams = loaded.streamCount();
-  for (int round = 0; round < 2; ++round) { // the second time there is none
-    const int status = loaded.plugin.call(&Table::release_all_files);
-    expect(status == 0, "expected status 0, seen {}", status);
-  }
+  for (const char* const files : {"all files", "no file"})
+    expectStatus(0, loaded.plugin.call(&Table::release_all_files), files);
   if (!loaded.file)
     return;
   loaded.file = loaded.parse(loaded.subject.file.c_str());
-  expect(loaded.file, "the file is declined after release_all_files");
-  expect(loaded.streamCount() == streams, "the file has {} streams, then {}", streams,
-         loaded.streamCount());
+  expectStreams(loaded, streams, "the file when parsed again");
 }
 
 void handsOutSections(Loaded& loaded) {
@@ -244,6 +219,7 @@ void handsOutSections(Loaded& loaded) {
 // Changes the file and reads the flag twice each time: 1, then 0.
 void reportsEachChangeOnce(Loaded& loaded) {
   const std::string& path = loaded.subject.file;
+  const auto later = timeOfCopies() + std::chrono::seconds(1);
   const auto expectFlag = [&](std::int64_t flag, const char* when) {
     const PropertySource source{loaded, PropertyLevel::file};
     const _ox_wp_prop_type record = source.value(ox_wp_prop_file_changed);
@@ -251,11 +227,11 @@ void reportsEachChangeOnce(Loaded& loaded) {
            "{}: expected {}, seen {}", when, flag, record.integer_value);
   };
   expectFlag(0, "after the parse");
-  setModificationTime(path, kTimeOfCopies + 1);
+  std::filesystem::last_write_time(path, later);
   expectFlag(1, "after a new modification time");
   expectFlag(0, "read again after a new modification time");
   std::filesystem::resize_file(path, std::filesystem::file_size(path) + 1);
-  setModificationTime(path, kTimeOfCopies + 1);
+  std::filesystem::last_write_time(path, later);
   expectFlag(1, "after a new size");
   expectFlag(0, "read again after a new size");
   std::filesystem::remove(path);
@@ -274,9 +250,8 @@ constexpr std::array kRules = std::to_array<Rule>({
     {"plug-in objects are independent of each other", makesIndependentObjects, Needs::any},
     {"the error string is not null, and is of the last call", hasErrorString, Needs::any},
     {"a null plug-in is refused", acceptsNullPlugin},
-    {"a missing file, a folder, /dev/null and a null path are declined", declinesMissingFile},
+    {"a missing file and a null path are declined", declinesMissingFile},
     {"the file is parsed", parsesTheFile, Needs::path},
-    {"the path is not needed after the parse", keepsItsOwnPath, Needs::file},
     {"two parses of one path give two handles", givesEachParseItsHandle, Needs::file},
     {"a failed parse leaves earlier files usable", keepsFilesAfterFailedParse, Needs::file},
     {"release_file returns 0, or 1 with the file still usable", releasesOneFileOrNone, Needs::file},

@@ -1,7 +1,5 @@
 // Rules of what a plug-in does outside itself: to the process, its output, and the file.
 
-#include <cfenv>
-#include <cfloat>
 #include <clocale>
 #include <filesystem>
 #include <iterator>
@@ -9,7 +7,6 @@
 
 #include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "host/check/rules.h"
 
@@ -40,22 +37,23 @@ void closesDescriptors(Loaded& loaded) {
 void leavesTheProcess(Loaded& loaded) {
   loaded.useEverything();
   const ProcessState after = processState();
+  std::string changed;
   for (std::size_t i = 0; i < after.size(); ++i)
-    expect(after[i] == loaded.before[i], "{} changed", after[i].first);
+    changed += after[i] == loaded.before[i] ? "" : fmt::format("; {}", after[i].first);
+  expect(changed.empty(), "changed{}", changed);
 }
 
 void onlyReadsTheFile(Loaded& loaded) {
   loaded.useEverything();
-  struct stat status{};
-  expect(stat(loaded.subject.file.c_str(), &status) == 0, "it is gone");
-  expect(status.st_mtime == kTimeOfCopies, "it was written to");
+  const std::filesystem::path file = loaded.subject.file;
+  expect(exists(file), "it is gone");
+  expect(last_write_time(file) == timeOfCopies(), "it was written to");
 }
 
 // The C and the C++ library's locale, as a host in either language sets it: the user's, or else one
 // that a system often has.
 std::string setCommaLocale() {
-  for (const char* const name : {"", "de_DE.UTF-8", "fr_FR.UTF-8", "es_ES.UTF-8", "it_IT.UTF-8",
-                                 "pl_PL.UTF-8", "pt_BR.UTF-8", "ru_RU.UTF-8"})
+  for (const char* const name : {"", "de_DE.UTF-8", "fr_FR.UTF-8", "es_ES.UTF-8", "it_IT.UTF-8"})
     if (setlocale(LC_NUMERIC, name) && *localeconv()->decimal_point == ',') {
       std::locale::global(std::locale(name));
       return setlocale(LC_NUMERIC, nullptr);
@@ -66,7 +64,6 @@ std::string setCommaLocale() {
 void dependsOnNoLocale(Loaded& loaded) {
   const std::string before = loaded.content();
   const std::string name = setCommaLocale();
-  loaded.file = loaded.parse(loaded.subject.file.c_str());
   expect(loaded.content() == before, "other properties or samples under the locale {}", name);
 }
 
@@ -85,19 +82,12 @@ const std::span<const Rule> kProcessRules = kRules;
 ProcessState processState() {
   const mode_t mask = umask(0);
   umask(mask);
-  std::string environment;
-  for (char** variable = environ; *variable; ++variable)
-    environment.append(*variable) += '\n';
-  const volatile double smallest = DBL_MIN; // so that half of it is not computed by the compiler
-  return {
+  return {{
       {"the working folder", std::filesystem::current_path().string()},
       {"the locale", setlocale(LC_ALL, nullptr)},
       {"the umask", std::to_string(mask)},
-      {"the rounding of numbers", std::to_string(fegetround())},
-      {"the arithmetic of numbers near 0", smallest / 2 > 0 ? "exact" : "0"},
-      {"the environment", environment},
       {"the number of threads", std::to_string(entriesIn("/proc/self/task"))},
-  };
+  }};
 }
 
 } // namespace host

@@ -65,7 +65,8 @@ void walkReadings(const PropertySource& source, Visit visit) {
 void keepsPluginOrder(Loaded& loaded) {
   loaded.declineFiles();
   const PropertyDefinition* last = kPropertyTable.data();
-  walkReadings({loaded, PropertyLevel::plugin}, [&](int index, const Reading& reading) {
+  const PropertySource plugin{loaded, PropertyLevel::plugin};
+  walkReadings(plugin, [&](int index, const Reading& reading) {
     expect(!hasString(reading.record.type) || reading.record.string_value,
            "index {}: a null string", index);
     const PropertyDefinition* definition = findProperty(reading.record.identifier);
@@ -76,11 +77,8 @@ void keepsPluginOrder(Loaded& loaded) {
     expect(last <= definition, "index {}: {} after {}", index, definition->name, last->name);
     last = definition;
   });
-  for (const int index : kNegatives) {
-    const std::int32_t identifier =
-        PropertySource{loaded, PropertyLevel::plugin}.read(index).record.identifier;
-    expect(identifier == ox_wp_prop_none, "index {} gives identifier {}", index, identifier);
-  }
+  for (const int index : kNegatives)
+    expect(plugin.read(index).record.identifier == ox_wp_prop_none, "index {} is accepted", index);
 }
 
 // Only an index past the end clears the queue: until then a walk can begin again.
@@ -90,11 +88,10 @@ void deliversMessagesOnce(Loaded& loaded) {
   std::size_t messages = 0;
   std::size_t others = 0;
   walkReadings(source, [&](int index, const Reading& first) {
-    const std::string before = first.content();
     source.read(0);
-    const std::string again = source.read(index).content();
-    expect(again == before, "index {} gives \"{}\", and \"{}\" in a second walk", index, before,
-           again);
+    const Reading again = source.read(index);
+    expect(again.record.identifier == first.record.identifier, "index {}: {}; in a second walk {}",
+           index, first.describe(), again.describe());
     ++(first.record.identifier == ox_wp_prop_error_message ? messages : others);
   });
   const std::size_t later = walkPlugin(loaded.plugin).size();
@@ -127,9 +124,8 @@ void hasTheProperties(Loaded& loaded) {
       const _ox_wp_prop_type& record = reading.record;
       expect(reading.status == 0 && record.identifier == definition.identifier &&
                  record.type == definition.type,
-             "{}, index {}: expected status 0, identifier {} ({}), type {}; seen {}", source.name(),
-             definition.index, definition.identifier, definition.name, definition.type,
-             reading.describe());
+             "{}, index {}: expected status 0, {} of type {}; seen {}", source.name(),
+             definition.index, definition.name, definition.type, reading.describe());
       expect(record.type != ox_wp_type_string || record.string_value, "{}: {} is a null string",
              source.name(), definition.name);
       expect(record.type != ox_wp_type_integer ||
@@ -154,8 +150,7 @@ void refusesOtherIndexes(Loaded& loaded) {
 }
 
 void expectRecordNeeded(const PropertySource& source) {
-  const int status = source.get(0, nullptr);
-  expect(status == 1, "{}, a null record: expected status 1, seen {}", source.name(), status);
+  expectStatus(1, source.get(0, nullptr), source.name() + ", a null record");
 }
 
 void refusesNullObjects(Loaded& loaded) {

@@ -2,12 +2,8 @@
 
 #include <algorithm>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
-#include "host/base/messages.h"
 #include "host/boundary/file.h"
 
 namespace host {
@@ -17,14 +13,6 @@ std::string Reading::describe() const {
     return fmt::format("status {}, identifier 0", status);
   return fmt::format("status {}, identifier {} ({}), type {}", status, record.identifier,
                      propertyName(record.identifier), record.type);
-}
-
-std::string Reading::content() const {
-  if (hasString(record.type))
-    return fmt::format("{} {}", record.identifier, record.string_value ? record.string_value : "");
-  if (record.type == ox_wp_type_double)
-    return fmt::format("{} {}", record.identifier, record.double_value);
-  return fmt::format("{} {}", record.identifier, record.integer_value);
 }
 
 std::string PropertySource::name() const {
@@ -65,6 +53,12 @@ int PropertySource::count(std::int32_t identifier) const {
   return static_cast<int>(record.integer_value);
 }
 
+int PropertySource::copy(ox_wp_data_type type, void* buffer, int size) const {
+  loaded.expectTimeForCopy();
+  return loaded.plugin.call(&Table::copy_variable_data, loaded.file, section, variable, type,
+                            buffer, size);
+}
+
 Loaded::Loaded(const Subject& triedOn)
     : subject(triedOn), library(triedOn.plugin), plugin(library) {
   if (!subject.file.empty())
@@ -78,33 +72,24 @@ void Loaded::declineFiles() const {
 
 void Loaded::useEverything() const {
   declineFiles();
-  if (file) {
-    const File again = openFile(plugin, subject.file);
-    std::array<double, 4> first{}; // a copy reads the whole file, however small its buffer is
-    for (std::size_t i = 0; i < std::min(kStreamsTried, again.streams.size()); ++i) {
-      expectTimeForCopy();
-      plugin.call(&Table::copy_variable_data, again.handle, again.streams[i].section,
-                  again.streams[i].variable, ox_wp_type_double, first.data(), sizeof first);
-    }
-  }
+  if (file)
+    content();
   walkPlugin(plugin);
 }
 
 std::string Loaded::content() const {
+  const File again = openFile(plugin, subject.file);
   std::string all;
-  std::size_t copies = 0;
-  forEachVariable([&](const PropertySource& variable) {
-    for (const PropertyDefinition& property : kPropertyTable)
-      if (property.level == PropertyLevel::variable)
-        all += variable.read(property.index).content() + '\n';
-    if (++copies > kStreamsTried)
-      return;
+  for (const Stream& stream : again.streams)
+    for (const Property& property : stream.properties)
+      all += fmt::format("{} {} {}\n", property.string, property.number, property.integer);
+  for (std::size_t i = 0; i < std::min(kStreamsTried, again.streams.size()); ++i) {
     expectTimeForCopy();
     std::array<double, 1000> samples{};
-    plugin.call(&Table::copy_variable_data, file, variable.section, variable.variable,
-                ox_wp_type_double, samples.data(), sizeof samples);
+    plugin.call(&Table::copy_variable_data, again.handle, again.streams[i].section,
+                again.streams[i].variable, ox_wp_type_double, samples.data(), sizeof samples);
     all.append(reinterpret_cast<const char*>(samples.data()), sizeof samples);
-  });
+  }
   return all;
 }
 
@@ -129,12 +114,6 @@ ox_wp_section_handle Loaded::section(int index) const {
   if (!handle)
     throw Skipped(fmt::format("section {} has no handle", index));
   return handle;
-}
-
-void setModificationTime(const std::string& path, time_t seconds) {
-  const std::array<timespec, 2> times = {{{0, UTIME_OMIT}, {seconds, 0}}};
-  if (utimensat(AT_FDCWD, path.c_str(), times.data(), 0) != 0)
-    throw systemError(path);
 }
 
 std::string firstLine(int printed) {

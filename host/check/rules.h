@@ -1,23 +1,22 @@
 // The rules of the boundary: tables of a name and a function, and what the functions share.
 //
 // The rules follow from ox_wp_plugin.h and hold for any plug-in. A rule returns when the plug-in
-// keeps it. It throws Broken when the plug-in does not, and Skipped when it cannot be tried, which
-// any other Error counts as. Other exceptions say that the machine kept the rule from running.
+// keeps it. It throws Broken when the plug-in does not, and Skipped when it cannot be tried. Other
+// exceptions say that the machine kept the rule from running.
 #pragma once
 
 #include <array>
 #include <bit>
 #include <chrono>  // IWYU pragma: export
 #include <cstdint> // IWYU pragma: export
+#include <filesystem>
 #include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include <fmt/core.h>
-#include <time.h>
 
 #include "host/base/messages.h"
 #include "host/boundary/plugin.h"        // IWYU pragma: export
@@ -31,9 +30,7 @@ struct Broken : std::runtime_error {
 };
 
 // The rule cannot be tried; the message says why.
-struct Skipped : Error {
-  using Error::Error;
-};
+using Skipped = Error;
 
 // What a rule is tried on.
 struct Subject {
@@ -81,6 +78,10 @@ void expect(bool kept, fmt::format_string<Arguments...> seen, Arguments&&... arg
     throw Broken(fmt::format(seen, std::forward<Arguments>(arguments)...));
 }
 
+inline void expectStatus(int expected, int seen, const std::string& what) {
+  expect(seen == expected, "{}: expected status {}, seen {}", what, expected, seen);
+}
+
 // Indexes below the valid ones, and all that are tried around `count` valid ones.
 inline constexpr std::array kNegatives = {-1, -2, INT32_MIN};
 constexpr std::array<int, 5> outside(int count) noexcept {
@@ -91,8 +92,10 @@ constexpr std::array<int, 5> outside(int count) noexcept {
 inline constexpr const char* kMissingFile = "/proc/self/missing";
 
 // Long ago, so that a copy of a data file is seen to be written to.
-inline constexpr time_t kTimeOfCopies = 1'000'000'000;
-void setModificationTime(const std::string& path, time_t seconds);
+inline std::filesystem::file_time_type timeOfCopies() {
+  using namespace std::chrono;
+  return file_clock::from_sys(sys_seconds(seconds(1'000'000'000)));
+}
 
 // Every copy may read the whole file, so only the first streams of a file are copied.
 inline constexpr std::size_t kStreamsTried = 8;
@@ -113,7 +116,6 @@ std::array<unsigned char, sizeof(Record)> bytesOf(const Record& record) noexcept
 // A property as it was read into a record with every byte set.
 struct Reading {
   std::string describe() const; // for messages
-  std::string content() const;  // identifier and value, to be compared
 
   int status = 0;
   _ox_wp_prop_type record = patterned<_ox_wp_prop_type>();
@@ -129,6 +131,8 @@ struct PropertySource {
   // The same, as a number of objects. Throws Skipped where it is none: a rule of its own reports
   // it.
   int count(std::int32_t identifier) const;
+  // Copies samples of a variable. Throws Skipped when it is too late for another copy.
+  int copy(ox_wp_data_type type, void* buffer, int size) const;
 
   const Loaded& loaded;
   PropertyLevel level;
@@ -137,7 +141,7 @@ struct PropertySource {
 };
 
 // What a plug-in must leave as it is: names and values.
-using ProcessState = std::vector<std::pair<const char*, std::string>>;
+using ProcessState = std::array<std::pair<const char*, std::string>, 4>;
 ProcessState processState();
 
 // A plug-in object with the subject's file parsed, if there is one and it is not declined.
@@ -150,8 +154,8 @@ struct Loaded {
   void declineFiles() const;
   // Parses, walks every level, and copies the first streams.
   void useEverything() const;
-  // All that the file's variables have: properties, and the start of the first ones' samples. To be
-  // compared.
+  // Parses the file again. Returns the properties of its variables and the start of the first ones'
+  // samples, to be compared.
   std::string content() const;
   // Throws Skipped when it is too late for another copy.
   void expectTimeForCopy() const;

@@ -33,8 +33,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Clock = std::chrono::steady_clock;
-
 struct FileCopy;
 
 // What a signal that ends this process ends and removes first.
@@ -65,20 +63,16 @@ struct FileCopy {
       throw systemError(folder + " (see TMPDIR)", ENOSPC);
     fs::copy_file(original, path);
     fs::permissions(path, fs::perms::owner_write, fs::perm_options::add);
-    setModificationTime(path, kTimeOfCopies);
+    fs::last_write_time(path, timeOfCopies());
   }
 
   std::string folder;
   fs::path path;
 };
 
-extern "C" void endChild(int /*signal*/) {
+void endChildAndRemoveCopy() {
   if (const pid_t child = runningChild; child != 0)
     kill(-child, SIGKILL);
-}
-
-void endChildAndRemoveCopy() {
-  endChild(0);
   if (const FileCopy* copy = currentCopy) {
     unlink(copy->path.c_str());
     rmdir(copy->folder.c_str());
@@ -110,38 +104,28 @@ int emptyPrintedFile() {
   return descriptor;
 }
 
-void tryRule(const Rule& rule, const Subject& subject) {
-  std::optional<Loaded> loaded;
-  try {
-    loaded.emplace(subject);
-  } catch (const Error& error) {
-    throw Broken(error.what());
-  }
-  if (!subject.file.empty() && !loaded->file && rule.needs != Needs::path)
-    throw Skipped("the file is declined");
-  rule.run(*loaded);
-}
-
 // Returns the verdict and what was seen. An exception that left a function of the plug-in left its
-// name as well.
+// name in `running`.
 std::pair<Verdict, std::string> judge(const Rule& rule, const Subject& subject,
-                                      const char* const& thrower) {
+                                      const char* const& running) {
+  bool isLoaded = false;
   try {
-    tryRule(rule, subject);
+    Loaded loaded(subject);
+    isLoaded = true;
+    if (!subject.file.empty() && !loaded.file && rule.needs != Needs::path)
+      return {Verdict::skipped, "the file is declined"};
+    rule.run(loaded);
     return {Verdict::ok, ""};
   } catch (const Broken& broken) {
     return {Verdict::broken, broken.what()};
-  } catch (const Error& error) { // also Skipped
-    return {Verdict::skipped, error.what()};
+  } catch (const Error& error) { // which is also Skipped
+    return {isLoaded ? Verdict::skipped : Verdict::broken, error.what()};
+  } catch (const std::bad_alloc&) { // which a plug-in may throw
+    return {Verdict::skipped, "not enough memory"};
   } catch (const std::exception& exception) {
-    const std::string function = thrower ? thrower : "";
-    const bool mayThrow = function == OX_WP_PLUGIN_ENTRY_POINT || function == "parse_file" ||
-                          function == "copy_variable_data";
-    if (mayThrow && dynamic_cast<const std::bad_alloc*>(&exception))
-      return {Verdict::skipped, function + " finds not enough memory"};
-    if (function.empty())
+    if (!running)
       return {Verdict::untried, exception.what()};
-    return {Verdict::broken, fmt::format("{} threw: {}", function, exception.what())};
+    return {Verdict::broken, fmt::format("{} threw: {}", running, exception.what())};
   }
 }
 
@@ -160,15 +144,11 @@ std::pair<Verdict, std::string> judge(const Rule& rule, const Subject& subject,
   _exit(EXIT_SUCCESS);
 }
 
-// Returns the child's wait status. By then its whole group has ended, or the time limit ended it.
-int waitForEnd(pid_t child, std::chrono::seconds timeLimit) {
-  setpgid(child, child); // the child does so too: either may be the first to need the group
+// Returns the child's wait status. By then its whole group has ended.
+int waitForEnd(pid_t child) {
   runningChild = child;
-  (void)signal(SIGALRM, endChild);
-  alarm(static_cast<unsigned>(timeLimit.count()));
   siginfo_t info{};
   waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
-  alarm(0);
   kill(-child, SIGKILL); // before the child is reaped: until then its group's number is its own
   runningChild = 0;
   int status = 0;
@@ -185,9 +165,10 @@ std::string describeEnd(int status, int printed) {
          (line.empty() ? "" : " after printing \"" + line + '"');
 }
 
-// Throws what the machine keeps from being done.
-Outcome tryInChild(const Rule& rule, const std::string& plugin, const std::string& file,
-                   std::chrono::seconds timeLimit) {
+} // namespace
+
+Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
+                   std::chrono::seconds timeLimit) try {
   cleanUpOnEndingSignals(endChildAndRemoveCopy);
   std::optional<FileCopy> copy;
   if (!file.empty())
@@ -195,41 +176,30 @@ Outcome tryInChild(const Rule& rule, const std::string& plugin, const std::strin
   const std::string tried = copy ? pathForPlugin(copy->path) : "";
   const int printed = emptyPrintedFile();
   Report& report = emptyReport();
-  const auto start = Clock::now();
+  const auto lastCopy = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeLimit) / 2;
 
   (void)fflush(nullptr); // or the child would print it too
-  const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0)
     throw systemError("no process for the rule");
   if (child == 0) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) // the parent ended before that request
-      _exit(EXIT_FAILURE);
-    runChild(rule, {plugin, tried, printed, start + std::chrono::milliseconds(timeLimit) / 2},
-             report);
+    (void)signal(SIGALRM, SIG_DFL); // which ends the child
+    alarm(static_cast<unsigned>(timeLimit.count()));
+    runChild(rule, {plugin, tried, printed, lastCopy}, report);
   }
-  const int status = waitForEnd(child, timeLimit);
+  const int status = waitForEnd(child);
   const std::string function = report.calling ? report.calling : "";
   if (report.complete)
     return {report.verdict, report.seen.data(), function};
   const std::string place = function.empty() ? "" : " in " + function;
-  if (Clock::now() - start >= timeLimit)
+  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
     return {Verdict::hung, fmt::format("hung{}: no end within {} s", place, timeLimit.count()),
             function};
   return {Verdict::broken, "crashed" + place + describeEnd(status, printed), function};
-}
-
-} // namespace
-
-Outcome runInChild(const Rule& rule, const std::string& plugin, const std::string& file,
-                   std::chrono::seconds timeLimit) {
-  try {
-    return tryInChild(rule, plugin, file, timeLimit);
-  } catch (const std::exception& error) {
-    return {Verdict::untried, error.what(), ""};
-  }
+} catch (const std::exception& error) { // the machine keeps something from being done
+  return {Verdict::untried, error.what(), ""};
 }
 
 } // namespace host

@@ -2,10 +2,13 @@
 // the report.
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <fmt/core.h>
@@ -21,6 +24,9 @@ namespace {
 
 // Each rule that hangs costs a time limit, so the rest is skipped after so many.
 constexpr int kMostHangs = 3;
+
+// What is printed for each Verdict.
+constexpr std::array kWords = {"skip", "ok", "skip", "ERROR", "BROKEN", "BROKEN"};
 
 std::vector<Rule> chosenRules(const Request& request) {
   std::vector<Rule> rules;
@@ -39,18 +45,16 @@ bool isBroken(const Outcome& outcome) noexcept {
 class Checker {
 public:
   explicit Checker(const Request& request)
-      : request_(request), plugin_(std::filesystem::absolute(request.plugin)), paths_{""} {
-    for (const std::string& file : request.files)
-      paths_.push_back(pathForPlugin(file));
+      : plugin_(std::filesystem::absolute(request.plugin)), files_(request.files),
+        timeLimit_(request.timeLimit) {
+    files_.insert(files_.begin(), "");
   }
 
   // One outcome for all files.
   Outcome run(const Rule& rule) {
-    if (!stopped_.empty())
-      return {Verdict::skipped, stopped_, ""};
-    Outcome whole{Verdict::skipped, "no file given", ""};
+    Outcome whole{Verdict::skipped, stopped_.empty() ? "no file given" : stopped_, ""};
     const std::size_t first = rule.needs <= Needs::any ? 0 : 1; // 0: without a file
-    const std::size_t end = rule.needs == Needs::none ? 1 : paths_.size();
+    const std::size_t end = rule.needs == Needs::none ? 1 : files_.size();
     for (std::size_t i = first; i < end && stopped_.empty(); ++i) {
       const Outcome outcome = runOn(rule, i);
       if (isBroken(whole))
@@ -64,14 +68,11 @@ public:
     return whole;
   }
 
-  const std::string& stopped() const noexcept { return stopped_; } // why no further rule is tried
-
 private:
   Outcome runOn(const Rule& rule, std::size_t i) {
-    Outcome outcome =
-        runInChild(rule, plugin_, paths_[i], std::chrono::seconds(request_.timeLimit));
-    if (i > 0)
-      outcome.seen = request_.files[i - 1] + ": " + outcome.seen;
+    Outcome outcome = runInChild(rule, plugin_, files_[i], timeLimit_);
+    if (i > 0 && !outcome.seen.empty())
+      outcome.seen = files_[i] + ": " + outcome.seen;
     if (outcome.verdict == Verdict::hung && ++hung_ == kMostHangs)
       stopped_ = fmt::format("{} rules hung", hung_);
     if (!isBroken(outcome))
@@ -85,23 +86,13 @@ private:
     return outcome;
   }
 
-  const Request& request_;
   std::string plugin_;             // absolute: a plug-in may change the working folder
-  std::vector<std::string> paths_; // the first is empty: no file
-  std::string failing_;            // the function that does not return as intended; or empty
+  std::vector<std::string> files_; // the first is empty: no file
+  std::chrono::seconds timeLimit_;
+  std::string failing_; // the function that does not return as intended; or empty
   int hung_ = 0;
-  std::string stopped_;
+  std::string stopped_; // why no further rule is tried; or empty
 };
-
-std::string line(const Rule& rule, const Outcome& outcome) {
-  if (outcome.verdict == Verdict::ok)
-    return fmt::format("ok      {}\n", rule.name);
-  const std::string seen = printable(outcome.seen);
-  if (outcome.verdict == Verdict::untried)
-    return fmt::format("ERROR   {}: {}\n", rule.name, seen);
-  return isBroken(outcome) ? fmt::format("BROKEN  {}: {}\n", rule.name, seen)
-                           : fmt::format("skip    {} ({})\n", rule.name, seen);
-}
 
 } // namespace
 
@@ -115,24 +106,19 @@ int check(const Request& request) {
   refuseToOverwrite(read, kStandardOutput);
   Checker checker(request);
   Output output(kStandardOutput);
-  std::size_t ok = 0;
-  std::size_t broken = 0;
-  std::size_t untried = 0;
+  std::map<std::string_view, std::size_t> count;
   for (const Rule& rule : rules) {
     const Outcome outcome = checker.run(rule);
-    output.write(line(rule, outcome));
+    const char* const word = kWords.at(static_cast<std::size_t>(outcome.verdict));
+    const std::string seen = outcome.seen.empty() ? "" : ": " + printable(outcome.seen);
+    output.write(fmt::format("{:<8}{}{}\n", word, rule.name, seen));
     output.flush(); // the next rule may take its time
-    ok += outcome.verdict == Verdict::ok ? 1 : 0;
-    broken += isBroken(outcome) ? 1 : 0;
-    untried += outcome.verdict == Verdict::untried ? 1 : 0;
+    ++count[word];
   }
-  output.write(fmt::format("{} rule{}: {} ok, {} broken, {} skipped{}{}\n", rules.size(),
-                           rules.size() == 1 ? "" : "s", ok, broken,
-                           rules.size() - ok - broken - untried,
-                           untried == 0 ? "" : fmt::format(", {} not tried", untried),
-                           checker.stopped().empty() ? "" : "; stopped: " + checker.stopped()));
+  output.write(fmt::format("{} ok, {} broken, {} skipped, {} not tried\n", count["ok"],
+                           count["BROKEN"], count["skip"], count["ERROR"]));
   output.commit();
-  return broken + untried == 0 ? kSuccess : kFailure;
+  return count["BROKEN"] + count["ERROR"] == 0 ? kSuccess : kFailure;
 }
 
 } // namespace host

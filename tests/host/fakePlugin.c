@@ -3,10 +3,8 @@
 //
 // Its files have a line for each stream; a second section begins with the line "section":
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
-#include <fenv.h>
 #include <locale.h>
 #include <math.h>
-#include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -35,7 +33,6 @@ struct section {
 };
 
 struct file {
-  const char* given; // the path as the host has it
   char path[4096];
   struct stat seen;
   struct section sections[mostSections];
@@ -54,7 +51,7 @@ int breaks(const char* rule) {
 }
 
 // In C++, which can.
-extern void throwException(int isBadAlloc);
+extern void throwException(void);
 
 // Numbers that are hard to write as strings, then ordinary ones.
 static double sample(long long index) {
@@ -84,7 +81,7 @@ static int getPluginProperty(void* handle, int index, property* out) {
   const int type = breaks("MESSAGE_TYPE") ? ox_wp_type_string : ox_wp_type_message;
   const property properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
-      PROPERTY(plugin_name, string, breaks("NULL_STRING") ? NULL : "fake"),
+      PROPERTY(plugin_name, string, "fake"),
       PROPERTY(plugin_version, string, "1"),
       {ox_wp_prop_error_message, 0, NULL, type, 0, "declined", 0, 0, 7},
   };
@@ -92,7 +89,7 @@ static int getPluginProperty(void* handle, int index, property* out) {
   if (!plugin || !out)
     return 0;
   const int end = lasting + plugin->messages;
-  if (index >= end ? !breaks("MESSAGES") : index >= lasting && breaks("EARLY_END"))
+  if (index >= end && !breaks("MESSAGES"))
     plugin->messages = 0;
   return deliver(properties, index < end ? lasting + 1 : 0, index < lasting ? index : lasting, out);
 }
@@ -121,7 +118,7 @@ static const char* getErrorMessage(void* handle) {
 
 static int hasChanged(struct file* file) {
   struct stat now = {0};
-  (void)stat(breaks("PATH") ? file->given : file->path, &now); // all zero where the file is gone
+  (void)stat(file->path, &now); // all zero where the file is gone
   const int changed = now.st_size != file->seen.st_size || now.st_mtime != file->seen.st_mtime;
   file->seen = breaks("CHANGE") ? file->seen : now;
   return changed;
@@ -130,7 +127,6 @@ static int hasChanged(struct file* file) {
 // Returns whether the file has a stream.
 static int readFile(const char* path, struct file* file) {
   memset(file, 0, sizeof *file);
-  file->given = path;
   strncpy(file->path, path, sizeof file->path - 1);
   FILE* input = fopen(path, "r");
   if (!input || fstat(fileno(input), &file->seen))
@@ -146,7 +142,7 @@ static int readFile(const char* path, struct file* file) {
       s.declared += breaks("DECLARED");
       section->streams[section->count++] = s;
     } else if (breaks("DAMAGED") && strstr(path, ".fake"))
-      throwException(0);
+      throwException();
   uselocale(before);
   freelocale(plain);
   if (!breaks("DESCRIPTOR"))
@@ -155,36 +151,17 @@ static int readFile(const char* path, struct file* file) {
   return file->sections->count > 0;
 }
 
-static void* idle(void* nothing) {
-  pause();
-  return nothing;
-}
-
-static void changeProcess(void) {
-  if (breaks("FOLDER") && chdir("/"))
-    abort();
-  if (breaks("SETS_LOCALE"))
-    setlocale(LC_ALL, "C.UTF-8");
-  if (breaks("UMASK"))
-    umask(0);
-  if (breaks("ROUNDING"))
-    fesetround(FE_UPWARD);
-  if (breaks("ENVIRONMENT"))
-    setenv("TZ", "UTC", 1);
-  if (breaks("THREAD"))
-    pthread_create(&(pthread_t){0}, NULL, idle, NULL);
-}
-
 static void* parseFile(void* handle, const char* path) {
   struct plugin* plugin = handle;
   if (!plugin || !path || plugin->count == mostFiles || breaks("DECLINES"))
     return breaks("MISSING") ? plugin : NULL;
   if (breaks("HANG") && strstr(path, ".fake"))
     pause();
-  changeProcess();
+  if (breaks("PROCESS") && chdir("/") == 0 && setlocale(LC_ALL, "C.UTF-8"))
+    umask(0);
   if (breaks("NAMES") && plugin->count > 0)
     plugin->files[0]->sections->streams->name[0] = '?';
-  plugin->declined = plugin->declined && breaks("OLD_ERROR");
+  plugin->declined = 0;
   struct file* file = malloc(sizeof *file);
   const int isRead = readFile(path, file);
   if (isRead && plugin->count > 0 && breaks("HANDLES"))
@@ -208,8 +185,6 @@ static int releaseFile(void* plugin, void* file) {
 
 static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
-  if (!owner && breaks("THROWS"))
-    throwException(1);
   if (owner && breaks("LABELS"))
     strcpy(owner->sections->label, "file");
   const property properties[] = {
@@ -274,7 +249,7 @@ static int copyVariableData(void* plugin, void* file, void* section, int variabl
   ((struct plugin*)plugin)->declined *= breaks("COPY_ERROR");
   const struct file* owner = file;
   struct file now = *owner;
-  if (!breaks("KEPT_SAMPLES") && !readFile(breaks("PATH") ? owner->given : owner->path, &now))
+  if (!breaks("KEPT_SAMPLES") && !readFile(owner->path, &now))
     return 1;
   const long long asked = size / 8;
   const long long found = now.sections[parsed - owner->sections].streams[variable].found;
