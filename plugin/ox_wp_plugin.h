@@ -98,9 +98,10 @@ enum ox_wp_prop_identifier {
   ox_wp_prop_section_count = 10, /* integer: number of sections of the file, 0 to INT_MAX */
   ox_wp_prop_file_changed = 11,  /* integer: the change flag. 1 if the file on disk changed since
                                     the flag was last read (at first: since the file was parsed),
-                                    else 0. Each change is reported once. The file has changed when
-                                    it is gone, or its size or modification time in whole seconds
-                                    differs: not if rewritten to its size within a second. */
+                                    else 0. Each change is reported once: another size, another
+                                    modification time in whole seconds, or no file. An empty file
+                                    counts as none. A rewrite to its size within a second is not
+                                    seen. */
 
   /* A section. */
   ox_wp_prop_section_kind = 38,    /* integer: 0; no other kind is defined */
@@ -206,8 +207,8 @@ typedef struct _ox_wp_plugin_functions_type {
   void (*release)(ox_wp_plugin_handle plugin);
 
   /* Returns why the last parse_file or copy_variable_data failed: a string that both clear at their
-     start. A queued message says all else, since a host shows both. Valid until the next call on
-     the same plug-in object. Null only when `plugin` is null. */
+     start. Queue all other messages: a host shows both. Valid until the next call on the same
+     plug-in object. Null only when `plugin` is null. */
   const char* (*get_error_message)(ox_wp_plugin_handle plugin);
 
   /*
@@ -341,11 +342,11 @@ typedef int (*ox_wp_plugin_initialize_function)(_ox_wp_plugin_functions_type* ta
  *   section share one string: the next label overwrites it.
  * - Times. A start is the low 32 bits of the microseconds since 1970, in seconds, -2147.483648 to
  *   2147.483647. It repeats every 71.6 minutes and is no date. A start b is remainder(b - a,
- *   4294.967296) after a, if they are not 35 minutes apart. An end is rounded once.
+ *   4294.967296) after a, if they are less than 35 minutes apart. An end is rounded once.
  * - Data types. Text, 16- and 32-bit integers, 32- and 64-bit floats, Steim 1 and Steim 2 are
  *   ox_wp_type_double. All other encodings are ox_wp_type_none; a copy converts some of them all
  *   the same. Of a record that declares more samples than it holds, a copy finds those that it
- *   holds; of a compressed one whose end is missing, none.
+ *   holds. A compressed record that does so, or whose end is missing, gives none.
  * - Copies. Each copy reads all headers of the file and decodes the records of its own stream,
  *   however small the buffer. Samples are never kept. release_file always returns 1.
  * - libmseed. Each parse and each copy sets log handlers of libmseed that discard messages, for the

@@ -27,10 +27,10 @@ constexpr std::size_t kZerosForHeaders = MINRECLEN;
 // In a damaged record libmseed can read up to MAXRECLEN bytes past its buffer.
 constexpr std::size_t kBufferSize = std::size_t{2} * MAXRECLEN;
 
-// Stands for the number of bytes left in the file until that is known. Odd: at the end of the file
-// libmseed takes the low 32 bits of what is left for the length of a record that states none, and
-// until then it has only counted down by MINRECLEN. Far below zero: where a file system knows no
-// positions, libmseed counts from before zero, and with a larger number it would never see the end.
+// Stands for the number of bytes left in the file until that is known. Within a call libmseed
+// subtracts multiples of MINRECLEN from it, and at the end of the file it takes the low 32 bits for
+// the length of a record that states none: an odd number is none. Far below zero, so that libmseed
+// also sees the end where a file system knows no positions: it then counts from before zero.
 constexpr off_t kUnknownRest = -(off_t{1} << 62) - 1;
 
 void discard(char* /*message*/) {}
@@ -109,12 +109,12 @@ bool cRecordStream::fillBuffer(std::string_view start) noexcept {
 }
 
 MSRecord* cRecordStream::nextHeader() noexcept {
-  return call(kHeaderOnly) && takeLength() ? record_ : nullptr;
+  return call(kHeaderOnly) && acceptLength() ? record_ : nullptr;
 }
 
 MSRecord* cRecordStream::nextOfSource() noexcept {
   for (;;) {
-    // A guess saves a call. Whatever it is, the same records are read.
+    // The guess only saves a call: a wrong one changes no result.
     const bool isDecoded = nextSeemsOfSource();
     if (isDecoded ? !decode() : !call(kHeaderOnly))
       return nullptr;
@@ -143,8 +143,8 @@ bool cRecordStream::call(flag samples) noexcept {
     // until the end of the file. Until then, an end that libmseed reports can be that of its
     // buffer, and the call is made again.
     isAtEnd = feof_unlocked(state_->fp) != 0;
-    // Negative where a record states a length beyond the buffer. libmseed takes that back when it
-    // reads on.
+    // Negative where a record states a length beyond the buffer. libmseed sets `filepos` back by
+    // that much when it reads on.
     const off_t buffered = state_->readlen - state_->readoffset;
     state_->filesize =
         state_->filepos + (isAtEnd ? buffered : std::min<off_t>(buffered, 0) + kUnknownRest);
@@ -157,7 +157,7 @@ bool cRecordStream::call(flag samples) noexcept {
 
 // False for a damaged record of negative length. libmseed would go back by it and never reach the
 // end.
-bool cRecordStream::takeLength() noexcept {
+bool cRecordStream::acceptLength() noexcept {
   if (record_->reclen >= 0)
     return true;
   result_ = MS_OUTOFRANGE;
@@ -166,10 +166,10 @@ bool cRecordStream::takeLength() noexcept {
 
 // Reads the next record with samples.
 bool cRecordStream::decode() noexcept {
-  if (!call(kWithSamples) || !takeLength())
+  if (!call(kWithSamples) || !acceptLength())
     return false;
-  // Compressed samples can lead libmseed on to the end of the record that its header states. Where
-  // that lies beyond the zeros, there are more of them now, and the record is decoded again.
+  // Compressed samples are decoded up to the end that the record states. Where that lies beyond the
+  // zeros, there are more of them now, and the record is decoded again.
   if (!record_->datasamples || record_->reclen <= zerosEnd_ - record_->record)
     return true;
   addZeros(static_cast<std::size_t>(state_->rawrec + kBufferSize - zerosEnd_));
@@ -177,7 +177,7 @@ bool cRecordStream::decode() noexcept {
   return decode();
 }
 
-// To the start of the record, for another call.
+// Moves back to the start of the record, for another call.
 void cRecordStream::goBack() noexcept {
   state_->readoffset -= record_->reclen;
   state_->filepos -= record_->reclen;
@@ -185,8 +185,8 @@ void cRecordStream::goBack() noexcept {
 }
 
 bool cRecordStream::nextSeemsOfSource() const noexcept {
-  // Of a file in which it decodes nothing, libmseed says at the end that it is no miniSEED. So
-  // calls are with samples until a record was read, of whatever source.
+  // libmseed reports a file in which it has decoded nothing as no miniSEED. So calls are with
+  // samples until one record, of any source, was read.
   if (state_->recordcount == 0)
     return true;
   return codes_ && state_->readlen - state_->readoffset >= cCodes::kEnd &&
@@ -198,10 +198,10 @@ bool cRecordStream::isOfSource() noexcept {
 }
 
 // Whether a call with samples may read something else than this record and what lies behind it. If
-// libmseed cannot decode a record, it looks for others within it, in steps of MINRECLEN. Each
-// length that is not shorter is a multiple of that.
+// libmseed cannot decode a record, it looks for others within it, in steps of MINRECLEN. Lengths of
+// MINRECLEN and more are multiples of it, so the search ends where the record does.
 bool cRecordStream::decodingMayReadOthers() const noexcept {
-  if (record_->reclen < MINRECLEN || record_->reclen > bytesRead())
+  if (record_->reclen < MINRECLEN || record_->reclen > bytesInBuffer())
     return true;
   for (int step = MINRECLEN; step < record_->reclen; step += MINRECLEN)
     if (MS_ISVALIDHEADER(record_->record + step))
@@ -214,8 +214,8 @@ void cRecordStream::addZeros(std::size_t count) noexcept {
   zerosEnd_ += count;
 }
 
-// From the start of the record on.
-std::ptrdiff_t cRecordStream::bytesRead() const noexcept {
+// Bytes of the file, from the start of the record on.
+std::ptrdiff_t cRecordStream::bytesInBuffer() const noexcept {
   return state_->rawrec + state_->readlen - record_->record;
 }
 
@@ -223,8 +223,8 @@ std::int64_t cRecordStream::samplesHeld() const noexcept {
   const int size = bytesPerSample(record_->encoding);
   // The decoders of compressed samples stop at the end of the record.
   if (size == 0)
-    return bytesRead() < record_->reclen ? 0 : record_->samplecnt;
+    return bytesInBuffer() < record_->reclen ? 0 : record_->samplecnt;
   const std::int64_t bytes =
-      std::min<std::int64_t>(record_->reclen, bytesRead()) - record_->fsdh->data_offset;
+      std::min<std::int64_t>(record_->reclen, bytesInBuffer()) - record_->fsdh->data_offset;
   return std::clamp<std::int64_t>(bytes / size, 0, record_->samplecnt);
 }

@@ -12,8 +12,8 @@
 #include "geo/readers/cDataFile.h"
 
 // Station, location, channel and network, as they stand in the bytes of a record. Records with the
-// same codes have the same source name; others can have it too, since blanks at the end of a code
-// do not count.
+// same codes have the same source name. Different codes can share one too: blanks at the end of a
+// code, and bytes behind a NUL, do not count.
 class cCodes {
 public:
   static constexpr int kEnd = offsetof(fsdh_s, start_time);
@@ -42,9 +42,9 @@ struct cSourceName {
 // keeps for the process is left alone.
 class cRecordStream {
 public:
-  // Reads the records of one source with samples, or without a name the headers of all records.
-  // Those of a source are the ones that calls with samples for all records deliver. `file` and
-  // `sourceName` outlive the stream, which reads the file from its first byte on.
+  // With a name: the records of that source with samples, the same ones that a loop of calls with
+  // samples finds. Without a name: the headers of all records. Reads the file from its first byte
+  // on; `file` and `sourceName` outlive the stream.
   explicit cRecordStream(cDataFile& file, std::string_view sourceName = {});
   ~cRecordStream();
   cRecordStream(const cRecordStream&) = delete;
@@ -70,18 +70,18 @@ private:
   MSRecord* nextHeader() noexcept;
   MSRecord* nextOfSource() noexcept;
   bool call(flag samples) noexcept;
-  bool takeLength() noexcept;
+  bool acceptLength() noexcept;
   bool decode() noexcept;
   void goBack() noexcept;
   bool nextSeemsOfSource() const noexcept;
   bool isOfSource() noexcept;
   bool decodingMayReadOthers() const noexcept;
-  std::ptrdiff_t bytesRead() const noexcept;
+  std::ptrdiff_t bytesInBuffer() const noexcept;
 
   std::string_view source_; // its name; empty for all records
   MSFileParam* state_ = nullptr;
   MSRecord* record_ = nullptr;
-  char* zerosEnd_ = nullptr;    // of those behind what libmseed's buffer holds of the file
+  char* zerosEnd_ = nullptr;    // of the zeros behind the file's bytes in the buffer
   std::optional<cCodes> codes_; // of a record of the source
   int result_ = MS_GENERROR;
 };
