@@ -99,8 +99,8 @@ enum ox_wp_prop_identifier {
   ox_wp_prop_file_changed = 11,  /* integer: the change flag. 1 if the file on disk changed since
                                     the flag was last read (at first: since the file was parsed),
                                     else 0. Each change is reported once: another size, another
-                                    modification time in whole seconds, or no file, as which an
-                                    empty one counts. A rewrite to its size in a second is unseen. */
+                                    modification time in whole seconds, no file, or an empty one.
+                                    A rewrite to the same size within a second is not seen. */
 
   /* A section. */
   ox_wp_prop_section_kind = 38,    /* integer: 0; no other kind is defined */
