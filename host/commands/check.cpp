@@ -103,6 +103,8 @@ int check(const Request& request) {
   for (const std::string& name : read)
     if (const std::string reason = whyUnreadable(name); !reason.empty())
       throw Error(reason);
+  for (const std::string& file : request.files)
+    (void)pathForPlugin(file); // throws where a copy could not be handed over either
   refuseToOverwrite(read, kStandardOutput);
   Checker checker(request);
   Output output(kStandardOutput);
