@@ -20,8 +20,6 @@ void openStandardStreams() noexcept {
 
 int main(int argc, char** argv) {
   openStandardStreams();
-  // A closed pipe is noticed where it is written to.
-  (void)signal(SIGPIPE, SIG_IGN);
   // Where it is ignored, as some services start programs, a child's status is lost.
   (void)signal(SIGCHLD, SIG_DFL);
   return host::runCommandLine({argv + 1, argv + argc});

@@ -12,10 +12,6 @@ namespace host {
 
 namespace {
 
-bool isStartOfCharacter(char c) noexcept {
-  return (c & 0xC0) != 0x80;
-}
-
 // What belongs to no character becomes U+FFFD.
 std::string validUtf8(std::string_view bytes) {
   // JSON is UTF-8, so its library can replace what is not.
@@ -52,18 +48,17 @@ std::string printable(std::string_view bytes) {
 }
 
 std::size_t width(std::string_view string) noexcept {
-  return static_cast<std::size_t>(std::count_if(string.begin(), string.end(), isStartOfCharacter));
+  const auto isFirstByte = [](char c) { return (c & 0xC0) != 0x80; };
+  return static_cast<std::size_t>(std::ranges::count_if(string, isFirstByte));
 }
 
 std::string shortened(std::string_view bytes, std::size_t most) {
   std::string string = printable(bytes);
   if (width(string) <= most)
     return string;
-  std::size_t length = 0;
-  for (std::size_t left = most; length < string.size(); ++length)
-    if (isStartOfCharacter(string[length]) && left-- == 1)
-      break;
-  return string.substr(0, length) + "…";
+  while (width(string) >= most) // until the first byte of a character is dropped
+    string.pop_back();
+  return string + "…";
 }
 
 std::string csvField(std::string_view bytes) {

@@ -4,12 +4,10 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,13 +41,6 @@ int namedDescriptor(fs::path path) {
     if (!fs::is_symlink(path, error))
       return -1;
   }
-}
-
-// main() ignores SIGPIPE, so that a message to a closed standard error does not end the process.
-[[noreturn]] void endByClosedPipe() {
-  (void)signal(SIGPIPE, SIG_DFL);
-  (void)raise(SIGPIPE);
-  abort(); // not reached, unless the signal is blocked
 }
 
 } // namespace
@@ -87,16 +78,13 @@ void Output::openTemporaryFile(const struct stat* replaced) {
     target = target.parent_path() / fs::read_symlink(target);
   path_ = target.string();
   const std::string name = target.parent_path() / ".ox-wp-host-XXXXXX";
-  if (name.size() >= removeOnSignal.size())
-    throw systemError(path_, ENAMETOOLONG);
   cleanUpOnEndingSignals(removeTemporaryFile);
   // The name is made in the array, so that a signal finds it as soon as the file exists.
-  std::memcpy(removeOnSignal.data(), name.c_str(), name.size() + 1);
+  removeOnSignal[name.copy(removeOnSignal.data(), removeOnSignal.size() - 1)] = '\0';
   descriptor_ = mkostemp(removeOnSignal.data(), O_CLOEXEC);
   if (descriptor_ < 0) {
-    const int code = errno;
     removeOnSignal[0] = '\0';
-    throw systemError(code == ENOENT ? target.parent_path().string() : path_, code);
+    throw systemError(path_);
   }
   temporary_ = removeOnSignal.data();
   const mode_t mask = umask(0);
@@ -123,8 +111,6 @@ void Output::writeAll(std::string_view rest) const {
     const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
     if (written >= 0)
       rest.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno == EPIPE)
-      endByClosedPipe();
     else if (errno != EINTR)
       throw systemError(path_ == kStandardOutput ? "standard output" : path_);
   }

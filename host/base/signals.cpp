@@ -10,8 +10,8 @@ namespace host {
 namespace {
 
 // Those that a user, a program, a closed terminal or a limit sends; not those of a crash.
-constexpr std::array kEndingSignals = {SIGINT,  SIGTERM, SIGHUP,  SIGQUIT, SIGALRM,
-                                       SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ};
+constexpr std::array kEndingSignals = {SIGINT,  SIGTERM, SIGHUP,  SIGQUIT, SIGPIPE,
+                                       SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGXFSZ};
 
 std::atomic<void (*)()> cleanUpFunction = nullptr;
 

@@ -4,25 +4,18 @@
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
-#include <sys/stat.h>
 
 #include "host/base/messages.h"
-#include "host/base/terminal.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
 
 namespace {
 
-constexpr std::uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 1.75
-constexpr std::uint64_t kSmallestRoom = std::uint64_t{1} << 20;
-
-FileState stateOf(const std::string& path) {
-  struct stat status{};
-  if (stat(path.c_str(), &status) != 0)
-    return {};
-  return {static_cast<std::uint64_t>(status.st_size), status.st_ino, status.st_mtim.tv_sec,
-          status.st_mtim.tv_nsec};
+struct stat stateOf(const std::string& path) {
+  struct stat state{}; // stays all zero where there is no file
+  (void)stat(path.c_str(), &state);
+  return state;
 }
 
 // Reads index 0, 1, 2 and so on, but for one that is left out, until no property is delivered. The
@@ -49,18 +42,10 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
   const int sectionIndex = static_cast<int>(file.sections.size());
   file.sections.push_back(walk(plugin, &Table::get_section_property, file.handle, section));
   const std::int64_t count = find(file.sections.back(), ox_wp_prop_variable_count).integer;
-  for (int variable = 0; variable < std::min<std::int64_t>(count, INT_MAX); ++variable)
+  for (int variable = 0; variable < count; ++variable)
     file.streams.push_back(
         {sectionIndex, section, variable,
          walk(plugin, &Table::get_variable_property, file.handle, section, variable)});
-}
-
-// What the system knows of the reason is the plainest.
-Error declined(const Plugin& plugin, const File& file) {
-  std::string reason = whyUnreadable(file.name);
-  if (reason.empty())
-    reason = file.name + (file.state.size == 0 ? ": an empty file" : ": declined by the plug-in");
-  return Error(reason + pluginMessages(plugin));
 }
 
 } // namespace
@@ -92,11 +77,15 @@ File openFile(const Plugin& plugin, const std::string& name) {
   file.path = pathForPlugin(name);
   file.state = stateOf(file.path);
   file.handle = plugin.call(&Table::parse_file, file.path.c_str());
-  if (!file.handle)
-    throw declined(plugin, file);
+  if (!file.handle) {
+    std::string reason = whyUnreadable(name); // what the system knows of it is the plainest
+    if (reason.empty())
+      reason = name + (file.state.st_size == 0 ? ": an empty file" : ": declined by the plug-in");
+    throw Error(reason + pluginMessages(plugin));
+  }
   file.properties = walk<ox_wp_index_file_changed>(plugin, &Table::get_file_property, file.handle);
   const std::int64_t count = find(file.properties, ox_wp_prop_section_count).integer;
-  for (int index = 0; index < std::min<std::int64_t>(count, INT_MAX); ++index) {
+  for (int index = 0; index < count; ++index) {
     ox_wp_section_handle section = plugin.call(&Table::get_section_handle, file.handle, index);
     if (!section)
       throw Error(name + ": the plug-in returns no handle for section " + std::to_string(index));
@@ -133,13 +122,10 @@ void dropUnwritten(std::vector<double>& values) noexcept {
 std::string Samples::shortfall() const {
   if (values.size() == declared)
     return {};
-  if (values.size() == kMostSamplesOfACopy)
-    return fmt::format("the first {} of {} samples: one copy holds no more", values.size(),
-                       declared);
-  return fmt::format(
-      "{} of {} samples found; if a record in the middle is lost, those after it come "
-      "too early",
-      values.size(), declared);
+  return fmt::format("{} of {} samples found; {}", values.size(), declared,
+                     values.size() == kMostSamplesOfACopy
+                         ? "one copy holds no more"
+                         : "if a record in the middle is lost, those after it come too early");
 }
 
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream) {
@@ -147,22 +133,11 @@ Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream
   if (!stream.isDeliverable())
     return samples;
   samples.declared = stream.sampleCount();
-  const StatusLine line(fmt::format("Reading stream {} of {}: {}",
-                                    &stream - file.streams.data() + 1, file.streams.size(),
-                                    stream.name()));
   const std::uint64_t most = std::min(samples.declared, kMostSamplesOfACopy);
-  // A damaged file can declare far more samples than it holds. Where the first buffer is too small
-  // after all, a larger one follows.
-  for (std::uint64_t room =
-           std::min(most, std::max(kSmallestRoom, kSamplesPerByte * file.state.size));
-       ; room = std::min(most, 4 * room)) {
-    samples.values.assign(room, kUnwritten);
-    plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
-                ox_wp_type_double, samples.values.data(), static_cast<int>(room * sizeof(double)));
-    dropUnwritten(samples.values);
-    if (room == most || samples.values.size() < room)
-      break;
-  }
+  samples.values.assign(most, kUnwritten);
+  plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
+              ox_wp_type_double, samples.values.data(), static_cast<int>(most * sizeof(double)));
+  dropUnwritten(samples.values);
   // A status of 1 says no more: samples that are missing have left their marks.
   if (samples.values.empty() && most > 0)
     throw Error(fmt::format("{}: {}: none of {} samples can be read{}", file.name, stream.name(),
@@ -174,7 +149,10 @@ void throwIfChanged(const Plugin& plugin, const File& file) {
   _ox_wp_prop_type record{};
   plugin.call(&Table::get_file_property, file.handle, ox_wp_index_file_changed, &record);
   const bool isFlagged = record.identifier == ox_wp_prop_file_changed && record.integer_value != 0;
-  if (isFlagged || stateOf(file.path) != file.state)
+  const struct stat now = stateOf(file.path);
+  if (isFlagged || now.st_size != file.state.st_size || now.st_ino != file.state.st_ino ||
+      now.st_mtim.tv_sec != file.state.st_mtim.tv_sec ||
+      now.st_mtim.tv_nsec != file.state.st_mtim.tv_nsec)
     throw Error(file.name + ": changed while it was read");
 }
 

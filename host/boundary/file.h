@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 #include "host/boundary/names.h"  // IWYU pragma: export
 #include "host/boundary/plugin.h" // IWYU pragma: export
 
@@ -57,21 +59,10 @@ struct Stream {
   }
 };
 
-// What the system knows of a file; all zero when it knows nothing. Every rewriting changes it that
-// is not within the same few milliseconds.
-struct FileState {
-  std::uint64_t size = 0; // in bytes
-  std::uint64_t inode = 0;
-  std::int64_t seconds = 0; // of the last modification
-  std::int64_t nanoseconds = 0;
-
-  bool operator==(const FileState&) const = default;
-};
-
 struct File {
-  std::string name; // as typed
-  std::string path; // as handed to the plug-in
-  FileState state;  // before it was parsed
+  std::string name;    // as typed
+  std::string path;    // as handed to the plug-in
+  struct stat state{}; // before it was parsed
   ox_wp_file_handle handle = nullptr;
   Properties properties; // without the change flag, see throwIfChanged
   std::vector<Properties> sections;
@@ -115,16 +106,16 @@ struct Samples {
   std::string shortfall() const;
 };
 
-// Copies as many samples of a stream of the file as one copy holds, and says on a terminal which
-// stream is being read. A stream that is not deliverable has and declares none. Memory is taken for
-// what the file can hold, not for what it declares. Throws Error when the stream declares samples
-// and none is found: the file is gone or cannot be read.
+// Copies as many samples of a stream of the file as one copy holds. A stream that is not
+// deliverable has and declares none. Throws Error when the stream declares samples and none is
+// found: the file is gone or cannot be read.
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream);
 
 // Throws Error when the file has changed since before it was parsed. To be called after the last
 // copy and before a result is shown or saved: copies read the file as it is at that moment, so they
 // can be of two different files. The change flag alone does not see a file that is rewritten to the
-// same size within a second. Nothing else reads that flag, since reading it resets it.
+// same size within a second; the time of its last modification misses a few milliseconds only.
+// Nothing else reads that flag, since reading it resets it.
 void throwIfChanged(const Plugin& plugin, const File& file);
 
 } // namespace host

@@ -1,6 +1,5 @@
 #include "host/boundary/names.h"
 
-#include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <iterator>
@@ -17,10 +16,12 @@
 
 namespace host {
 
+namespace fs = std::filesystem;
+
 std::string whyUnreadable(const std::string& name) {
   struct stat status{};
   if (stat(name.c_str(), &status) != 0)
-    return name == "-" ? "-: standard input cannot be read; name a file" : systemError(name).what();
+    return systemError(name).what();
   if (S_ISDIR(status.st_mode))
     return name + ": a folder, not a file";
   if (!S_ISREG(status.st_mode))
@@ -32,14 +33,10 @@ std::string whyUnreadable(const std::string& name) {
 
 std::string pathForPlugin(const std::string& name) {
   if (access(name.c_str(), F_OK) != 0)
-    throw Error(whyUnreadable(name));
-  const std::filesystem::path typed = name;
-  std::error_code error;
-  const std::filesystem::path folder =
-      std::filesystem::canonical(typed.has_parent_path() ? typed.parent_path() : ".", error);
-  if (error)
-    throw systemError(name, error.value());
-  std::string path = folder / typed.filename();
+    throw systemError(name);
+  const fs::path typed = name;
+  const fs::path folder = typed.has_parent_path() ? typed.parent_path() : ".";
+  std::string path = fs::canonical(folder) / typed.filename();
   if (path.find_first_of("\\^$") != std::string::npos ||
       std::isspace(static_cast<unsigned char>(path.back())) != 0)
     throw Error(name + R"(: not read, since a plug-in may take \, ^, $ or white space at the end )"
@@ -48,29 +45,20 @@ std::string pathForPlugin(const std::string& name) {
 }
 
 void refuseToOverwrite(const std::vector<std::string>& inputs, const std::string& output) {
-  struct stat written{};
-  const bool isStandardOutput = output == kStandardOutput;
-  if ((isStandardOutput ? fstat(STDOUT_FILENO, &written) : stat(output.c_str(), &written)) != 0 ||
-      !S_ISREG(written.st_mode))
-    return;
-  for (const std::string& input : inputs) {
-    struct stat read{};
-    if (stat(input.c_str(), &read) == 0 && read.st_dev == written.st_dev &&
-        read.st_ino == written.st_ino)
+  const fs::path written = output == kStandardOutput ? "/dev/stdout" : output;
+  std::error_code error; // where one is missing, they are not the same
+  for (const std::string& input : inputs)
+    if (fs::equivalent(input, written, error))
       throw Error(input + ": the output would change this file, which is being read");
-  }
 }
 
 std::string someOf(const std::set<std::string>& names) {
-  if (names.empty())
-    return "none";
   constexpr std::size_t kSome = 5;
-  const auto end =
-      std::next(names.begin(), static_cast<std::ptrdiff_t>(std::min(names.size(), kSome)));
-  std::string list = fmt::format("{}", fmt::join(names.begin(), end, "; "));
   if (names.size() > kSome)
-    list += fmt::format(" and {} more", names.size() - kSome);
-  return list;
+    return fmt::format("{} and {} more",
+                       fmt::join(names.begin(), std::next(names.begin(), kSome), "; "),
+                       names.size() - kSome);
+  return names.empty() ? "none" : fmt::format("{}", fmt::join(names, "; "));
 }
 
 NameChoice::NameChoice(const std::vector<std::string>& patterns)
