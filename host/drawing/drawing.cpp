@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cmath>
 #include <filesystem>
 #include <iterator>
@@ -38,18 +37,12 @@ constexpr int kFewestRows = 5;          // of a panel: two have its waveform
 constexpr unsigned kLeftColumns = 17;   // numbers of ten digits
 constexpr unsigned kColumnsOfATic = 16; // so that no number touches the next
 
-// A string in quotes, for a script. Characters that could have a meaning there, such as a
-// back-tick, which runs a command, are written as octal numbers.
+// A string in quotes, for a script. Every byte is written as an octal number: some would have a
+// meaning there, such as the back-tick, which runs a command.
 std::string gnuplotString(std::string_view string) {
   std::string quoted = "\"";
-  for (const char c : printable(string)) {
-    const auto byte = static_cast<unsigned char>(c);
-    // Digits too: a digit after an octal number would be read as part of it.
-    if (byte < 0x80 && std::isalpha(byte) == 0)
-      quoted += fmt::format("\\{:03o}", byte);
-    else
-      quoted += c;
-  }
+  for (const char c : printable(string))
+    quoted += fmt::format("\\{:03o}", static_cast<unsigned char>(c));
   return quoted + '"';
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 #include <fmt/format.h>
@@ -26,10 +27,10 @@ bool fits32Bits(const Stream& stream) {
   return stream.start() >= -kRepetition / 2 && stream.start() < kRepetition / 2;
 }
 
+// REQUIRES: there is a range.
 bool coverOneRange(std::vector<Range> ranges) {
-  std::sort(ranges.begin(), ranges.end(),
-            [](const Range& a, const Range& b) { return a.low < b.low; });
-  double reached = ranges.empty() ? 0 : ranges[0].low;
+  std::ranges::sort(ranges, {}, &Range::low);
+  double reached = ranges[0].low;
   for (const Range& range : ranges) {
     if (range.low > reached + kTouching)
       return false;
@@ -39,23 +40,15 @@ bool coverOneRange(std::vector<Range> ranges) {
 }
 
 void appendColumn(std::vector<Point>& points, std::span<const double> samples, double middle) {
-  const auto isFinite = [](double value) { return std::isfinite(value); };
-  const auto first = std::find_if(samples.begin(), samples.end(), isFinite);
-  if (first == samples.end()) {
+  std::vector<double> finite;
+  std::copy_if(samples.begin(), samples.end(), std::back_inserter(finite),
+               [](double value) { return std::isfinite(value); });
+  if (finite.empty()) {
     points.push_back({middle, std::numeric_limits<double>::quiet_NaN()});
     return;
   }
-  double smallest = *first;
-  double largest = *first;
-  double last = *first;
-  for (const double value : samples) {
-    if (!std::isfinite(value))
-      continue;
-    smallest = std::min(smallest, value);
-    largest = std::max(largest, value);
-    last = value;
-  }
-  for (const double value : {*first, smallest, largest, last})
+  const auto [smallest, largest] = std::minmax_element(finite.begin(), finite.end());
+  for (const double value : {finite.front(), *smallest, *largest, finite.back()})
     points.push_back({middle, value});
 }
 
@@ -168,20 +161,18 @@ std::vector<Point> decimate(std::span<const double> samples, std::uint64_t colum
 std::vector<Panel> makePanels(const Plugin& plugin, const File& file, const TimeAxes& axes,
                               const Window& window, std::uint64_t columns) {
   std::vector<Panel> panels;
-  Range shared = {kInfinity, -kInfinity};
   for (const Stream& stream : file.streams) {
-    const TimeAxis axis = axes.of(stream);
     try {
       const Samples samples = copySamples(plugin, file, stream);
-      panels.push_back(makePanel(stream, axis, window, samples, columns));
+      panels.push_back(makePanel(stream, axes.of(stream), window, samples, columns));
     } catch (const Error& error) {
       reportError(error.what());
-      continue;
     }
-    const Range& x = panels.back().x;
-    if (axis.hasTimes)
-      shared = {std::min(shared.low, x.low), std::max(shared.high, x.high)};
   }
+  Range shared = {kInfinity, -kInfinity};
+  for (const Panel& panel : panels)
+    if (panel.hasTimes)
+      shared = {std::min(shared.low, panel.x.low), std::max(shared.high, panel.x.high)};
   for (Panel& panel : panels) {
     if (!panel.hasTimes)
       continue;

@@ -63,13 +63,10 @@ std::string aligned(const std::vector<Row>& rows) {
     if (widest == 0)
       continue;
     widest = std::max(widest, width(kColumns[i].heading));
-    const auto append = [&](std::string& line, const std::string& cell) {
-      const std::string padding(widest - width(cell), ' ');
-      line += "  " + (kColumns[i].isLeftAligned ? cell + padding : padding + cell);
-    };
-    append(lines[0], kColumns[i].heading);
+    const auto layout = fmt::runtime(kColumns[i].isLeftAligned ? "  {:<{}}" : "  {:>{}}");
+    lines[0] += fmt::format(layout, kColumns[i].heading, widest);
     for (std::size_t row = 0; row < rows.size(); ++row)
-      append(lines[row + 1], rows[row][i]);
+      lines[row + 1] += fmt::format(layout, rows[row][i], widest);
   }
   std::string result;
   for (const std::string& line : lines)
@@ -80,14 +77,13 @@ std::string aligned(const std::vector<Row>& rows) {
 std::string tableFile(const File& file, const SampleSummaries& samples, const std::string& error) {
   if (!error.empty())
     return {};
-  std::vector<Row> rows(file.streams.size());
-  std::transform(file.streams.begin(), file.streams.end(), rows.begin(),
-                 [&](const Stream& stream) { return tableRow(file, stream); });
+  std::vector<Row> rows;
+  for (const Stream& stream : file.streams)
+    rows.push_back(tableRow(file, stream));
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    Row& row = rows[i];
-    row[kColumns.size() - 3] = shortNumber(samples[i].first);
-    row[kColumns.size() - 2] = shortNumber(samples[i].last);
-    row[kColumns.size() - 1] = samples[i].shortfall;
+    rows[i][kColumns.size() - 3] = shortNumber(samples[i].first);
+    rows[i][kColumns.size() - 2] = shortNumber(samples[i].last);
+    rows[i][kColumns.size() - 1] = samples[i].shortfall;
   }
   return fmt::format("{}: {} stream{}\n", printable(file.name), rows.size(),
                      rows.size() == 1 ? "" : "s") +
@@ -108,32 +104,27 @@ Json numberJson(const std::optional<double>& value) {
   return std::isfinite(*value) ? Json(*value) : Json(fmt::format("{}", *value));
 }
 
-Json propertyJson(const Property& property) {
-  Json json = {{"identifier", property.identifier}, {"name", propertyName(property.identifier)}};
+Json valueJson(const Property& property) {
   switch (property.type) {
   case ox_wp_type_string:
-    json["value"] = property.string;
-    break;
+    return property.string;
   case ox_wp_type_message:
-    json["value"] = {{"code", property.integer}, {"text", property.string}};
-    break;
+    return {{"code", property.integer}, {"text", property.string}};
   case ox_wp_type_double:
-    json["value"] = numberJson(property.number);
-    break;
+    return numberJson(property.number);
   case ox_wp_type_integer:
-    json["value"] = property.integer;
-    break;
+    return property.integer;
   default:
-    json["value"] = nullptr;
-    json["type"] = property.type;
+    return nullptr;
   }
-  return json;
 }
 
 Json propertiesJson(const Properties& properties) {
   Json json = Json::array();
   for (const Property& property : properties)
-    json.push_back(propertyJson(property));
+    json.push_back({{"identifier", property.identifier},
+                    {"name", propertyName(property.identifier)},
+                    {"value", valueJson(property)}});
   return json;
 }
 
@@ -142,13 +133,11 @@ constexpr std::array kFields = {ox_wp_prop_variable_name, ox_wp_prop_sample_coun
                                 ox_wp_prop_x_step,        ox_wp_prop_x_start,
                                 ox_wp_prop_x_end,         ox_wp_prop_variable_data_type};
 
-bool hasField(const Property& property) {
-  return std::find(kFields.begin(), kFields.end(), property.identifier) != kFields.end();
-}
-
 Json streamJson(const Stream& stream) {
   Properties others = stream.properties;
-  std::erase_if(others, hasField);
+  std::erase_if(others, [](const Property& property) {
+    return std::ranges::count(kFields, property.identifier) > 0;
+  });
   return {{"section", stream.sectionIndex},
           {"variable", stream.variable},
           {"name", stream.name()},
