@@ -61,10 +61,8 @@ public:
 
 private:
   void throwIfNoSubcommand(const std::string& first) const {
-    if (first == "-h" || first == "--help" || first == "--version")
+    if (first.starts_with('-')) // an option
       return;
-    if (first.starts_with('-'))
-      throw CLI::ValidationError(first, "a subcommand comes first, as in ox-wp-host list FILE");
     std::vector<std::string> names;
     for (const CLI::App* command : app_.get_subcommands({}))
       names.push_back(command->get_name());
@@ -112,10 +110,6 @@ private:
     return command;
   }
 
-  CLI::Option* addFiles(CLI::App* command, const char* about) {
-    return command->add_option("FILE", request_.files, about)->type_name("");
-  }
-
   void addPatterns(CLI::App* command, const char* name, const char* about) {
     command->add_option(name, request_.patterns, about)
         ->option_text("GLOB")
@@ -124,7 +118,7 @@ private:
 
   // What all subcommands have that read files with a plug-in.
   void addInput(CLI::App* command, const char* about) {
-    addFiles(command, about)->required();
+    command->add_option("FILE", request_.files, about)->type_name("")->required();
     addPatterns(command, "--stream",
                 "Only streams whose name matches this pattern; can be given again");
     command
@@ -200,7 +194,7 @@ private:
         addCommand("check", "Checks whether a plug-in keeps the rules of the boundary",
                    "check ./ox_wp_plugin_geo.so station.mseed", [this] { return check(request_); });
     command->add_option("PLUGIN", request_.plugin, "The library")->type_name("")->required();
-    addFiles(command, "Data files that it reads");
+    command->add_option("FILE", request_.files, "Data files that it reads")->type_name("");
     addPatterns(command, "--rule",
                 "Only rules whose name matches this pattern; can be given again");
     command

@@ -67,21 +67,19 @@ void writeStreams(const Plugin& plugin, const File& file, std::span<const Stream
 // The name of a recording without its ending, which is of letters only: the day at the end of
 // GR.FUR..BHZ.D.2018.100 is none.
 std::string recordingName(const fs::path& path) {
-  const std::string ending = path.extension().string();
-  const bool isEnding = std::all_of(ending.begin(), ending.end(), [](unsigned char c) {
-    return c == '.' || std::isalpha(c) != 0;
-  });
-  return (isEnding ? path.stem() : path.filename()).string();
+  const std::string ending = path.extension();
+  const bool isEnding =
+      std::ranges::all_of(ending, [](unsigned char c) { return c == '.' || std::isalpha(c) != 0; });
+  return isEnding ? path.stem() : path.filename();
 }
 
-// A name for a stream's file, made from any bytes: neither a path nor hidden, and not too long.
+// A name for a stream's file, made from any bytes: it holds no slash.
 std::string fileNameFor(const std::string& recording, const Stream& stream) {
-  constexpr std::size_t kLongest = 100; // of each part
-  std::string name = recording.substr(0, kLongest) + '.' + stream.name().substr(0, kLongest);
+  std::string name = recording + '.' + stream.name();
   for (char& c : name)
     if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '.')
       c = '_';
-  return name.front() == '.' ? '_' + name : name;
+  return name;
 }
 
 // The path of each stream's file. Of streams with the same name, the second and later are numbered.

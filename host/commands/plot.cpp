@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 
 #include "host/base/messages.h"
 #include "host/commands/commands.h"
@@ -12,10 +13,6 @@ namespace {
 
 std::string lastName(const std::string& path) {
   return std::filesystem::path(path).filename().string();
-}
-
-bool hasSamples(const std::vector<Panel>& panels) {
-  return std::any_of(panels.begin(), panels.end(), [](const Panel& p) { return p.hasSamples; });
 }
 
 } // namespace
@@ -37,8 +34,9 @@ int plot(const Plugin& plugin, const Request& request) {
       keepChosen(file, choice);
       keepDeliverable(file);
       streams += file.streams.size();
-      if (isPicture && streams > kMostPanels)
-        break;
+      if (isPicture && streams > kMostPanels) // not an Error, after which the next file is read
+        throw std::length_error("a picture has room for " + std::to_string(kMostPanels) +
+                                " streams; choose some with --stream");
       std::vector<Panel> added =
           makePanels(plugin, file, axes, request.window, isPicture ? kPictureColumns : room.ws_col);
       throwIfChanged(plugin, file);
@@ -54,15 +52,12 @@ int plot(const Plugin& plugin, const Request& request) {
     }
     plugin.call(&Table::release_all_files);
   }
-  if (isPicture && streams > kMostPanels)
-    throw Error("a picture has room for " + std::to_string(kMostPanels) +
-                " streams; choose some with --stream");
   if (panels.empty()) {
     choice.throwIfUnmatched();
     if (status != kSuccess)
       return status; // the reason was reported
   }
-  if (!hasSamples(panels))
+  if (std::ranges::none_of(panels, &Panel::hasSamples))
     throw Error(request.window.isLimited() ? "no samples between --from and --to"
                                            : "no samples to draw");
   output.write(isPicture ? drawPicture(panels,
