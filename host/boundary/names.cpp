@@ -3,6 +3,7 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
+#include <set>
 #include <system_error>
 
 #include <fmt/format.h>
