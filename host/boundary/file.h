@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/stat.h>
+#include <sys/stat.h> // IWYU pragma: export
 
 #include "host/boundary/names.h"  // IWYU pragma: export
 #include "host/boundary/plugin.h" // IWYU pragma: export

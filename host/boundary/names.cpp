@@ -3,7 +3,6 @@
 #include <cctype>
 #include <filesystem>
 #include <iterator>
-#include <set>
 #include <system_error>
 
 #include <fmt/format.h>

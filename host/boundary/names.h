@@ -1,7 +1,7 @@
 // Names that a person types: of data files, and patterns for streams and rules.
 #pragma once
 
-#include <set>
+#include <set> // IWYU pragma: export
 #include <string>
 #include <vector>
 
