@@ -1,6 +1,7 @@
 #include "host/boundary/file.h"
 
 #include <algorithm>
+#include <set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

@@ -77,9 +77,9 @@ std::string aligned(const std::vector<Row>& rows) {
 std::string tableFile(const File& file, const SampleSummaries& samples, const std::string& error) {
   if (!error.empty())
     return {};
-  std::vector<Row> rows;
-  for (const Stream& stream : file.streams)
-    rows.push_back(tableRow(file, stream));
+  std::vector<Row> rows(file.streams.size());
+  std::ranges::transform(file.streams, rows.begin(),
+                         [&](const Stream& stream) { return tableRow(file, stream); });
   for (std::size_t i = 0; i < samples.size(); ++i) {
     rows[i][kColumns.size() - 3] = shortNumber(samples[i].first);
     rows[i][kColumns.size() - 2] = shortNumber(samples[i].last);
