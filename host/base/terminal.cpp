@@ -2,8 +2,11 @@
 
 #include <algorithm>
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <unistd.h>
+
+#include "host/base/messages.h"
 
 namespace host {
 
@@ -26,6 +29,17 @@ winsize terminalSize() noexcept {
   if (size.ws_col == 0)
     size.ws_col = kUsualColumns;
   return size;
+}
+
+StatusLine::StatusLine(std::string_view line) {
+  winsize size{};
+  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1)
+    (void)fputs(shortened(line, size.ws_col - 1U).c_str(), stderr);
+}
+
+StatusLine::~StatusLine() {
+  if (isatty(STDERR_FILENO) == 1)
+    (void)fputs("\r\x1b[K", stderr);
 }
 
 } // namespace host

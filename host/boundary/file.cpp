@@ -7,11 +7,15 @@
 #include <fmt/ranges.h>
 
 #include "host/base/messages.h"
+#include "host/base/terminal.h"
 #include "host/boundary/propertyTable.h"
 
 namespace host {
 
 namespace {
+
+constexpr std::uint64_t kSamplesPerByte = 2; // the densest encoding of miniSEED has 1.75
+constexpr std::uint64_t kSmallestRoom = std::uint64_t{1} << 20;
 
 struct stat stateOf(const std::string& path) {
   struct stat state{}; // stays all zero where there is no file
@@ -134,11 +138,22 @@ Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream
   if (!stream.isDeliverable())
     return samples;
   samples.declared = stream.sampleCount();
+  const StatusLine line(fmt::format("Reading stream {} of {}: {}",
+                                    &stream - file.streams.data() + 1, file.streams.size(),
+                                    stream.name()));
   const std::uint64_t most = std::min(samples.declared, kMostSamplesOfACopy);
-  samples.values.assign(most, kUnwritten);
-  plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
-              ox_wp_type_double, samples.values.data(), static_cast<int>(most * sizeof(double)));
-  dropUnwritten(samples.values);
+  // A damaged file can declare far more samples than it holds. Where the first buffer is too small
+  // after all, a larger one follows.
+  const auto size = static_cast<std::uint64_t>(file.state.st_size);
+  for (std::uint64_t room = std::min(most, std::max(kSmallestRoom, kSamplesPerByte * size));;
+       room = std::min(most, 4 * room)) {
+    samples.values.assign(room, kUnwritten);
+    plugin.call(&Table::copy_variable_data, file.handle, stream.section, stream.variable,
+                ox_wp_type_double, samples.values.data(), static_cast<int>(room * sizeof(double)));
+    dropUnwritten(samples.values);
+    if (room == most || samples.values.size() < room)
+      break;
+  }
   // A status of 1 says no more: samples that are missing have left their marks.
   if (samples.values.empty() && most > 0)
     throw Error(fmt::format("{}: {}: none of {} samples can be read{}", file.name, stream.name(),

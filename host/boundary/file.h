@@ -106,9 +106,10 @@ struct Samples {
   std::string shortfall() const;
 };
 
-// Copies as many samples of a stream of the file as one copy holds. A stream that is not
-// deliverable has and declares none. Throws Error when the stream declares samples and none is
-// found: the file is gone or cannot be read.
+// Copies as many samples of a stream of the file as one copy holds, and says on a terminal which
+// stream is being read. A stream that is not deliverable has and declares none. Memory is taken for
+// what the file can hold, not for what it declares. Throws Error when the stream declares samples
+// and none is found: the file is gone or cannot be read.
 Samples copySamples(const Plugin& plugin, const File& file, const Stream& stream);
 
 // Throws Error when the file has changed since before it was parsed. To be called after the last
