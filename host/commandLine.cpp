@@ -61,8 +61,10 @@ public:
 
 private:
   void throwIfNoSubcommand(const std::string& first) const {
-    if (first.starts_with('-')) // an option
+    if (first == "-h" || first == "--help" || first == "--version")
       return;
+    if (first.starts_with('-'))
+      throw CLI::ValidationError(first, "a subcommand comes first, as in ox-wp-host list FILE");
     std::vector<std::string> names;
     for (const CLI::App* command : app_.get_subcommands({}))
       names.push_back(command->get_name());

@@ -17,8 +17,8 @@ std::string evaluateEnvironmentVariable(const std::string& name);
 // from cOxFilePath, which appends a "/" to $HOME, and keeps the "~" if HOME is not set.
 std::string evaluateSpecialPath(std::string path, cOxLogger& logger);
 
-// Status of the readers and of the dispatcher. Codes that nothing here uses are part of the interface
-// of this unit, as are those of statusCode.
+// Status of the readers and of the dispatcher. Codes that nothing here uses are part of the
+// interface of this unit, as are those of statusCode.
 enum returnCode : int {
   rcOk = 0,
   rcPartiallyOk = 1,

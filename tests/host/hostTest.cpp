@@ -40,6 +40,7 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{}, 0, "  export  "},
       {{"--version"}, 0, "ox-wp-host " OX_WP_HOST_VERSION "\n"},
       {{"lis"}, 2, "no subcommand lis; there are list, export, plot, check\n"},
+      {{"--plugin", "p", "list", "some"}, 2, "--plugin: a subcommand comes first"},
       {{"plot", "some", "--stream", "A", "--stream", "no"}, 1, "\nox-wp-host: no: no stream has"},
       {{"plot", "some", "--from", "9.1"}, 1, "ox-wp-host: no samples between --from and --to\n"},
       {{"plot", "many", "--plugin", GEO_PLUGIN, "-o", "many.svg"}, 1, "has room for 150"},
@@ -51,7 +52,9 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"list", "--", "++", "[1]", "-x"}, 0, "\n\n-x: 1 stream\n"},
       {{"list", "--samples", "none", "some"}, 1, "none: A: none of 9 samples can be read"},
       {{"list", "two", "--stream", "B"}, 0, "two: 1 stream\n  section  name  samples"},
+      {{"list", "long", "--samples"}, 0, "  428571.2857\n"},
       {{"export", "some", "--stream", "A", "--stream", "no"}, 1, "no: no stream has such"},
+      {{"plot", "some", "-o", "some.gif"}, 2, "neither *.svg nor *.png"},
       {{"plot", "some", "--from", "2", "--to", "1", "--plugin", "x"}, 2, "--from must be less"},
       {{"check", FAKE_PLUGIN, "--time-limit", "1.5"}, 2, "1.5 is no whole number"},
       {{"check", FAKE_PLUGIN, "missing"}, 1, "missing: No such file"},
@@ -61,6 +64,7 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
     write(name, "A 10 9 9 0 1\n");
   write("none", "A 10 9 0 0 1\n");
   write("two", "A 10 9 9 0 1\nsection\nB 10 9 9 0 1\n");
+  write("long", "A 10 3000000 3000000 0 1\n"); // more than a first buffer holds
   write("many", miniSeedFile::interleaved(151, 9));
   for (const auto& [arguments, status, said] : cases)
     expect(arguments, status, said);
