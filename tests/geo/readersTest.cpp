@@ -10,7 +10,6 @@
 #include "geo/readers/cGeoFileParser.h"
 #include "geo/readers/cGeoFileParserGeopsySignal.h"
 #include "geo/readers/cGeoFileParserMiniSeed.h"
-#include "support/dateAndTime.h"
 #include "testing/miniSeedFile.h"
 #include "testing/temporaryFolder.h"
 
