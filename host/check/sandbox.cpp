@@ -70,9 +70,13 @@ struct FileCopy {
   fs::path path;
 };
 
-void endChildAndRemoveCopy() {
+extern "C" void endChild(int /*signal*/) {
   if (const pid_t child = runningChild; child != 0)
     kill(-child, SIGKILL);
+}
+
+void endChildAndRemoveCopy() {
+  endChild(0);
   if (const FileCopy* copy = currentCopy) {
     unlink(copy->path.c_str());
     rmdir(copy->folder.c_str());
@@ -120,12 +124,15 @@ std::pair<Verdict, std::string> judge(const Rule& rule, const Subject& subject,
     return {Verdict::broken, broken.what()};
   } catch (const Error& error) { // which is also Skipped
     return {isLoaded ? Verdict::skipped : Verdict::broken, error.what()};
-  } catch (const std::bad_alloc&) { // which a plug-in may throw
-    return {Verdict::skipped, "not enough memory"};
   } catch (const std::exception& exception) {
     if (!running)
       return {Verdict::untried, exception.what()};
-    return {Verdict::broken, fmt::format("{} threw: {}", running, exception.what())};
+    const std::string function = running;
+    const bool mayThrow = function == OX_WP_PLUGIN_ENTRY_POINT || function == "parse_file" ||
+                          function == "copy_variable_data";
+    if (mayThrow && dynamic_cast<const std::bad_alloc*>(&exception))
+      return {Verdict::skipped, function + " finds not enough memory"};
+    return {Verdict::broken, fmt::format("{} threw: {}", function, exception.what())};
   }
 }
 
@@ -144,11 +151,16 @@ std::pair<Verdict, std::string> judge(const Rule& rule, const Subject& subject,
   _exit(EXIT_SUCCESS);
 }
 
-// Returns the child's wait status. By then its whole group has ended.
-int waitForEnd(pid_t child) {
+// Returns the child's wait status. By then its whole group has ended, or the time limit ended it.
+// The limit is not the child's own: a plug-in can ignore the signal.
+int waitForEnd(pid_t child, std::chrono::seconds timeLimit) {
+  setpgid(child, child); // the child does so too: either may be the first to need the group
   runningChild = child;
+  (void)signal(SIGALRM, endChild);
+  alarm(static_cast<unsigned>(timeLimit.count()));
   siginfo_t info{};
   waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  alarm(0);
   kill(-child, SIGKILL); // before the child is reaped: until then its group's number is its own
   runningChild = 0;
   int status = 0;
@@ -176,25 +188,27 @@ Outcome runInChild(const Rule& rule, const std::string& plugin, const std::strin
   const std::string tried = copy ? pathForPlugin(copy->path) : "";
   const int printed = emptyPrintedFile();
   Report& report = emptyReport();
-  const auto lastCopy = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeLimit) / 2;
+  const auto start = std::chrono::steady_clock::now();
 
   (void)fflush(nullptr); // or the child would print it too
+  const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0)
     throw systemError("no process for the rule");
   if (child == 0) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    (void)signal(SIGALRM, SIG_DFL); // which ends the child
-    alarm(static_cast<unsigned>(timeLimit.count()));
-    runChild(rule, {plugin, tried, printed, lastCopy}, report);
+    if (getppid() != parent) // the parent ended before that request
+      _exit(EXIT_FAILURE);
+    runChild(rule, {plugin, tried, printed, start + std::chrono::milliseconds(timeLimit) / 2},
+             report);
   }
-  const int status = waitForEnd(child);
+  const int status = waitForEnd(child, timeLimit);
   const std::string function = report.calling ? report.calling : "";
   if (report.complete)
     return {report.verdict, report.seen.data(), function};
   const std::string place = function.empty() ? "" : " in " + function;
-  if (WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM)
+  if (std::chrono::steady_clock::now() - start >= timeLimit)
     return {Verdict::hung, fmt::format("hung{}: no end within {} s", place, timeLimit.count()),
             function};
   return {Verdict::broken, "crashed" + place + describeEnd(status, printed), function};

@@ -5,6 +5,8 @@
 //   NAME DATA_TYPE DECLARED_SAMPLES FOUND_SAMPLES START INTERVAL
 #include <locale.h>
 #include <math.h>
+#include <pthread.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -51,7 +53,7 @@ int breaks(const char* rule) {
 }
 
 // In C++, which can.
-extern void throwException(void);
+extern void throwException(int isBadAlloc);
 
 // Numbers that are hard to write as strings, then ordinary ones.
 static double sample(long long index) {
@@ -81,7 +83,7 @@ static int getPluginProperty(void* handle, int index, property* out) {
   const int type = breaks("MESSAGE_TYPE") ? ox_wp_type_string : ox_wp_type_message;
   const property properties[] = {
       PROPERTY(file_extension, string, "*.fake"),
-      PROPERTY(plugin_name, string, "fake"),
+      PROPERTY(plugin_name, string, breaks("NULL_STRING") ? NULL : "fake"),
       PROPERTY(plugin_version, string, "1"),
       {ox_wp_prop_error_message, 0, NULL, type, 0, "declined", 0, 0, 7},
   };
@@ -89,7 +91,7 @@ static int getPluginProperty(void* handle, int index, property* out) {
   if (!plugin || !out)
     return 0;
   const int end = lasting + plugin->messages;
-  if (index >= end && !breaks("MESSAGES"))
+  if (index >= end ? !breaks("MESSAGES") : index >= lasting && breaks("EARLY_END"))
     plugin->messages = 0;
   return deliver(properties, index < end ? lasting + 1 : 0, index < lasting ? index : lasting, out);
 }
@@ -142,7 +144,7 @@ static int readFile(const char* path, struct file* file) {
       s.declared += breaks("DECLARED");
       section->streams[section->count++] = s;
     } else if (breaks("DAMAGED") && strstr(path, ".fake"))
-      throwException();
+      throwException(0);
   uselocale(before);
   freelocale(plain);
   if (!breaks("DESCRIPTOR"))
@@ -151,17 +153,22 @@ static int readFile(const char* path, struct file* file) {
   return file->sections->count > 0;
 }
 
+static void* idle(void* nothing) {
+  pause();
+  return nothing;
+}
+
 static void* parseFile(void* handle, const char* path) {
   struct plugin* plugin = handle;
   if (!plugin || !path || plugin->count == mostFiles || breaks("DECLINES"))
     return breaks("MISSING") ? plugin : NULL;
   if (breaks("HANG") && strstr(path, ".fake"))
-    pause();
+    signal(SIGALRM, SIG_IGN), pause();
   if (breaks("PROCESS") && chdir("/") == 0 && setlocale(LC_ALL, "C.UTF-8"))
-    umask(0);
+    umask(0), pthread_create(&(pthread_t){0}, NULL, idle, NULL);
   if (breaks("NAMES") && plugin->count > 0)
     plugin->files[0]->sections->streams->name[0] = '?';
-  plugin->declined = 0;
+  plugin->declined = plugin->declined && breaks("OLD_ERROR");
   struct file* file = malloc(sizeof *file);
   const int isRead = readFile(path, file);
   if (isRead && plugin->count > 0 && breaks("HANDLES"))
@@ -185,6 +192,8 @@ static int releaseFile(void* plugin, void* file) {
 
 static int getFileProperty(void* plugin, void* file, int index, property* out) {
   struct file* owner = file;
+  if (!owner && breaks("THROWS"))
+    throwException(1);
   if (owner && breaks("LABELS"))
     strcpy(owner->sections->label, "file");
   const property properties[] = {
