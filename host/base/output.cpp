@@ -83,8 +83,9 @@ void Output::openTemporaryFile(const struct stat* replaced) {
   removeOnSignal[name.copy(removeOnSignal.data(), removeOnSignal.size() - 1)] = '\0';
   descriptor_ = mkostemp(removeOnSignal.data(), O_CLOEXEC);
   if (descriptor_ < 0) {
+    const int code = errno;
     removeOnSignal[0] = '\0';
-    throw systemError(path_);
+    throw systemError(code == ENOENT ? target.parent_path().string() : path_, code);
   }
   temporary_ = removeOnSignal.data();
   const mode_t mask = umask(0);

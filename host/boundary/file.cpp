@@ -47,7 +47,7 @@ void walkSection(const Plugin& plugin, File& file, ox_wp_section_handle section)
   const int sectionIndex = static_cast<int>(file.sections.size());
   file.sections.push_back(walk(plugin, &Table::get_section_property, file.handle, section));
   const std::int64_t count = find(file.sections.back(), ox_wp_prop_variable_count).integer;
-  for (int variable = 0; variable < count; ++variable)
+  for (int variable = 0; variable < std::min<std::int64_t>(count, INT_MAX); ++variable)
     file.streams.push_back(
         {sectionIndex, section, variable,
          walk(plugin, &Table::get_variable_property, file.handle, section, variable)});
@@ -90,7 +90,7 @@ File openFile(const Plugin& plugin, const std::string& name) {
   }
   file.properties = walk<ox_wp_index_file_changed>(plugin, &Table::get_file_property, file.handle);
   const std::int64_t count = find(file.properties, ox_wp_prop_section_count).integer;
-  for (int index = 0; index < count; ++index) {
+  for (int index = 0; index < std::min<std::int64_t>(count, INT_MAX); ++index) {
     ox_wp_section_handle section = plugin.call(&Table::get_section_handle, file.handle, index);
     if (!section)
       throw Error(name + ": the plug-in returns no handle for section " + std::to_string(index));

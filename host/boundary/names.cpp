@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 std::string whyUnreadable(const std::string& name) {
   struct stat status{};
   if (stat(name.c_str(), &status) != 0)
-    return systemError(name).what();
+    return name == "-" ? "-: standard input cannot be read; name a file" : systemError(name).what();
   if (S_ISDIR(status.st_mode))
     return name + ": a folder, not a file";
   if (!S_ISREG(status.st_mode))
@@ -33,10 +33,13 @@ std::string whyUnreadable(const std::string& name) {
 
 std::string pathForPlugin(const std::string& name) {
   if (access(name.c_str(), F_OK) != 0)
-    throw systemError(name);
+    throw Error(whyUnreadable(name));
   const fs::path typed = name;
-  const fs::path folder = typed.has_parent_path() ? typed.parent_path() : ".";
-  std::string path = fs::canonical(folder) / typed.filename();
+  std::error_code error;
+  const fs::path folder = fs::canonical(typed.has_parent_path() ? typed.parent_path() : ".", error);
+  if (error)
+    throw systemError(name, error.value());
+  std::string path = folder / typed.filename();
   if (path.find_first_of("\\^$") != std::string::npos ||
       std::isspace(static_cast<unsigned char>(path.back())) != 0)
     throw Error(name + R"(: not read, since a plug-in may take \, ^, $ or white space at the end )"
@@ -45,11 +48,17 @@ std::string pathForPlugin(const std::string& name) {
 }
 
 void refuseToOverwrite(const std::vector<std::string>& inputs, const std::string& output) {
-  const fs::path written = output == kStandardOutput ? "/dev/stdout" : output;
-  std::error_code error; // where one is missing, they are not the same
-  for (const std::string& input : inputs)
-    if (fs::equivalent(input, written, error))
+  struct stat written{};
+  const bool isStandardOutput = output == kStandardOutput;
+  if ((isStandardOutput ? fstat(STDOUT_FILENO, &written) : stat(output.c_str(), &written)) != 0 ||
+      !S_ISREG(written.st_mode))
+    return;
+  for (const std::string& input : inputs) {
+    struct stat read{};
+    if (stat(input.c_str(), &read) == 0 && read.st_dev == written.st_dev &&
+        read.st_ino == written.st_ino)
       throw Error(input + ": the output would change this file, which is being read");
+  }
 }
 
 std::string someOf(const std::set<std::string>& names) {

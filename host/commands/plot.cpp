@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <stdexcept>
 
 #include "host/base/messages.h"
 #include "host/commands/commands.h"
@@ -34,9 +33,8 @@ int plot(const Plugin& plugin, const Request& request) {
       keepChosen(file, choice);
       keepDeliverable(file);
       streams += file.streams.size();
-      if (isPicture && streams > kMostPanels) // not an Error, after which the next file is read
-        throw std::length_error("a picture has room for " + std::to_string(kMostPanels) +
-                                " streams; choose some with --stream");
+      if (isPicture && streams > kMostPanels)
+        break;
       std::vector<Panel> added =
           makePanels(plugin, file, axes, request.window, isPicture ? kPictureColumns : room.ws_col);
       throwIfChanged(plugin, file);
@@ -52,6 +50,9 @@ int plot(const Plugin& plugin, const Request& request) {
     }
     plugin.call(&Table::release_all_files);
   }
+  if (isPicture && streams > kMostPanels)
+    throw Error("a picture has room for " + std::to_string(kMostPanels) +
+                " streams; choose some with --stream");
   if (panels.empty()) {
     choice.throwIfUnmatched();
     if (status != kSuccess)

@@ -121,10 +121,13 @@ Json valueJson(const Property& property) {
 
 Json propertiesJson(const Properties& properties) {
   Json json = Json::array();
-  for (const Property& property : properties)
-    json.push_back({{"identifier", property.identifier},
-                    {"name", propertyName(property.identifier)},
-                    {"value", valueJson(property)}});
+  for (const Property& property : properties) {
+    Json& added = json.emplace_back(Json{{"identifier", property.identifier},
+                                         {"name", propertyName(property.identifier)},
+                                         {"value", valueJson(property)}});
+    if (added["value"].is_null()) // of a type that this host does not know
+      added["type"] = property.type;
+  }
   return json;
 }
 

@@ -50,6 +50,7 @@ TEST_F(HostTest, CommandLineEndsWithStatusAndMessage) {
       {{"list", "--stream", "A", "some", "--stream", "no"}, 1, "no: no stream has such"},
       {{"list", "some", "--stream"}, 2, "ox-wp-host: --stream takes one value\n"},
       {{"list", "--", "++", "[1]", "-x"}, 0, "\n\n-x: 1 stream\n"},
+      {{"list", "-"}, 1, "-: standard input cannot be read"},
       {{"list", "--samples", "none", "some"}, 1, "none: A: none of 9 samples can be read"},
       {{"list", "two", "--stream", "B"}, 0, "two: 1 stream\n  section  name  samples"},
       {{"list", "long", "--samples"}, 0, "  428571.2857\n"},
@@ -98,8 +99,9 @@ TEST_F(HostTest, WhatIsReadIsNeverReplaced) {
   write("some.svg", "A 10 9 9 0 1\n");
   write("A.csv", "A 10 9 9 0 1\n");
   fs::create_symlink("some.svg", "link.svg");
+  fs::create_hard_link("some.svg", "same.svg");
   for (const char* command : {"export", "plot"})
-    for (const char* target : {"some.svg", "./link.svg"})
+    for (const char* target : {"some.svg", "./link.svg", "same.svg"})
       expect({command, "some.svg", "-o", target}, 1, "would change this file");
   fs::create_symlink("A.csv", "A.A.csv"); // the name of the stream's file
   expect({"export", "A.csv", "--split", "."}, 1, "would change this file");
@@ -200,7 +202,7 @@ TEST_F(Export, FilesGetTheirNamesAndPermissions) {
 TEST_F(Export, LeavesNothingHalfDone) {
   write("out", "earlier");
   expect({"export", file, "--stream", "D", "-o", "out"}, 1, "no stream that can be delivered");
-  expect({"export", file, "-o", "none/out"}, 1, "none/out: No such file or directory");
+  expect({"export", file, "-o", "none/out"}, 1, "none: No such file or directory");
   expect({"export", file, "-o", "/dev/full"}, 1, "/dev/full: No space left");
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGALRM, SIGUSR1, SIGXFSZ}) {
     const auto endInTheMiddle = [&] {
@@ -302,6 +304,8 @@ TEST_F(HostTest, PictureIsReplacedOnlyByAPicture) {
   write("some", "A 10 20 20 0 1\nB 10 20 20 0 1\n");
   ASSERT_EQ(run({"plot", "some", "-o", "picture.svg"}), kSuccess);
   EXPECT_NE(read("picture.svg").find(">B [count]<"), std::string::npos);
+  ASSERT_EQ(run({"plot", "some", "-o", "out.PNG", "--to", "5"}), kSuccess);
+  EXPECT_TRUE(read("out.PNG").starts_with("\x89PNG"));
   const Environment ours({"PATH=" + folder.string()});
   expect({"plot", "some", "-o", "picture.svg"}, 1, "gnuplot, which is not installed\n");
   for (const auto& [end, said] : {std::pair{"exit 0", "drawn nothing"}, {"exit 3", "status 3\n"}}) {
