@@ -73,13 +73,14 @@ std::string recordingName(const fs::path& path) {
   return isEnding ? path.stem() : path.filename();
 }
 
-// A name for a stream's file, made from any bytes: it holds no slash.
+// A name for a stream's file, made from any bytes: neither a path nor hidden, and not too long.
 std::string fileNameFor(const std::string& recording, const Stream& stream) {
-  std::string name = recording + '.' + stream.name();
+  constexpr std::size_t kLongest = 100; // of each part
+  std::string name = recording.substr(0, kLongest) + '.' + stream.name().substr(0, kLongest);
   for (char& c : name)
     if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-' && c != '.')
       c = '_';
-  return name;
+  return name.front() == '.' ? '_' + name : name;
 }
 
 // The path of each stream's file. Of streams with the same name, the second and later are numbered.
